@@ -1,0 +1,264 @@
+/* quelcodec: speech coding at 5, 6.5, 8.5 (8 kHz) and 16 kbit/s (16 kHz).
+ *
+ * Two interfaces in one library:
+ *
+ *  - Streams (quel_...): as many encoders and decoders as you like, on any number of threads. Use
+ *    these in your own programs.
+ *  - The plug-in functions (SetFlavor, InitEncoder, Encode, ...): one encoder and one decoder per
+ *    process, as media hosts load them. One thread at a time.
+ *
+ * Streams and the plug-in functions do not disturb each other, and a stream gives bit for bit what
+ * the plug-in functions give.
+ *
+ * A program that codes and decodes one unit of silence:
+ *
+ *   #include <quelcodec/quelcodec.h>
+ *   #include <stdio.h>
+ *
+ *   int main(void) {
+ *     quel_encoder_options enc_options = QUEL_ENCODER_OPTIONS(QUEL_FLAVOR_8K5);
+ *     quel_decoder_options dec_options = QUEL_DECODER_OPTIONS(QUEL_FLAVOR_8K5);
+ *     quel_encoder* encoder = NULL;
+ *     quel_decoder* decoder = NULL;
+ *     int16_t pcm[QUEL_MAX_SAMPLES] = {0};
+ *     uint8_t unit[QUEL_MAX_BYTES];
+ *     int bytes, samples;
+ *     if (quel_encoder_create(&enc_options, &encoder) != QUEL_OK) return 1;
+ *     if (quel_decoder_create(&dec_options, &decoder) != QUEL_OK) return 1;
+ *     bytes = quel_encode(encoder, pcm, (size_t)quel_samples_per_unit(QUEL_FLAVOR_8K5), unit,
+ *                         sizeof unit);
+ *     samples = quel_decode(decoder, unit, (size_t)bytes, QUEL_ALL_RECEIVED, pcm, QUEL_MAX_SAMPLES);
+ *     printf("%d bytes, %d samples\n", bytes, samples);
+ *     quel_encoder_destroy(encoder);
+ *     quel_decoder_destroy(decoder);
+ *     return bytes == 19 && samples == 144 ? 0 : 1;
+ *   }
+ */
+#ifndef QUELCODEC_QUELCODEC_H_
+#define QUELCODEC_QUELCODEC_H_
+
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ---- Version ---------------------------------------------------------------------------------- */
+
+#define QUEL_VERSION_MAJOR 0
+#define QUEL_VERSION_MINOR 1
+#define QUEL_VERSION_PATCH 0
+/** The header's version as one number, 10000 * major + 100 * minor + patch. */
+#define QUEL_VERSION (10000 * QUEL_VERSION_MAJOR + 100 * QUEL_VERSION_MINOR + QUEL_VERSION_PATCH)
+
+/** The library's version, as QUEL_VERSION counts; compare it with the header's. */
+int quel_version(void);
+
+/* ---- Flavors ---------------------------------------------------------------------------------- */
+
+enum {
+  QUEL_FLAVOR_6K5 = 0, /**< 6.5 kbit/s, 8 kHz:  frames of 144 samples, units of 2 frames, 29 bytes */
+  QUEL_FLAVOR_8K5 = 1, /**< 8.5 kbit/s, 8 kHz:  frames of 144 samples, units of 1 frame,  19 bytes */
+  QUEL_FLAVOR_5K = 2,  /**< 5 kbit/s,   8 kHz:  frames of 240 samples, units of 2 frames, 37 bytes */
+  QUEL_FLAVOR_16K = 3  /**< 16 kbit/s,  16 kHz: frames of 160 samples, units of 1 frame,  20 bytes */
+};
+
+/** Buffer sizes that serve every flavor and every call of a stream. */
+#define QUEL_MAX_BYTES 37     /**< bytes of a coded unit */
+#define QUEL_MAX_SAMPLES 1680 /**< samples that one quel_decode gives: 7 frames of 240 */
+
+/* Each returns a positive count, or QUEL_ERROR_FLAVOR for a flavor outside 0..3. */
+int quel_sampling_rate(int flavor);    /**< Hz: 8000 or 16000 */
+int quel_samples_per_frame(int flavor); /**< 144, 144, 240, 160 */
+int quel_frames_per_unit(int flavor);  /**< 2, 1, 2, 1 */
+int quel_samples_per_unit(int flavor); /**< 288, 144, 480, 160 */
+int quel_bytes_per_unit(int flavor);   /**< 29, 19, 37, 20 */
+/** Samples by which a decoder's output lies behind the encoder's input, beyond the unit that a call
+ *  takes: 120, 120, 360, 80. Sample n of the input comes out as sample n + delay. */
+int quel_delay(int flavor);
+
+/* ---- Errors ----------------------------------------------------------------------------------- */
+
+/** Negative results. A call that returns one has changed neither its stream nor its outputs. */
+enum {
+  QUEL_OK = 0,
+  QUEL_ERROR_ARGUMENT = -1, /**< a pointer is null that must not be */
+  QUEL_ERROR_FLAVOR = -2,   /**< the flavor is outside 0..3 */
+  QUEL_ERROR_OPTIONS = -3,  /**< an option has a value, or a size, that this library does not know */
+  QUEL_ERROR_MEMORY = -4,   /**< no memory for the stream */
+  QUEL_ERROR_LENGTH = -5,   /**< the input is not exactly one unit */
+  QUEL_ERROR_CAPACITY = -6  /**< the output buffer is too small for what the call would give */
+};
+
+/** One English sentence for a result code, never null; static storage. */
+const char* quel_error_text(int code);
+
+/* ---- Streams ----------------------------------------------------------------------------------
+ *
+ * A stream belongs to its creator until it is destroyed. Any number may live at once; each may move
+ * from thread to thread but is used by one thread at a time. No call allocates but create.
+ */
+
+typedef struct quel_encoder quel_encoder;
+typedef struct quel_decoder quel_decoder;
+
+/** Set by QUEL_ENCODER_OPTIONS. The struct may grow at its end; `size` tells the library how much
+ *  of it the caller knows. Bytes beyond what the library knows must be zero. */
+typedef struct quel_encoder_options {
+  size_t size; /**< sizeof(quel_encoder_options) */
+  int flavor;  /**< QUEL_FLAVOR_...; kept for the stream's life */
+} quel_encoder_options;
+
+#define QUEL_ENCODER_OPTIONS(flavor) {sizeof(quel_encoder_options), (flavor)}
+
+/** How a decoder stream makes up for lost frames. */
+enum {
+  /** One frame of samples for each lost frame, at once: the host's clock never stops. Flavor 2
+   *  already runs a frame behind and takes the lost frame in its turn. Long losses fade out. */
+  QUEL_CONCEAL_IMMEDIATE = 0,
+  /** Exactly as the plug-in's Decode: nothing comes out for a lost frame until a frame is received
+   *  again, then at most five are made up, with that frame's parameters at hand. */
+  QUEL_CONCEAL_DEFERRED = 1
+};
+
+/** Set by QUEL_DECODER_OPTIONS; grows as quel_encoder_options does. */
+typedef struct quel_decoder_options {
+  size_t size;     /**< sizeof(quel_decoder_options) */
+  int flavor;      /**< QUEL_FLAVOR_...; kept for the stream's life */
+  int concealment; /**< QUEL_CONCEAL_... */
+} quel_decoder_options;
+
+#define QUEL_DECODER_OPTIONS(flavor) \
+  {sizeof(quel_decoder_options), (flavor), QUEL_CONCEAL_IMMEDIATE}
+
+/** Creates an encoder. QUEL_OK and a stream in *encoder; else *encoder is left as it was.
+ *  Errors: ARGUMENT, OPTIONS, FLAVOR, MEMORY. */
+int quel_encoder_create(const quel_encoder_options* options, quel_encoder** encoder);
+/** Destroys an encoder; null is allowed. */
+void quel_encoder_destroy(quel_encoder* encoder);
+/** Back to the state after create. Error: ARGUMENT. */
+int quel_encoder_reset(quel_encoder* encoder);
+/** The flavor given at creation. Error: ARGUMENT. */
+int quel_encoder_flavor(const quel_encoder* encoder);
+
+/** Codes one unit.
+ *
+ *  pcm       [0..samples-1] 16-bit samples at the flavor's rate
+ *  samples   quel_samples_per_unit(flavor), no other count
+ *  unit      [0..bytes_per_unit-1] written
+ *  capacity  bytes that `unit` can hold
+ *
+ *  Returns the bytes written. Errors: ARGUMENT, LENGTH, CAPACITY. */
+int quel_encode(quel_encoder* encoder, const int16_t* pcm, size_t samples, uint8_t* unit,
+                size_t capacity);
+
+/** Creates a decoder, as quel_encoder_create. Errors: ARGUMENT, OPTIONS, FLAVOR, MEMORY. */
+int quel_decoder_create(const quel_decoder_options* options, quel_decoder** decoder);
+/** Destroys a decoder; null is allowed. */
+void quel_decoder_destroy(quel_decoder* decoder);
+/** Back to the state after create. Error: ARGUMENT. */
+int quel_decoder_reset(quel_decoder* decoder);
+/** The flavor given at creation. Error: ARGUMENT. */
+int quel_decoder_flavor(const quel_decoder* decoder);
+/** The most samples that one quel_decode of this stream can give: a unit's with immediate, five
+ *  frames more with deferred concealment. Error: ARGUMENT. */
+int quel_decoder_max_samples(const quel_decoder* decoder);
+
+/** For `received`: every frame of the unit arrived. */
+#define QUEL_ALL_RECEIVED 0xffffffffu
+
+/** Decodes one unit.
+ *
+ *  unit      [0..bytes-1] a coded unit; may be null with bytes 0 where no frame arrived
+ *  bytes     quel_bytes_per_unit(flavor), no other count
+ *  received  bit n set: frame n of the unit arrived; bits past the unit's frames are not looked at
+ *  pcm       [0..result-1] written
+ *  capacity  samples that `pcm` can hold; quel_decoder_max_samples is always enough
+ *
+ *  Returns the samples written, 0 where deferred concealment has nothing to give yet. Any bits
+ *  decode to some sound; there is no such thing as a wrong unit. Errors: ARGUMENT, LENGTH,
+ *  CAPACITY. */
+int quel_decode(quel_decoder* decoder, const uint8_t* unit, size_t bytes, uint32_t received,
+                int16_t* pcm, size_t capacity);
+
+/* ---- Plug-in functions ------------------------------------------------------------------------
+ *
+ * One encoder and one decoder per process; one thread at a time. Order of use: SetFlavor, then
+ * InitEncoder and/or InitDecoder, then any number of Encode and Decode, then FreeEncoder and
+ * FreeDecoder.
+ */
+
+uint32_t GetNumberOfFlavors(void);   /**< 4 */
+uint32_t GetNumberOfQNFlavors(void); /**< 4 */
+
+/** Selects a flavor. 0, or 8 for a flavor above 3, which changes nothing. */
+uint32_t SetFlavor(uint16_t flavor);
+
+/** A property of a flavor as raw bytes in host order; null and *length 0 where there is none.
+ *
+ *  id 1: bit rate, uint32, bit/s; 2 and 3: input and output format (uint16 code 1, two zero bytes,
+ *  uint32 sampling rate in Hz, uint16 bits per sample, uint16 channels); 5: uint16 3; 6: bytes per
+ *  Encode, uint32; texts with their terminating zero: 0 long name, 8 and 10 short name, 4 and 9
+ *  description.
+ *
+ *  The bytes belong to the plug-in and live until the next call. */
+const void* GetFlavorProperty(uint16_t flavor, uint16_t id, uint16_t* length);
+
+/** Prepares the encoder for the selected flavor and tells the sizes of one Encode: samples
+ *  (2304, 2304, 3840, 2560) and bytes (232, 304, 296, 320). The first two arguments (sampling rate
+ *  and bytes per sample, by custom) are not used. Returns 0. */
+uint32_t InitEncoder(uint32_t rate, uint32_t sample_bytes, uint32_t* samples_per_call,
+                     uint32_t* bytes_per_call);
+
+/** Codes one call's samples. Writes nothing unless the selected flavor is the one that InitEncoder
+ *  last prepared. */
+void Encode(const int16_t* samples, uint8_t* bytes);
+void FreeEncoder(void); /**< Frees nothing: there is nothing to free. */
+
+/** Resets the decoders. 0. It does not apply the flavor's frame sizes: Decode does, where the
+ *  selected flavor is another one than InitDecoder found or than was last coded or decoded.
+ *  So InitDecoder before SetFlavor always works; SetFlavor, InitDecoder, Decode in a process that
+ *  never coded that flavor decodes 0 samples. */
+int32_t InitDecoder(void);
+
+/** Decodes `length` bytes of coded frames.
+ *
+ *  bytes          [0..length-1] frames back to back; leftover bits are ignored
+ *  samples        [0..*output_length/2-1] written; room for 37 frames serves any call (32 mask bits
+ *                 and five frames carried over from earlier losses): 5328, 5328, 8880, 5920 samples
+ *  output_length  bytes of samples written. 16 bits; the largest call's are 17,760
+ *  received       bit n set: frame n of the call arrived; frames past the 32nd count as lost. A
+ *                 lost frame gives nothing until one is received; then at most five are made up
+ *
+ *  0, or -1 where no flavor was ever selected (*output_length is left as it was). */
+int32_t Decode(const uint8_t* bytes, uint16_t length, int16_t* samples, uint16_t* output_length,
+               uint32_t received);
+void FreeDecoder(void); /**< Frees nothing. */
+
+/** Two scratch areas of 8192 bytes, never freed, for clients that want them on the heap: the first
+ *  becomes this thread's working stack, the second's top is returned (null without memory, and the
+ *  stack stays where it was). */
+void* init_malloc(void);
+
+/** "6500,8500,5000,16000": nominal bit rates of flavors 0 to 3. */
+extern const char Bandwidth[22];
+
+/* Switches of the process-wide wideband codec; streams do not look at them. */
+
+/** Nonzero: the decoder treats every frame's line spectral frequencies as lost. 0 at load. */
+extern int32_t bad_lsf_ind;
+/** Nonzero: the decoder treats every pitch lag as lost. 0 at load. */
+extern int32_t bad_pitch_ind;
+/** Track rotations that the 45-bit codebook search tries, 1..5 (other values act as the nearest of
+ *  these). 2 at load; more finds better pulses and takes longer. */
+extern int32_t nb_iter_selected;
+/** Nonzero: the 45-bit codebook search starts its running vector from the negated signs instead of
+ *  zero. 0 at load; it costs 5 to 7 dB and is here for comparison only. */
+extern int32_t running_vector_from_signs;
+
+#ifdef __cplusplus
+} /* extern "C" */
+#endif
+
+#endif /* QUELCODEC_QUELCODEC_H_ */

@@ -1,0 +1,94 @@
+#include "dsp/a2isp.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <numbers>
+
+#include "dsp/scratch.h"
+
+namespace quel {
+namespace {
+
+constexpr int grid_intervals = 60;
+
+std::array<float, grid_intervals + 1> cosine_grid() {
+  std::array<float, grid_intervals + 1> grid{};
+  for (int j = 0; j <= grid_intervals; ++j) {
+    const double angle = j * (std::numbers::pi / grid_intervals);
+    grid[static_cast<std::size_t>(j)] = static_cast<float>(std::cos(angle));
+  }
+  return grid;
+}
+
+const std::array<float, grid_intervals + 1> grid = cosine_grid();
+
+// The root of f between xlow and xhigh, across which its sign changes.
+float refine(float xlow, double ylow, float xhigh, double yhigh, const float* f, int n) {
+  for (int i = 0; i < 4; ++i) {
+    const float xmid = (xlow + xhigh) * 0.5f;
+    const double ymid = chebyshev2(xmid, f, n);
+    if (ylow * ymid <= 0.0) {
+      xhigh = xmid;
+      yhigh = ymid;
+    } else {
+      xlow = xmid;
+      ylow = ymid;
+    }
+  }
+  // Zero at both ends: any point between is as good a root, and 0/0 is none.
+  if (yhigh == ylow) return xlow;
+  const double slope = (static_cast<double>(xhigh) - xlow) / (yhigh - ylow);
+  return static_cast<float>(xlow - ylow * slope);
+}
+
+}  // namespace
+
+double chebyshev2(float x, const float* f, int n) {
+  const double x2 = 2.0 * x;
+  double b2 = f[0];
+  double b1 = x2 * f[0] + f[1];
+  for (int i = 2; i < n; ++i) {
+    const double b0 = x2 * b1 - b2 + f[i];
+    b2 = b1;
+    b1 = b0;
+  }
+  return x * b1 - b2 + 0.5 * f[n];
+}
+
+void a2isp(const float* a, float* isp, const float* old_isp, int M) {
+  const int nc = M / 2;
+  Scratch f1(nc + 1), f2(nc + 1);
+  for (int i = 0; i < nc; ++i) {
+    f1[i] = a[i] + a[M - i];
+    f2[i] = a[i] - a[M - i];
+  }
+  f1[nc] = 2.0f * a[nc];
+  for (int i = 2; i < nc; ++i) f2[i] += f2[i - 2];  // divides F2 by 1 - z^-2
+
+  const float* f = f1.data();
+  int order = nc;
+  int found = 0;
+  float xlow = grid[0];
+  double ylow = chebyshev2(xlow, f, order);
+  for (int j = 0; found < M - 1 && j < grid_intervals;) {
+    ++j;
+    const float xhigh = xlow;
+    const double yhigh = ylow;
+    xlow = grid[static_cast<std::size_t>(j)];
+    ylow = chebyshev2(xlow, f, order);
+    if (ylow * yhigh <= 0.0) {
+      --j;  // the other polynomial's next root may lie in this same interval
+      xlow = refine(xlow, ylow, xhigh, yhigh, f, order);
+      isp[found++] = xlow;
+      const bool was_sum = f == f1.data();
+      f = was_sum ? f2.data() : f1.data();
+      order = was_sum ? nc - 1 : nc;
+      ylow = chebyshev2(xlow, f, order);
+    }
+  }
+  isp[M - 1] = a[M];
+  if (found < M - 1) std::copy_n(old_isp, M, isp);
+}
+
+}  // namespace quel

@@ -1,0 +1,35 @@
+#include "dsp/autocorr.h"
+
+#include <cmath>
+#include <numbers>
+
+#include "dsp/scratch.h"
+
+namespace quel {
+namespace {
+
+std::array<float, 240> hamming() {
+  std::array<float, 240> w{};
+  for (int n = 0; n < 240; ++n) {
+    const double angle = 2.0 * std::numbers::pi * n / 239.0;
+    w[static_cast<std::size_t>(n)] = static_cast<float>(0.54 - 0.46 * std::cos(angle));
+  }
+  return w;
+}
+
+}  // namespace
+
+const std::array<float, 240> window = hamming();
+
+void autocorr(const float* x, float* r, int m, int L, const float* window) {
+  Scratch y(L);
+  for (int n = 0; n < L; ++n) y[n] = x[n] * window[n];
+  for (int k = 0; k <= m; ++k) {
+    double sum = 0.0;
+    for (int n = k; n < L; ++n) sum += static_cast<double>(y[n]) * y[n - k];
+    r[k] = static_cast<float>(sum);
+  }
+  if (r[0] < 1.0f) r[0] = 1.0f;
+}
+
+}  // namespace quel

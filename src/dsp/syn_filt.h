@@ -1,0 +1,24 @@
+#pragma once
+
+namespace quel {
+
+/// All-pole synthesis 1/A(z).
+///
+/// a       [0..m] LP filter, a[0] = 1
+/// m       order, 1..16
+/// x       [0..lg-1] input
+/// y       [0..lg-1] output, in the unit of x; y may be x
+/// lg      samples, > 0
+/// mem     [0..m-1] last m outputs, oldest first
+/// update  0 leaves mem as it was (trial filtering); otherwise mem moves on
+///
+/// Never fails; y grows without bound where the caller's A(z) is unstable.
+void syn_filt(const float* a, int m, const float* x, float* y, int lg, float* mem, int update);
+
+/// The wideband coder's name for `syn_filt`.
+inline void syn_filt16(const float* a, int m, const float* x, float* y, int lg, float* mem,
+                       int update) {
+  syn_filt(a, m, x, y, lg, mem, update);
+}
+
+}  // namespace quel
