@@ -1,0 +1,16 @@
+#pragma once
+
+#include <cstdint>
+
+namespace quel {
+
+/// Exhaustive search of the 5 kbit/s codebook of two pulses of opposite sign on adjacent tracks.
+/// Word of 10 bits: bit 9 set where pulse A is the negative one, bit 8 the grid offset o, bits 7..4
+/// ja, bits 3..0 jb; pulse A stands at 3 * ja + o, pulse B at 3 * jb + o + 1.
+///
+/// dn     [0..47] target filtered backwards through h
+/// h      [0..47] impulse response
+/// index  output, the word; valid whatever the input
+void acb_2p10b(const float* dn, const float* h, std::int32_t* index);
+
+}  // namespace quel

@@ -1,0 +1,249 @@
+#include "narrowband/acb27_15.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+#include "dsp/invsqrt.h"
+#include "dsp/scratch.h"
+#include "narrowband/acb_common.h"
+
+namespace quel {
+
+namespace narrowband {
+namespace {
+
+// The kernel of both overloads; sel == nullptr makes every position of tx a candidate.
+template <int step>
+void search_pair(int tx, int ty, float* ps, float* alp, int* ix, int* iy, const float* dn,
+                 const float* sel, const float* rr_x, const float* rr_y, const float* block) {
+  constexpr int count = acb_len / step;
+  float dn_y[count];
+  float num[count];
+  float den[count];
+  for (int j = 0; j < count; ++j) dn_y[j] = dn[ty + step * j];
+
+  float sq = -1.0f;
+  float alpha = 1.0f;
+  int best_x = -1;
+  int best_y = 0;
+  int first = -1;
+  for (int jx = 0; jx < count; ++jx) {
+    const int position = tx + step * jx;
+    if (sel != nullptr && !(sel[position] < 0.0f)) continue;
+    if (first < 0) first = jx;
+    const float ps1 = *ps + dn[position];
+    const float alp1 = *alp + rr_x[jx];
+    const float* row = block + jx * count;
+    for (int j = 0; j < count; ++j) {
+      const float ps2 = ps1 + dn_y[j];
+      num[j] = ps2 * ps2;
+      den[j] = alp1 + rr_y[j] + row[j];
+    }
+    for (int j = 0; j < count; ++j) {
+      if (alpha * num[j] - sq * den[j] > 0.0f) {
+        sq = num[j];
+        alpha = den[j];
+        best_x = jx;
+        best_y = j;
+      }
+    }
+  }
+  if (best_x < 0) best_x = std::max(first, 0);
+  *ix = tx + step * best_x;
+  *iy = ty + step * best_y;
+  *ps = *ps + dn[*ix] + dn[*iy];
+  *alp = alpha;
+}
+
+}  // namespace
+
+void cor_h_vec(const float* h, const float* y, int track, const float* sign, const float* rr_diag,
+               float* out) {
+  for (int j = 0; j < 16; ++j) {
+    const int p = track + 3 * j;
+    float sum = 0.0f;
+    for (int k = 0; k < acb_len - p; ++k) sum += h[k] * y[p + k];
+    out[j] = sign[p] * sum + rr_diag[16 * track + j];
+  }
+}
+
+void search_ixiy(int tx, int ty, float* ps, float* alp, int* ix, int* iy, const float* dn,
+                 const float* sel, const float* rr_x, const float* rr_y, const float* rr) {
+  search_pair<3>(tx, ty, ps, alp, ix, iy, dn, sel, rr_x, rr_y, rr + 256 * tx);
+}
+
+void search_ixiy(int tx, int ty, float* ps, float* alp, int* ix, int* iy, const float* dn,
+                 const float* rr_x, const float* rr_y, const float* rr) {
+  search_pair<6>(tx, ty, ps, alp, ix, iy, dn, nullptr, rr_x, rr_y, rr + 64 * (tx / 2));
+}
+
+}  // namespace narrowband
+
+namespace {
+
+using namespace narrowband;
+
+// Cyclic track order: a search that starts at entry k visits the tracks from there on.
+constexpr std::int32_t ipos[8] = {0, 1, 2, 0, 1, 2, 0, 1};
+
+// One search over the three tracks: what does not change while it runs, and the vectors that the
+// pulses placed so far leave.
+struct TrackSearch {
+  const float* dn;
+  const float* sel;
+  const float* h;
+  const float* sign;
+  Scratch<> rr_diag{3 * 16};
+  Scratch<> rr{3 * 256};
+  Scratch<> y{acb_len};
+  Scratch<> rr_x{16};
+  Scratch<> rr_y{16};
+
+  TrackSearch(const float* dn_, const float* sel_, const float* h_, const float* sign_)
+      : dn(dn_), sel(sel_), h(h_), sign(sign_) {
+    for (int t = 0; t < 3; ++t) {
+      half_energies(h, t, 3, &rr_diag[16 * t]);
+      cross_block(h, t, (t + 1) % 3, 3, &rr[256 * t]);
+      fold_signs(&rr[256 * t], t, (t + 1) % 3, 3, sign);
+    }
+  }
+
+  void clear_y() { std::fill_n(y.data(), acb_len, 0.0f); }
+  void add_to_y(int position) { add_pulse(y.data(), h, position, sign[position]); }
+
+  // Places a pair on tracks whose pulses stand alone.
+  void first_pair(int tx, int ty, float* ps, float* alp, int* pair) {
+    search_ixiy(tx, ty, ps, alp, &pair[0], &pair[1], dn, sel, &rr_diag[16 * tx], &rr_diag[16 * ty],
+                rr.data());
+  }
+
+  // Places a pair beside the pulses in y.
+  void next_pair(int tx, int ty, float* ps, float* alp, int* pair) {
+    cor_h_vec(h, y.data(), tx, sign, rr_diag.data(), rr_x.data());
+    cor_h_vec(h, y.data(), ty, sign, rr_diag.data(), rr_y.data());
+    search_ixiy(tx, ty, ps, alp, &pair[0], &pair[1], dn, sel, rr_x.data(), rr_y.data(), rr.data());
+  }
+};
+
+// Marks the largest measure of a track with -1 and returns its position, the lowest of equals.
+int mark_largest(float* sel, int track) {
+  int best = track;
+  for (int p = track + 3; p < acb_len; p += 3) {
+    if (sel[p] > sel[best]) best = p;
+  }
+  sel[best] = -1.0f;
+  return best;
+}
+
+// What brings res to the level of dn; 0 where there is no such factor (silence).
+float residual_weight(const float* dn, const float* res) {
+  float e_res = 0.0f;
+  float e_dn = 0.0f;
+  for (int n = 0; n < acb_len; ++n) {
+    e_res += res[n] * res[n];
+    e_dn += dn[n] * dn[n];
+  }
+  const float ratio = e_res / e_dn;
+  if (!(ratio > 0.0f) || !std::isfinite(ratio)) return 0.0f;
+  return static_cast<float>(invsqrt(ratio));
+}
+
+// Position index with the sign in bit 4.
+std::int32_t pulse_word(int position, const float* sign) {
+  return position / 3 + (sign[position] < 0.0f ? 16 : 0);
+}
+
+// The order of the two pulses says whether the second has the first's sign.
+std::int32_t pair_word(std::int32_t first, std::int32_t second) {
+  const bool second_larger = (second & 15) >= (first & 15);
+  const std::int32_t larger = second_larger ? second : first;
+  const std::int32_t smaller = second_larger ? first : second;
+  if (((first ^ second) & 16) == 0) return smaller * 16 + (larger & 15);
+  return larger * 16 + (smaller & 15);
+}
+
+}  // namespace
+
+void ACB_27(float* dn, float* res, const float* h, std::int32_t* index) {
+  Scratch sign(acb_len);
+  float* sel = res;
+  const float k_res = residual_weight(dn, res);
+  for (int n = 0; n < acb_len; ++n) {
+    const float v = 2.0f * dn[n] + k_res * res[n];
+    sign[n] = v < 0.0f ? -1.0f : 1.0f;
+    dn[n] *= sign[n];
+    sel[n] = v * sign[n];
+  }
+  for (int track = 0; track < 3; ++track) {
+    for (int i = 0; i < 6; ++i) mark_largest(sel, track);
+  }
+
+  TrackSearch search(dn, sel, h, sign.data());
+  float psk = -1.0f;
+  float alpk = 1.0f;
+  std::array<int, 6> best = {0, 1, 2, 0, 1, 2};
+  for (int k = 0; k < 3; ++k) {
+    float ps = 0.0f;
+    float alp = 0.0f;
+    std::array<int, 6> p;
+    search.first_pair(ipos[k], ipos[k + 1], &ps, &alp, &p[0]);
+    search.clear_y();
+    search.add_to_y(p[0]);
+    search.add_to_y(p[1]);
+    search.next_pair(ipos[k + 2], ipos[k + 3], &ps, &alp, &p[2]);
+    search.add_to_y(p[2]);
+    search.add_to_y(p[3]);
+    search.next_pair(ipos[k + 4], ipos[k + 5], &ps, &alp, &p[4]);
+    if (alpk * (ps * ps) - psk * alp > 0.0f) {
+      psk = ps * ps;
+      alpk = alp;
+      best = p;
+    }
+  }
+
+  std::fill_n(index, 3, -1);
+  for (const int p : best) {
+    std::int32_t& word = index[p % 3];
+    const std::int32_t pulse = pulse_word(p, sign.data());
+    word = word < 0 ? pulse : pair_word(word, pulse);
+  }
+}
+
+void ACB_15(float* dn, float* work, const float* h, std::int32_t* index) {
+  Scratch sign(acb_len);
+  float* sel = work;
+  for (int n = 0; n < acb_len; ++n) {
+    sign[n] = dn[n] < 0.0f ? -1.0f : 1.0f;
+    dn[n] *= sign[n];
+    sel[n] = dn[n];
+  }
+  int first_pulses[3][3];
+  for (int track = 0; track < 3; ++track) {
+    for (int& p : first_pulses[track]) p = mark_largest(sel, track);
+    for (int i = 0; i < 3; ++i) mark_largest(sel, track);
+  }
+
+  TrackSearch search(dn, sel, h, sign.data());
+  float psk = -1.0f;
+  float alpk = 1.0f;
+  std::array<int, 3> best = {0, 1, 2};
+  for (int k = 0; k < 3; ++k) {
+    for (const int c : first_pulses[ipos[k]]) {
+      float ps = dn[c];
+      float alp = search.rr_diag[16 * ipos[k] + c / 3];
+      std::array<int, 3> p = {c};
+      search.clear_y();
+      search.add_to_y(c);
+      search.next_pair(ipos[k + 1], ipos[k + 2], &ps, &alp, &p[1]);
+      if (alpk * (ps * ps) - psk * alp > 0.0f) {
+        psk = ps * ps;
+        alpk = alp;
+        best = p;
+      }
+    }
+  }
+  for (const int p : best) index[p % 3] = pulse_word(p, sign.data());
+}
+
+}  // namespace quel
