@@ -1,0 +1,50 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "wideband/d_gains.h"
+#include "wideband/d_lsp.h"
+#include "wideband/lag3.h"
+#include "wideband/start_values.h"
+
+namespace quel {
+
+/// The 16 kHz decoder; one per stream.
+struct WidebandDecoder {
+  /// Past excitation: the longest delay, which creeps up to 292 while frames are lost, and nine
+  /// samples of interpolation.
+  static constexpr int past = 301;
+
+  std::array<float, past + 160> exc{};  ///< past excitation, then the frame's
+  std::array<float, 16> mem_syn{};      ///< last outputs of the synthesis filter
+  std::array<float, 16> mem_post{};     ///< last outputs of the postfilter
+  std::array<float, 17> last_filter = wideband::flat_filter;  ///< last frame's, of subframe 2
+  std::array<float, 17> last_postfilter = wideband::flat_filter;
+  std::array<float, 16> old_lsp = wideband::neutral_lsp();  ///< last frame's decoded pairs
+
+  // What init_decod_wb leaves alone.
+  LsfDequantizer lsf;
+  LagDecoder lag;
+  GainDequantizer16 gains;
+  std::uint32_t random = 1;  ///< generator of the track words of lost frames
+};
+
+/// Resets the histories, filters and last pairs to their values at load; predictors, lags, gains
+/// and the random generator run on.
+void init_decod_wb(WidebandDecoder& state);
+
+/// Decodes one frame to 160 samples, or conceals a lost one.
+///
+/// prm  [0..22] prm[0] nonzero where the frame is lost, then the encoder's 22 words. Words of more
+///      bits than their field are cut to it. A lost frame reads none of them.
+/// out  [0..159] 16-bit PCM at 16 kHz
+/// bad_lsf_ind    nonzero conceals the line spectral frequencies of a received frame
+/// bad_pitch_ind  nonzero conceals the delays of a received frame
+///
+/// Never fails. A subframe whose excitation or synthesis is not finite or beyond 1e9 in magnitude
+/// comes out as silence and clears the histories that fed it.
+void decod_wb(WidebandDecoder& state, const std::int32_t* prm, std::int16_t* out,
+              int bad_lsf_ind = 0, int bad_pitch_ind = 0);
+
+}  // namespace quel
