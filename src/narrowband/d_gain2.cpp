@@ -1,0 +1,66 @@
+#include "narrowband/d_gain2.h"
+
+#include <iterator>
+
+#include "narrowband/gain_tables.h"
+
+namespace quel {
+namespace {
+
+using narrowband::nb_qua_gain;
+
+constexpr float t_qua_gain[][2] = {
+    // {pitch gain, code-gain correction}
+#include "narrowband/t_qua_gain.inc"
+};
+static_assert(std::size(t_qua_gain) == nb_qua_gain);
+static_assert(narrowband::rows_rise(t_qua_gain), "the search counts on rising pitch gains");
+
+float conceal_pitch_gain(GainDequantizer& state, float target, int bfi, int i_subfr,
+                         float fac_inter_var) {
+  if (bfi != 1) {
+    state.last_gain_pit = 0.9f * state.last_gain_pit;
+    if (state.last_gain_pit > 1.0f) state.last_gain_pit = 1.0f;
+    return state.last_gain_pit;
+  }
+  if (i_subfr == 0) {
+    state.step =
+        static_cast<float>((static_cast<double>(target) - state.last_gain_pit) * fac_inter_var);
+  }
+  state.last_gain_pit += state.step;
+  return state.last_gain_pit > 1.0f ? 1.0f : state.last_gain_pit;
+}
+
+// The factor stands on the sum of the four, not on their mean: -14 dB, the start value, is then
+// where a run of lost frames ends.
+float conceal_energy(const std::array<float, 4>& past_qua_en) {
+  double sum = 0.0;
+  for (const float energy : past_qua_en) sum += energy;
+  return static_cast<float>(static_cast<double>(0.2f) * sum - static_cast<double>(2.8f));
+}
+
+}  // namespace
+
+void init_d_gain2(GainDequantizer& state) {
+  state.past_qua_en.fill(-14.0f);
+  state.last_gain_pit = 0.0f;
+  state.last_gain_code = 0.0f;
+}
+
+void d_gain2(GainDequantizer& state, int index, const float* code, int L, float* gain_pit,
+             float* gain_code, int bfi, int i_subfr, float fac_inter_var) {
+  const float* row = t_qua_gain[index & (nb_qua_gain - 1)];
+  if (bfi != 0) {
+    *gain_pit = conceal_pitch_gain(state, row[0], bfi, i_subfr, fac_inter_var);
+    state.last_gain_code = 0.8f * state.last_gain_code;
+    *gain_code = state.last_gain_code;
+    narrowband::push_energy(state.past_qua_en, conceal_energy(state.past_qua_en));
+    return;
+  }
+  const float gcode0 = narrowband::predict_code_gain(state.past_qua_en, code, L);
+  *gain_pit = state.last_gain_pit = row[0];
+  *gain_code = state.last_gain_code = gcode0 * row[1];
+  narrowband::push_energy(state.past_qua_en, narrowband::correction_energy(row[1]));
+}
+
+}  // namespace quel

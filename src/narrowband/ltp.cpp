@@ -1,0 +1,113 @@
+#include "narrowband/ltp.h"
+
+#include <algorithm>
+
+#include "dsp/convolve.h"
+#include "dsp/invsqrt.h"
+#include "dsp/scratch.h"
+
+namespace quel {
+namespace {
+
+constexpr int subframe = 48;
+constexpr int margin = 4;  // lags on either side of the search that interpolation reads
+
+// norm_corr with corr[0] for lag t_min.
+void correlate(const float* exc, const float* xn, const float* h, int t_min, int t_max,
+               float* corr) {
+  Scratch excf(subframe);
+  convolve(exc - t_min, h, excf.data(), subframe);
+  for (int k = t_min; k <= t_max; ++k) {
+    if (k > t_min) {
+      // One sample more of delay: a new sample enters in front, the rest moves on by one.
+      const double e = exc[-k];
+      for (int j = subframe - 1; j > 0; --j) {
+        excf[j] = static_cast<float>(excf[j - 1] + e * h[j]);
+      }
+      excf[0] = exc[-k];
+    }
+    double xy = 0.0;
+    double yy = 0.01f;
+    for (int j = 0; j < subframe; ++j) {
+      xy += static_cast<double>(xn[j]) * excf[j];
+      yy += static_cast<double>(excf[j]) * excf[j];
+    }
+    corr[k - t_min] = static_cast<float>(xy * invsqrt(yy));
+  }
+}
+
+// The best lag in thirds among T0 and its four neighbours; corr[0] belongs to T0.
+int best_third(const float* corr, int T0, int* frac) {
+  struct Candidate {
+    int step, phase;
+  };
+  constexpr Candidate candidates[] = {{0, 0}, {-1, 1}, {0, -1}, {0, 1}, {1, -1}};
+  Candidate best = candidates[0];
+  float max = 0.0f;
+  for (const Candidate& candidate : candidates) {
+    float value = 0.0f;
+    interpol(corr + candidate.step, &value, narrowband::inter3_1, 4, candidate.phase, 1);
+    if (&candidate == candidates || value > max) {
+      max = value;
+      best = candidate;
+    }
+  }
+  *frac = best.phase;
+  return T0 + best.step;
+}
+
+}  // namespace
+
+namespace narrowband {
+
+void norm_corr(const float* exc, const float* xn, const float* h, int t_min, int t_max,
+               float* corr) {
+  correlate(exc, xn, h, t_min, t_max, corr + t_min);
+}
+
+}  // namespace narrowband
+
+int pitch_fr(const float* exc, const float* xn, const float* h, int t0_min, int t0_max, int i_subfr,
+             int* frac) {
+  const int t_min = t0_min - margin;
+  const int t_max = t0_max + margin;
+  Scratch corr(t_max - t_min + 1);
+  correlate(exc, xn, h, t_min, t_max, corr.data());
+
+  int T0 = t0_min;
+  for (int k = t0_min + 1; k <= t0_max; ++k) {
+    if (corr[k - t_min] > corr[T0 - t_min]) T0 = k;
+  }
+  if (i_subfr == 0 && T0 >= 85) {
+    *frac = 0;
+    return T0;
+  }
+  return best_third(corr.data() + (T0 - t_min), T0, frac);
+}
+
+void interpol(const float* x, float* y, const float* tab, int L_half, int frac, int n) {
+  const int taps = 2 * L_half;
+  const float* first = x + 1 - L_half;
+  const float* coefficient = tab + (frac > 0 ? 1 : 0);
+  int step = 2;
+  if (frac < 0) {
+    first = x - L_half;
+    coefficient = tab + 4 * L_half - 1;
+    step = -2;
+  }
+  for (int j = 0; j < n; ++j) {
+    double sum = 0.0;
+    for (int k = 0; k < taps; ++k) {
+      sum += static_cast<double>(first[j + k]) * coefficient[k * step];
+    }
+    y[j] = static_cast<float>(sum);
+  }
+}
+
+void pred_lt(float* exc, int T0, int frac, int L) {
+  T0 = std::clamp(T0, 11, 144);
+  const int phase = frac > 0 ? -1 : frac < 0 ? 1 : 0;
+  interpol(exc - T0, exc, narrowband::inter3_2, 10, phase, L);
+}
+
+}  // namespace quel

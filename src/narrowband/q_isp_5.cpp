@@ -1,0 +1,105 @@
+#include "narrowband/q_isp_5.h"
+
+#include <cmath>
+#include <iterator>
+#include <limits>
+
+#include "narrowband/isf_tables.h"
+#include "narrowband/reorder_isf.h"
+
+namespace quel {
+namespace {
+
+constexpr float dico1_isf[][2] = {
+#include "narrowband/dico1_isf.inc"
+};
+constexpr float dico2_isf[][2] = {
+#include "narrowband/dico2_isf.inc"
+};
+constexpr float dico3_isf[][2] = {
+#include "narrowband/dico3_isf.inc"
+};
+constexpr float dico4_isf[][2] = {
+#include "narrowband/dico4_isf.inc"
+};
+constexpr float dico5_isf[][2] = {
+#include "narrowband/dico5_isf.inc"
+};
+static_assert(std::size(dico1_isf) == taille_dic1);
+static_assert(std::size(dico2_isf) == taille_dic2);
+static_assert(std::size(dico3_isf) == taille_dic3);
+static_assert(std::size(dico4_isf) == taille_dic4);
+static_assert(std::size(dico5_isf) == taille_dic5);
+
+constexpr float largest = std::numeric_limits<float>::max();
+
+void isp_to_isf(const float* isp, float* isf) {
+  for (int i = 0; i < 9; ++i) {
+    // A root interpolated at the end of the grid can lie a rounding beyond 1, where acos is NaN.
+    double cosine = isp[i];
+    if (cosine > 1.0) cosine = 1.0;
+    if (cosine < -1.0) cosine = -1.0;
+    isf[i] = static_cast<float>(std::acos(cosine) * 1273.2395445689122);
+  }
+  isf[9] = last_isf_scale * isp[9];
+}
+
+std::int32_t crowded(const float* isf) {
+  float dmin = largest;
+  for (int i = 0; i < 8; ++i) {
+    const float distance = isf[i + 1] - isf[i];
+    if (distance < dmin) dmin = distance;
+  }
+  return 60.0f > dmin ? 1 : 0;
+}
+
+// Writes the row of the codebook nearest to r[0..1] to rq[0..1] and returns its number.
+std::int32_t nearest_row(const float (*dico)[2], std::int32_t taille, const float* r, float* rq) {
+  double best = largest;
+  std::int32_t index = 0;
+  for (std::int32_t row = 0; row < taille; ++row) {
+    const double e0 = static_cast<double>(r[0]) - dico[row][0];
+    const double e1 = static_cast<double>(r[1]) - dico[row][1];
+    const double distance = e0 * e0 + e1 * e1;
+    if (distance < best) {
+      best = distance;
+      index = row;
+    }
+  }
+  rq[0] = dico[index][0];
+  rq[1] = dico[index][1];
+  return index;
+}
+
+}  // namespace
+
+void init_q_isf_ma(IsfQuantizer& state) {
+  state.past_r.fill(0.0f);
+}
+
+void q_isf_ma(IsfQuantizer& state, const float* isp, float* isp_q, std::int32_t* indices,
+              std::int32_t* flag) {
+  std::array<float, 10> isf, r, rq;
+  isp_to_isf(isp, isf.data());
+  *flag = crowded(isf.data());
+
+  for (std::size_t i = 0; i < 10; ++i) {
+    r[i] = static_cast<float>(static_cast<double>(isf[i]) - mean_isf[i] -
+                              static_cast<double>(isf_prediction) * state.past_r[i]);
+  }
+  indices[0] = nearest_row(dico1_isf, taille_dic1, &r[0], &rq[0]);
+  indices[1] = nearest_row(dico2_isf, taille_dic2, &r[2], &rq[2]);
+  indices[2] = nearest_row(dico3_isf, taille_dic3, &r[4], &rq[4]);
+  indices[3] = nearest_row(dico4_isf, taille_dic4, &r[6], &rq[6]);
+  indices[4] = nearest_row(dico5_isf, taille_dic5, &r[8], &rq[8]);
+
+  for (std::size_t i = 0; i < 10; ++i) {
+    isf[i] = static_cast<float>(static_cast<double>(isf_prediction) * state.past_r[i] +
+                                mean_isf[i] + rq[i]);
+  }
+  reorder_isf(isf.data(), isf_min_dist, 10, last_isf_scale);
+  state.past_r = rq;
+  isf_to_isp(isf.data(), isp_q);
+}
+
+}  // namespace quel
