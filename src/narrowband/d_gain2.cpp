@@ -43,6 +43,10 @@ float conceal_energy(const std::array<float, 4>& past_qua_en) {
 
 void init_d_gain2(GainDequantizer& state) {
   state.past_qua_en.fill(-14.0f);
+  clear_last_gains(state);
+}
+
+void clear_last_gains(GainDequantizer& state) {
   state.last_gain_pit = 0.0f;
   state.last_gain_code = 0.0f;
 }

@@ -21,6 +21,10 @@ struct GainDequantizer {
 
 void init_d_gain2(GainDequantizer& state);
 
+/// Forgets the last pitch and code gain, after which a lost frame starts from 0; the energy memory
+/// goes on.
+void clear_last_gains(GainDequantizer& state);
+
 /// Decodes or conceals the two gains of a subframe.
 ///
 /// index          row of the gain table; only the 7 low bits count. Not read with bfi = 2
