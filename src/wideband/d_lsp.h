@@ -1,0 +1,43 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+namespace quel {
+
+/// Decoder memory of the wideband spectral quantiser; one per stream. The values below are those
+/// at load; no init routine resets any of them, so a second signal in one process goes on from the
+/// first.
+struct LsfDequantizer {
+  /// [0..15] the previous frame's quantised prediction residual, Hz.
+  std::array<float, 16> past_q_target{};
+  /// [0..15] the last decoded frequencies, Hz: (i + 1) * 8000 / 17 at load.
+  std::array<float, 16> past_lsf_q = neutral();
+  /// Prediction selector last received, 0 or 1.
+  std::int32_t k = 0;
+
+ private:
+  static constexpr std::array<float, 16> neutral() {
+    std::array<float, 16> lsf{};
+    for (std::size_t i = 0; i < lsf.size(); ++i) {
+      lsf[i] = static_cast<float>(static_cast<double>(i + 1) * 8000.0 / 17.0);
+    }
+    return lsf;
+  }
+};
+
+/// Decodes a frame's line spectral pairs. A lost frame repeats the last frequencies and takes for
+/// its residual what would have produced them, so that the predictor stays in step with what is
+/// played.
+///
+/// prm  [0..5] selector, five codebook indices; bits beyond a field's width are ignored. Not read
+///      where the frame is lost.
+/// lsp  [0..15] output, cosines. Every frequency is at least 50 Hz above its predecessor.
+/// bfi  nonzero: the frame is lost
+void d_lsp(LsfDequantizer& state, const std::int32_t* prm, float* lsp, int bfi);
+
+/// The decoder's copy of `reorder_lsf`.
+void d_reorder_lsf(float* lsf, float min_dist, int n);
+
+}  // namespace quel

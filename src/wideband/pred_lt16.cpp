@@ -1,0 +1,62 @@
+#include "wideband/pred_lt16.h"
+
+namespace quel {
+
+const std::array<float, 31> wideband::inter3_2 = {0.874475002f,
+                                                  0.755101025f,
+                                                  0.455962002f,
+                                                  0.118807003f,
+                                                  -0.114223003f,
+                                                  -0.176778004f,
+                                                  -0.101922996f,
+                                                  0.0155530004f,
+                                                  0.0865549967f,
+                                                  0.0781930014f,
+                                                  0.0186599996f,
+                                                  -0.037512999f,
+                                                  -0.0527330004f,
+                                                  -0.0274589993f,
+                                                  0.00996700022f,
+                                                  0.0302779991f,
+                                                  0.0240499992f,
+                                                  0.00305499998f,
+                                                  -0.0138619998f,
+                                                  -0.0161620006f,
+                                                  -0.00672500022f,
+                                                  0.00421199994f,
+                                                  0.00863400009f,
+                                                  0.00572100002f,
+                                                  0.0f,
+                                                  -0.00371000008f,
+                                                  -0.00368999992f,
+                                                  -0.00122800004f,
+                                                  0.00140900002f,
+                                                  0.00261000008f,
+                                                  0.0f};
+
+void pred_lt16(float* exc, int T0, int frac, int L) {
+  const float* x = exc - T0;
+  int f = -frac;
+  if (f < 0) {
+    f += 3;
+    --x;
+  }
+  const float* filter = wideband::inter3_2.data();
+  for (int j = 0; j < L; ++j) {
+    double sum = 0.0;
+    for (int i = 0; i < 10; ++i) {
+      sum += static_cast<double>(x[j - i]) * filter[f + 3 * i];
+      sum += static_cast<double>(x[j + 1 + i]) * filter[3 - f + 3 * i];
+    }
+    exc[j] = static_cast<float>(sum);
+  }
+}
+
+void pit_shrp(float* x, int T0, float gain, int L) {
+  if (T0 < 1) return;
+  for (int i = T0; i < L; ++i) {
+    x[i] = static_cast<float>(x[i] + static_cast<double>(gain) * x[i - T0]);
+  }
+}
+
+}  // namespace quel
