@@ -1,0 +1,16 @@
+#pragma once
+
+namespace quel {
+
+/// Whether every sample is finite and within +-1e9. Sane speech stays 30,000 times below that; a
+/// decoder that meets more has an adaptive codebook or a synthesis filter that grows without bound
+/// and clears its memories before infinities turn into NaN.
+///
+/// x  [0..n-1]
+inline bool is_sane(const float* x, int n) {
+  bool sane = true;
+  for (int i = 0; i < n; ++i) sane = sane && x[i] >= -1e9f && x[i] <= 1e9f;
+  return sane;
+}
+
+}  // namespace quel

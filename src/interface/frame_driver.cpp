@@ -1,0 +1,177 @@
+#include "interface/frame_driver.h"
+
+#include <algorithm>
+#include <array>
+
+#include "bitstream/serial.h"
+
+namespace quel {
+namespace {
+
+constexpr int narrowband_words = 21;
+constexpr int wideband_words = 23;
+constexpr int frame_bytes = 20;  // of the longest frame
+
+using Parameters = std::array<std::int32_t, wideband_words>;
+using FrameBits = std::array<std::uint8_t, frame_bytes>;
+
+bool is_wideband(std::uint32_t flavor) {
+  return flavor == 3;
+}
+
+// Samples that a flavor's frame decoder makes, whatever the mode record says.
+int natural_length(std::uint32_t flavor) {
+  if (is_wideband(flavor)) return 160;
+  return flavor == 2 ? 240 : 144;
+}
+
+// On a big-endian host the packing wants little-endian words.
+void swap_words(bool big_endian, Parameters& prm, std::uint32_t flavor) {
+  if (big_endian) SwapIntBytes(prm.data(), is_wideband(flavor) ? wideband_words : narrowband_words);
+}
+
+void encode_frame(FrameEncoder& st, const Mode& mode, const std::int16_t* in, std::uint8_t* out,
+                  std::int32_t position, std::uint32_t flavor) {
+  Parameters prm{};
+  if (is_wideband(flavor)) {
+    std::copy_n(in, natural_length(flavor), new_speech2(st.wideband));
+    coder_wb16(st.wideband, prm.data());
+  } else {
+    prm[0] = static_cast<std::int32_t>(flavor);
+    cod_swt(st.narrowband, mode, in, prm.data());
+  }
+  swap_words(st.big_endian, prm, flavor);
+  if (!is_wideband(flavor)) prm[0] = static_cast<std::int32_t>(flavor);
+  FrameBits bits{};
+  prm2binary(prm.data(), bits.data(), static_cast<std::int32_t>(flavor));
+  bitcopy(out, bits.data(), position, 0, mode.prmBits);
+}
+
+Parameters unpack(bool big_endian, const Mode& mode, const std::uint8_t* in, std::int32_t position,
+                  std::uint32_t flavor) {
+  // Cleared, so that a frame shorter than the flavor's reads as followed by zeros.
+  FrameBits bits{};
+  bitcopy(bits.data(), in, 0, position, mode.prmBits);
+  Parameters prm{};
+  binary2prm(prm.data(), bits.data(), static_cast<std::int32_t>(flavor));
+  swap_words(big_endian, prm, flavor);
+  return prm;
+}
+
+void run_decoder(FrameDecoder& st, const Mode& mode, Parameters& prm, Erasure erasure,
+                 std::uint32_t flavor, std::int16_t* out) {
+  const int bfi = static_cast<int>(erasure);
+  if (is_wideband(flavor)) {
+    prm[0] = erasure == Erasure::received ? 0 : 1;
+    decod_wb(st.wideband, prm.data(), out, st.bad_lsf_ind, st.bad_pitch_ind);
+  } else if (flavor == 2) {
+    decoder_5k(st.five_k, st.shared, mode, prm.data() + 1, out,
+               erasure == Erasure::received ? 0 : 1);
+  } else {
+    dec_swt(st.swt, st.shared, mode, prm.data(), out, bfi);
+  }
+}
+
+// One frame in `len_frame` samples: cut, or followed by zeros, where the decoder's differ.
+void append_frame(FrameDecoder& st, const Mode& mode, Parameters& prm, Erasure erasure,
+                  std::uint32_t flavor, std::int16_t* out) {
+  std::array<std::int16_t, max_len_frame> frame{};
+  run_decoder(st, mode, prm, erasure, flavor, frame.data());
+  const int n = std::min(natural_length(flavor), mode.len_frame);
+  std::copy_n(frame.data(), n, out);
+  std::fill_n(out + n, mode.len_frame - n, std::int16_t{0});
+}
+
+void decode_call(FrameDecoder& st, const Mode& mode, const std::uint8_t* in, std::int16_t* out,
+                 std::uint32_t bytes, std::uint32_t* mask, std::uint32_t flavor,
+                 std::int32_t* samples) {
+  *samples = 0;
+  if (mode.prmBits <= 0) return;
+  std::int32_t left = static_cast<std::int32_t>(bytes) * 8;
+  std::int32_t position = 0;
+  for (; left >= mode.prmBits; left -= mode.prmBits, position += mode.prmBits) {
+    const bool received = (*mask & 1u) != 0;
+    *mask >>= 1;
+    if (!received) {
+      st.numPacketsMissing = std::min(st.numPacketsMissing + 1, max_packets_missing);
+      continue;
+    }
+    Parameters prm = unpack(st.shared.gBigEndian, mode, in, position, flavor);
+    for (; st.numPacketsMissing >= 1; --st.numPacketsMissing) {
+      append_frame(st, mode, prm, Erasure::lost_next_known, flavor, out + *samples);
+      *samples += mode.len_frame;
+    }
+    append_frame(st, mode, prm, Erasure::received, flavor, out + *samples);
+    *samples += mode.len_frame;
+  }
+}
+
+}  // namespace
+
+std::int32_t initVXEncoder(FrameEncoder& state) {
+  i_heap = state.scratch.top();
+  init_cod_swt(state.narrowband);
+  init_coder_wb16(state.wideband);
+  state.big_endian = TestBigEndian() != 0;
+  return 0;
+}
+
+void freeVXEncoder() {}
+
+void VXEncode(FrameEncoder& state, const Mode& mode, const std::int16_t* in, std::uint8_t* out,
+              std::uint32_t flavor) {
+  for (std::int32_t frame = 0; frame < mode.framesPerCycle; ++frame) {
+    encode_frame(state, mode, in + frame * mode.len_frame, out, frame * mode.prmBits, flavor);
+  }
+}
+
+std::int32_t initVXDecoder(FrameDecoder& state) {
+  i_heap = state.scratch.top();
+  state.numPacketsMissing = 0;
+  init_dec_swt(state.swt, state.shared);
+  init_decoder_5k(state.five_k, state.shared);
+  init_decod_wb(state.wideband);
+  state.shared.gBigEndian = TestBigEndian() != 0;
+  return 0;
+}
+
+std::int32_t initVX5Decoder(FrameDecoder& state) {
+  i_heap = state.scratch_5k.top();
+  state.numPacketsMissing = 0;
+  init_decoder_5k(state.five_k, state.shared);
+  state.shared.gBigEndian = TestBigEndian() != 0;
+  return 0;
+}
+
+void freeVXDecoder() {}
+
+void freeVX5Decoder() {}
+
+void VXDecode(FrameDecoder& state, const Mode& mode, const std::uint8_t* in, std::int16_t* out,
+              std::uint32_t bytes, std::uint32_t* mask, std::uint32_t flavor,
+              std::int32_t* samples) {
+  decode_call(state, mode, in, out, bytes, mask, flavor, samples);
+}
+
+void VX5Decode(FrameDecoder& state, const Mode& mode, const std::uint8_t* in, std::int16_t* out,
+               std::uint32_t bytes, std::uint32_t* mask, std::uint32_t flavor,
+               std::int32_t* samples) {
+  decode_call(state, mode, in, out, bytes, mask, flavor, samples);
+}
+
+void VX16Decode(FrameDecoder& state, const Mode& mode, const std::uint8_t* in, std::int16_t* out,
+                std::uint32_t bytes, std::uint32_t* mask, std::uint32_t flavor,
+                std::int32_t* samples) {
+  decode_call(state, mode, in, out, bytes, mask, flavor, samples);
+}
+
+void decode_frame(FrameDecoder& state, const Mode& mode, const std::uint8_t* in,
+                  std::int32_t position, Erasure erasure, std::uint32_t flavor, std::int16_t* out) {
+  Parameters prm{};
+  if (erasure == Erasure::received) {
+    prm = unpack(state.shared.gBigEndian, mode, in, position, flavor);
+  }
+  append_frame(state, mode, prm, erasure, flavor, out);
+}
+
+}  // namespace quel

@@ -1,0 +1,161 @@
+#include "narrowband/dec_5swt.h"
+
+#include <algorithm>
+
+#include "dsp/interpol_lpc.h"
+#include "dsp/residu.h"
+#include "dsp/sane.h"
+#include "dsp/scratch.h"
+#include "dsp/syn_filt.h"
+#include "dsp/vector.h"
+#include "dsp/weight_a.h"
+#include "narrowband/d_acb_5k.h"
+#include "narrowband/find_F.h"
+#include "narrowband/lag_code.h"
+#include "narrowband/ltp.h"
+#include "narrowband/random_func.h"
+
+namespace quel {
+namespace {
+
+constexpr int M = 10;
+constexpr int L = 48;
+constexpr int subframes = 5;
+constexpr int words_per_subframe = 3;
+
+// The lag's way through a frame.
+struct LagWalk {
+  Lag lag{40, 0};
+  int t0_min = 0;      // base of the relative indices
+  float delta = 0.0f;  // concealment: thirds of a sample per subframe
+};
+
+void next_lag(FiveKDecoder& st, const Mode& mode, LagWalk& walk, int s, std::int32_t index) {
+  if (s == 0 || s == 2) {
+    if (st.bfi == 2) {
+      walk.delta = 3.0f;
+    } else {
+      walk.lag = decode_absolute_lag(index);
+      if (s == 0 && st.bfi == 1) {
+        const auto target = static_cast<float>(3 * walk.lag.T0 + walk.lag.frac);
+        walk.delta = (target - st.old_pitch) * mode.fac_inter_var;
+      }
+    }
+    walk.t0_min = range_around_lag(walk.lag.T0).t0_min;
+  } else {
+    walk.lag = decode_relative_lag(index, walk.t0_min);
+  }
+  if (st.bfi == 0) {
+    st.old_pitch = static_cast<float>(3 * walk.lag.T0 + walk.lag.frac);
+    return;
+  }
+  st.old_pitch += walk.delta;
+  const int T = static_cast<int>(st.old_pitch);
+  walk.lag.T0 = std::min((T + 1) / 3, 143);
+  // Above 1 where T0 is held; whoever interpolates goes by the sign.
+  walk.lag.frac = T - 3 * walk.lag.T0;
+}
+
+// Formant postfilter between two synthesis filters, and gain control against the plain synthesis
+// of the total excitation.
+void postfilter(FiveKDecoder& st, const Mode& mode, const float* A, const float* exc,
+                const float* enhanced, float* reference, float* out) {
+  Scratch ap(M + 1), t(M + L), u(L);
+  float* tilted = t.data() + M;
+  pondai(A, ap.data(), mode.gamma6, M);
+  syn_filt(ap.data(), M, enhanced, tilted, L, st.mem_exc1.data(), 1);
+  preemph(st.preemphasis, tilted, 0.4f, L);
+  std::copy_n(st.mem_exc2.data(), M, t.data());
+  std::copy_n(tilted + L - M, M, st.mem_exc2.data());
+  pondai(A, ap.data(), mode.gamma5, M);
+  residu(ap.data(), M, tilted, u.data(), L);
+
+  syn_filt(A, M, exc, reference, L, st.mem_syn1.data(), 1);
+  syn_filt(A, M, u.data(), out, L, st.synthesis.mem_syn.data(), 1);
+  agc(st.gain_control, reference, out, L, 0.9f);
+}
+
+void clear_absurd(FiveKDecoder& st, NarrowbandDecoderShared& shared) {
+  clear_absurd(st.synthesis, shared);
+  st.mem_syn1.fill(0.0f);
+  st.mem_exc1.fill(0.0f);
+  st.mem_exc2.fill(0.0f);
+  init_preemph(st.preemphasis);
+  init_agc(st.gain_control);
+}
+
+void decode_subframe(FiveKDecoder& st, NarrowbandDecoderShared& shared, const Mode& mode,
+                     const float* A, const std::int32_t* words, int s, LagWalk& walk,
+                     float* synth) {
+  Scratch F(L), code(L), enhanced(L), reference(L);
+  SynthesisState& syn = st.synthesis;
+  float* exc = syn.exc();
+
+  next_lag(st, mode, walk, s, words[0]);
+  pred_lt(exc, walk.lag.T0, walk.lag.frac, L);
+
+  find_F(mode, A, walk.lag.T0, F.data());
+  const std::int32_t codeword = st.bfi != 0 ? random_func(shared.seed) : words[1];
+  const auto rebuild = st.old_gain_pit >= 0.8f ? dec_acb_2p10b : dec_acb_3p10b;
+  rebuild(codeword, F.data(), code.data());
+
+  float gain_pit = 0.0f, gain_code = 0.0f;
+  d_gain2(shared.gains, words[2], code.data(), L, &gain_pit, &gain_code, st.bfi, s * L,
+          mode.fac_inter_var);
+  st.old_gain_pit = gain_pit;
+  find_exc(exc, code.data(), gain_pit, gain_code, L);
+
+  enhance(syn, exc, code.data(), gain_pit, gain_code, enhanced.data());
+  postfilter(st, mode, A, exc, enhanced.data(), reference.data(), synth);
+  if (!is_sane(exc, L) || !is_sane(reference.data(), L) || !is_sane(synth, L)) {
+    set_zero(synth, L);
+    clear_absurd(st, shared);
+  }
+  shift_excitation(syn);
+}
+
+}  // namespace
+
+void init_decoder_5k(FiveKDecoder& state, NarrowbandDecoderShared& shared) {
+  state.bfi = 1;
+  state.old_bfi = 1;
+  state.old_pitch = 180.0f;
+  init_synthesis(state.synthesis);
+  state.mem_syn1.fill(0.0f);
+  state.mem_exc1.fill(0.0f);
+  state.mem_exc2.fill(0.0f);
+  state.old_gain_pit = 0.0f;
+  init_d_isf_ma(shared.isf);
+  init_d_gain2(shared.gains);
+  init_preemph(state.preemphasis);
+  init_agc(state.gain_control);
+}
+
+void decoder_5k(FiveKDecoder& st, NarrowbandDecoderShared& shared, const Mode& mode,
+                const std::int32_t* prm, std::int16_t* synth, int bfi_in) {
+  Scratch isp(M), A(subframes * (M + 1)), frame(subframes * L);
+  const std::int32_t* p = st.cur_prm.data();
+  if (st.bfi != 0) {
+    // The next frame helps only an isolated loss.
+    const bool isolated = bfi_in == 0 && st.old_bfi == 0;
+    st.bfi = isolated ? 1 : 2;
+    if (isolated) p = prm;
+  }
+
+  d_isf_ma(shared.isf, p, isp.data(), st.bfi);
+  interpol_lpc(isp.data(), st.synthesis.isfold.data(), A.data(), subframes);
+  std::copy_n(isp.data(), M, st.synthesis.isfold.data());
+
+  LagWalk walk;
+  for (int s = 0; s < subframes; ++s) {
+    decode_subframe(st, shared, mode, A.data() + s * (M + 1), p + 5 + s * words_per_subframe, s,
+                    walk, frame.data() + s * L);
+  }
+  finish_frame(st.synthesis, frame.data(), synth, subframes * L);
+
+  st.old_bfi = st.bfi;
+  st.bfi = bfi_in;
+  std::copy_n(prm, FiveKDecoder::words, st.cur_prm.data());
+}
+
+}  // namespace quel

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "bitstream/mode.h"
+#include "narrowband/decoder_state.h"
+
+namespace quel {
+
+/// Decoder of flavor 2; one per stream, beside a NarrowbandDecoderShared. It runs one frame behind
+/// its input, so that a lost frame can be concealed with the help of the frame after it.
+struct FiveKDecoder {
+  static constexpr int words = 20;
+
+  std::array<std::int32_t, words> cur_prm{};  ///< frame that the next call decodes; init leaves it
+  std::int32_t bfi = 0;      ///< erasure state of cur_prm; 1 after init: the first frame is made up
+  std::int32_t old_bfi = 0;  ///< erasure mode of the frame decoded last; 1 after init
+  float old_pitch = 0.0f;    ///< last lag in thirds of a sample; 180 after init
+  SynthesisState synthesis;
+  std::array<float, 10> mem_syn1{};  ///< reference synthesis filter; 0 after init, as all below
+  std::array<float, 10> mem_exc1{};  ///< postfilter, all-pole section
+  std::array<float, 10> mem_exc2{};  ///< postfilter, last inputs of the all-zero section
+  float old_gain_pit = 0.0f;         ///< pitch gain of the previous subframe: codebook switch
+  Preemphasis preemphasis;
+  GainControl gain_control;  ///< gain 1 after init
+};
+
+/// Resets this decoder and what it shares but for the seed.
+void init_decoder_5k(FiveKDecoder& state, NarrowbandDecoderShared& shared);
+
+/// Takes one frame and decodes or conceals the one before it, 240 samples.
+///
+/// mode    `initFlavor`, `gamma5`, `gamma6` and `fac_inter_var` are read
+/// prm     [0..19] parameters of the frame just received: the array of 21 words from word 1 on
+/// synth   [0..239] 16-bit samples at 8 kHz
+/// bfi_in  0 the frame just received is good, else it is lost and prm is not looked at again
+void decoder_5k(FiveKDecoder& state, NarrowbandDecoderShared& shared, const Mode& mode,
+                const std::int32_t* prm, std::int16_t* synth, int bfi_in);
+
+}  // namespace quel

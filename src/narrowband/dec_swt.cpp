@@ -1,0 +1,129 @@
+#include "narrowband/dec_swt.h"
+
+#include <algorithm>
+
+#include "bitstream/serial.h"
+#include "dsp/interpol_lpc.h"
+#include "dsp/sane.h"
+#include "dsp/scratch.h"
+#include "dsp/syn_filt.h"
+#include "dsp/vector.h"
+#include "narrowband/d_acb.h"
+#include "narrowband/find_F.h"
+#include "narrowband/lag_code.h"
+#include "narrowband/ltp.h"
+#include "narrowband/random_func.h"
+
+namespace quel {
+namespace {
+
+constexpr int M = 10;
+constexpr int L = 48;
+constexpr int subframes = 3;
+constexpr int words_per_subframe = 5;
+
+// The lag's way through a frame.
+struct LagWalk {
+  int t0_min = 0;      // base of the relative indices
+  float lag = 0.0f;    // concealment: thirds of a sample
+  float delta = 0.0f;  // its step per subframe
+};
+
+std::int32_t codec_mode(const NarrowbandDecoderShared& shared, std::int32_t word) {
+  if (shared.gBigEndian) SwapIntBytes(&word, 1);
+  return word;
+}
+
+Lag from_thirds(float lag) {
+  const int T = static_cast<int>(lag);
+  const int T0 = (T + 1) / 3;
+  return {T0, T - 3 * T0};
+}
+
+Lag next_lag(const SwtDecoder& st, LagWalk& walk, int s, std::int32_t index, int bfi) {
+  if (bfi == 2) return {std::min(st.old_pitch / 3 + 1, 143), 0};
+  if (s != 0) {
+    if (bfi == 0) return decode_relative_lag(index, walk.t0_min);
+    walk.lag += walk.delta;
+    return from_thirds(walk.lag);
+  }
+  const Lag decoded = decode_absolute_lag(index);
+  if (bfi == 0) return decoded;
+  // A quarter of the way towards the next good frame's lag per subframe.
+  const int target = 3 * decoded.T0 + decoded.frac;
+  walk.delta = 0.25f * static_cast<float>(target - st.old_pitch);
+  walk.lag = static_cast<float>(st.old_pitch) + walk.delta;
+  return from_thirds(walk.lag);
+}
+
+void rebuild_code(NarrowbandDecoderShared& shared, std::int32_t mode, const std::int32_t* words,
+                  int bfi, const float* F, float* code) {
+  std::int32_t track[3] = {words[0], words[1], words[2]};
+  if (bfi != 0) {
+    for (std::int32_t& word : track) word = random_func(shared.seed);
+  }
+  if (mode == 0) {
+    dec_ACB_15(track, F, code);
+  } else {
+    dec_ACB_27(track, F, code);
+  }
+}
+
+void decode_subframe(SwtDecoder& st, NarrowbandDecoderShared& shared, const Mode& mode,
+                     const float* A, const std::int32_t* words, int s, int bfi, LagWalk& walk,
+                     float* synth) {
+  Scratch F(L), code(L), enhanced(L);
+  SynthesisState& syn = st.synthesis;
+  float* exc = syn.exc();
+
+  const Lag lag = next_lag(st, walk, s, words[0], bfi);
+  if (s == 0) walk.t0_min = range_around_lag(lag.T0).t0_min;
+  st.old_pitch = 3 * lag.T0 + lag.frac;
+  pred_lt(exc, lag.T0, lag.frac, L);
+
+  find_F(mode, A, lag.T0, F.data());
+  rebuild_code(shared, st.last_mode, words + 1, bfi, F.data(), code.data());
+
+  float gain_pit = 0.0f, gain_code = 0.0f;
+  d_gain2(shared.gains, words[4], code.data(), L, &gain_pit, &gain_code, bfi, s * L,
+          mode.fac_inter_var);
+  find_exc(exc, code.data(), gain_pit, gain_code, L);
+
+  enhance(syn, exc, code.data(), gain_pit, gain_code, enhanced.data());
+  syn_filt(A, M, enhanced.data(), synth, L, syn.mem_syn.data(), 1);
+  if (!is_sane(exc, L) || !is_sane(synth, L)) {
+    set_zero(synth, L);
+    clear_absurd(syn, shared);
+  }
+  shift_excitation(syn);
+}
+
+}  // namespace
+
+void init_dec_swt(SwtDecoder& state, NarrowbandDecoderShared& shared) {
+  state.last_mode = 1;
+  state.old_pitch = 180;
+  init_synthesis(state.synthesis);
+  shared.seed = 21845;
+  init_d_isf_ma(shared.isf);
+  init_d_gain2(shared.gains);
+}
+
+void dec_swt(SwtDecoder& st, NarrowbandDecoderShared& shared, const Mode& mode,
+             const std::int32_t* prm, std::int16_t* synth, int bfi) {
+  Scratch isp(M), A(subframes * (M + 1)), frame(subframes * L);
+  if (bfi == 0) st.last_mode = codec_mode(shared, prm[0]);
+
+  d_isf_ma(shared.isf, prm + 1, isp.data(), bfi);
+  interpol_lpc(isp.data(), st.synthesis.isfold.data(), A.data(), subframes);
+  std::copy_n(isp.data(), M, st.synthesis.isfold.data());
+
+  LagWalk walk;
+  for (int s = 0; s < subframes; ++s) {
+    decode_subframe(st, shared, mode, A.data() + s * (M + 1), prm + 6 + s * words_per_subframe, s,
+                    bfi, walk, frame.data() + s * L);
+  }
+  finish_frame(st.synthesis, frame.data(), synth, subframes * L);
+}
+
+}  // namespace quel

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "narrowband/d_gain2.h"
+#include "narrowband/d_isp_5.h"
+#include "narrowband/postproc.h"
+
+namespace quel {
+
+/// What the two narrowband decoders of a process, or of a stream, share.
+struct NarrowbandDecoderShared {
+  IsfDequantizer isf;
+  GainDequantizer gains;
+  std::int16_t seed = 0;    ///< of random_func; 21845 after init_dec_swt
+  bool gBigEndian = false;  ///< the driver has swapped the bytes of every parameter word
+};
+
+/// Synthesis side of either decoder, 8 kHz, PCM scale.
+struct SynthesisState {
+  static constexpr int exc_past = 154;  ///< the largest lag and the reach of its interpolation
+  /// Total excitation: [0..153] past, [154..201] the subframe in work. 0 at load and after init,
+  /// as all below but isfold.
+  std::array<float, exc_past + 48> old_exc{};
+  std::array<float, 10> isfold{};       ///< ISPs of the previous frame; isf_ini after init
+  std::array<float, 10> mem_syn{};      ///< output synthesis filter
+  std::array<float, 2> xmem{}, ymem{};  ///< output high-pass: x[n-1], x[n-2]; y[n-1], y[n-2]
+  float gain_har = 0.0f;                ///< smoothed attenuation of the innovation, 0..0.4
+
+  float* exc() { return old_exc.data() + exc_past; }
+};
+
+void init_synthesis(SynthesisState& state);
+
+/// Excitation of the synthesis filter: exc - gain_code * gain_har * code. Strongly voiced
+/// subframes get less innovation; the stored excitation keeps all of it.
+///
+/// exc, code  [0..47] total excitation and code vector
+/// out        [0..47]
+void enhance(SynthesisState& state, const float* exc, const float* code, float gain_pit,
+             float gain_code, float* out);
+
+/// Ends a subframe: moves the excitation history on by 48.
+void shift_excitation(SynthesisState& state);
+
+/// Clears what a growing adaptive codebook or an unstable filter may have filled with absurd
+/// values, so that the next subframes decode as from silence. Predictors, lags, seeds and the
+/// codebook switch go on.
+void clear_absurd(SynthesisState& state, NarrowbandDecoderShared& shared);
+
+/// High-passes the frame in place and converts it to PCM.
+///
+/// synth  [0..n-1] overwritten
+/// out    [0..n-1]
+void finish_frame(SynthesisState& state, float* synth, std::int16_t* out, int n);
+
+}  // namespace quel

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "bitstream/mode.h"
+
+namespace quel {
+
+/// The shape of one pulse of the algebraic codebooks: the impulse response of
+/// A(z/0.55)/A(z/0.7), repeated every T0 samples with falling gain where the lag is shorter than
+/// the subframe (pitch sharpening by 0.8 in flavors 0 and 1, else 0.85).
+///
+/// mode  its `initFlavor` picks the sharpening
+/// A     [0..10] LP filter of the subframe: the encoder's unquantised, the decoders' decoded one
+/// T0    integer lag, >= 1; 48 and more sharpen nothing
+/// F     [0..47] output
+void find_F(const Mode& mode, const float* A, int T0, float* F);
+
+/// Total excitation in place: exc[n] = gain_pit * exc[n] + gain_code * code[n], n = 0..L-1.
+void find_exc(float* exc, const float* code, float gain_pit, float gain_code, int L);
+
+}  // namespace quel
