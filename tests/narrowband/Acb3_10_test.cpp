@@ -1,0 +1,123 @@
+#include "narrowband/Acb3_10.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <vector>
+
+#include "acb_subframe.h"
+#include "dsp/scratch.h"
+#include "narrowband/d_acb_5k.h"
+
+namespace quel {
+namespace {
+
+using test::absurd_acb_subframe;
+using test::acb_delta;
+using test::acb_merit;
+using test::acb_subframe;
+
+std::int32_t search(const float* dn, const float* h) {
+  float work[48];
+  std::copy_n(dn, 48, work);
+  std::int32_t word = -1;
+  acb_3p10b(work, h, &word);
+  return word;
+}
+
+double merit_of(std::int32_t word, const test::AcbSubframe& s) {
+  float y[48];
+  dec_acb_3p10b(word, s.h, y);
+  return acb_merit(s.x2, y);
+}
+
+TEST(Acb3p10b, FindsTheBestOfAll1024Words) {
+  for (unsigned seed = 0; seed < 200; ++seed) {
+    SCOPED_TRACE(seed);
+    const auto s = acb_subframe(seed);
+    double best = 0;
+    for (std::int32_t word = 0; word < 1024; ++word) best = std::max(best, merit_of(word, s));
+    const std::int32_t word = search(s.dn, s.h);
+    ASSERT_GE(word, 0);
+    ASSERT_LT(word, 1024);
+    // Float sums of 48 products err by up to 3e-6 of a pulse's energy, and pulses of opposite sign
+    // may cancel to a tenth of it.
+    EXPECT_GE(merit_of(word, s), best * (1 - 1e-4));
+    // The correlation with the target is positive: bit 9 is the better of its two values.
+    float y[48];
+    dec_acb_3p10b(word, s.h, y);
+    double xy = 0;
+    for (int n = 0; n < 48; ++n) xy += static_cast<double>(s.x2[n]) * y[n];
+    EXPECT_GT(xy, 0);
+  }
+}
+
+TEST(Acb3p10b, GivesBackEveryWordWherePulsesDoNotOverlap) {
+  for (std::int32_t word = 0; word < 1024; ++word) {
+    float code[48];
+    dec_acb_3p10b(word, acb_delta, code);
+    EXPECT_EQ(search(code, acb_delta), word);
+  }
+}
+
+TEST(Acb3p10b, SilenceGivesTheFirstWord) {
+  const auto s = acb_subframe(1);
+  const float zero[48] = {};
+  EXPECT_EQ(search(zero, s.h), 0);
+  EXPECT_EQ(search(zero, zero), 0);
+}
+
+TEST(Acb3p10b, AbsurdInputStillGivesAWordAndReturnsTheScratch) {
+  const std::byte* const top = i_heap;
+  for (int kind = 0; kind < 500; ++kind) {
+    const auto s = absurd_acb_subframe(kind);
+    const std::int32_t word = search(s.dn, s.h);
+    EXPECT_GE(word, 0);
+    EXPECT_LT(word, 1024);
+  }
+  EXPECT_EQ(i_heap, top);
+}
+
+TEST(Acb3p10b, MultipliesTheTargetByTheSignPattern) {
+  const auto s = acb_subframe(2);
+  float dn[48];
+  std::copy_n(s.dn, 48, dn);
+  std::int32_t word = 0;
+  acb_3p10b(dn, s.h, &word);
+  for (int n = 0; n < 48; ++n) EXPECT_EQ(dn[n], n % 4 < 2 ? s.dn[n] : -s.dn[n]);
+}
+
+TEST(Acb3p10b, ZeroCorrelationSumGivesBit9Clear) {
+  // Folded values -1 at every A and B, +2 at every C: each triple sums to exactly 0.
+  std::vector<float> dn(48);
+  for (int p = 0; p < 48; p += 2) {
+    const float folded = p % 6 == 4 ? 2.0f : -1.0f;
+    dn[static_cast<std::size_t>(p)] = p % 4 == 0 ? folded : -folded;
+  }
+  EXPECT_EQ(search(dn.data(), acb_delta), 0);
+  // Just below zero: bit 9.
+  dn[0] = -1.5f;
+  EXPECT_EQ(search(dn.data(), acb_delta), 512);
+}
+
+TEST(Acb3p10b, OfEqualTriplesTheFirstStays) {
+  std::vector<float> dn(48);
+  dn[20] = 1.0f;  // B at 20, positive: ka and kc free
+  EXPECT_EQ(search(dn.data(), acb_delta), 3 * 8);
+  dn[20] = 0.0f;
+  dn[18] = 1.0f;  // A at 18, negative in the pattern
+  EXPECT_EQ(search(dn.data(), acb_delta), 512 + 3 * 64);
+}
+
+TEST(Acb3p10b, OddPositionsPlayNoPart) {
+  const auto s = acb_subframe(4);
+  float dn[48];
+  std::copy_n(s.dn, 48, dn);
+  for (int n = 1; n < 48; n += 2) dn[n] = 1e6f;
+  EXPECT_EQ(search(dn, s.h), search(s.dn, s.h));
+}
+
+}  // namespace
+}  // namespace quel
