@@ -15,6 +15,12 @@ struct AcelpSettings {
   std::int32_t running_vector_from_signs = 0;
 };
 
+/// What the search maximises is ps^2 / alp.
+struct AcelpScore {
+  float ps = 0.0f;   ///< correlation of target and filtered code
+  float alp = 0.0f;  ///< half energy of the filtered code
+};
+
 /// Work areas of one search, all rewritten by each call. They are more than the scratch stack has
 /// left at that depth, so the encoder's state holds them.
 struct AcelpWork {
@@ -28,7 +34,8 @@ struct AcelpWork {
   std::array<float, 1280> rrixiy{};  ///< [256 t + 16 p + q] sample t + 5 p with the next track's
   std::array<std::int32_t, 10> position{};       ///< pulses of the rotation being tried
   std::array<std::int32_t, 10> best_position{};  ///< pulses of the best rotation so far
-  std::array<std::int32_t, 20> slot{};           ///< [4 t ..] pulse words of track t; -1 is free
+  AcelpScore best_score;                ///< theirs; zeros where no rotation was better than nothing
+  std::array<std::int32_t, 20> slot{};  ///< [4 t ..] pulse words of track t; -1 is free
 };
 
 /// Searches the algebraic codebook of one 80-sample subframe (J.-P. Adoul et al., "Fast CELP coding

@@ -1,0 +1,247 @@
+#include "wideband/cod45_85.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+
+namespace quel {
+namespace {
+
+constexpr int length = 80;
+constexpr int tracks = 5;
+constexpr int positions = 16;  // per track
+constexpr int pulses = 10;
+constexpr int candidates = 8;  // preselected positions per track
+
+// Track order of every rotation: entry j of the one that starts at s is ipos[s + j].
+constexpr int ipos[25] = {0, 1, 2, 3, 4, 0, 1, 2, 3, 4, 0, 1, 2,
+                          3, 4, 0, 1, 2, 3, 4, 0, 1, 2, 3, 4};
+
+float energy_plus_one(const float* x) {
+  float sum = 1.0f;
+  for (int n = 0; n < length; ++n) sum += x[n] * x[n];
+  return sum;
+}
+
+/// First sample of the track with the largest value above -1; where there is none, the track's
+/// first sample.
+int largest_of_track(const float* value, int track) {
+  int best = track;
+  float max = -1.0f;
+  for (int i = track; i < length; i += tracks) {
+    if (value[i] > max) {
+      max = value[i];
+      best = i;
+    }
+  }
+  return best;
+}
+
+/// Fixes the amplitude at each sample, makes dn sign-free and marks the preselected samples.
+void choose_signs(AcelpWork& work, float* dn, const float* cn) {
+  const float s_cn = energy_plus_one(cn);
+  const float s_dn = energy_plus_one(dn);
+  const float k_cn = std::sqrt(s_dn / s_cn);
+  constexpr float k_dn = 2.0f;
+  for (std::size_t n = 0; n < length; ++n) {
+    float v = k_cn * cn[n] + k_dn * dn[n];
+    work.sign[n] = 1.0f;
+    if (v < 0.0f) {
+      work.sign[n] = -1.0f;
+      dn[n] = -dn[n];
+      v = -v;
+    }
+    work.dn2[n] = v;
+  }
+  for (int t = 0; t < tracks; ++t) {
+    work.pos_max[static_cast<std::size_t>(t)] = largest_of_track(work.dn2.data(), t);
+    for (int k = 0; k < candidates; ++k) {
+      work.dn2[static_cast<std::size_t>(largest_of_track(work.dn2.data(), t))] = -1.0f;
+    }
+  }
+}
+
+void build_matrices(AcelpWork& work, const float* h) {
+  for (std::size_t n = 0; n < length; ++n) {
+    work.h_plus[length + n] = h[n];
+    work.h_minus[length + n] = -h[n];
+  }
+  float energy = 0.0f;
+  for (int i = length - 1; i >= 0; --i) {
+    const float tap = h[length - 1 - i];
+    energy += tap * tap;
+    work.rrixix[static_cast<std::size_t>(positions * (i % tracks) + i / tracks)] = 0.5f * energy;
+  }
+  // Each lag's running sum meets its pairs of samples from the subframe's end to its start. Only
+  // lags that lead from a track to the next one count: 1, 6, 11... upwards, 4, 9, 14... downwards.
+  for (int lag = 1; lag < length; ++lag) {
+    if (lag % tracks != 1 && lag % tracks != 4) continue;
+    float sum = 0.0f;
+    for (int n = 0; n + lag < length; ++n) {
+      sum += h[n] * h[n + lag];
+      const int later = length - 1 - n;
+      const int earlier = later - lag;
+      const int i = lag % tracks == 1 ? earlier : later;
+      const int j = lag % tracks == 1 ? later : earlier;
+      const int place = (i % tracks * positions + i / tracks) * positions + j / tracks;
+      work.rrixiy[static_cast<std::size_t>(place)] =
+          sum * work.sign[static_cast<std::size_t>(i)] * work.sign[static_cast<std::size_t>(j)];
+    }
+  }
+}
+
+float* rrixiy_of(AcelpWork& work, int track) {
+  return work.rrixiy.data() + track * positions * positions;
+}
+
+int best_start(const AcelpWork& work, const float* dn) {
+  int best = 0;
+  float max = dn[work.pos_max[0]] + dn[work.pos_max[1]];
+  for (int t = 1; t < tracks; ++t) {
+    const float sum = dn[work.pos_max[static_cast<std::size_t>(t)]] +
+                      dn[work.pos_max[static_cast<std::size_t>((t + 1) % tracks)]];
+    if (sum > max) {
+      max = sum;
+      best = t;
+    }
+  }
+  return best;
+}
+
+/// y [0..79] += the filtered pulse at this sample. The zeros before the response make the shift
+/// need no bounds.
+void add_pulse(const AcelpWork& work, int sample, float* y) {
+  const bool positive = work.sign[static_cast<std::size_t>(sample)] > 0.0f;
+  const float* h = (positive ? work.h_plus : work.h_minus).data() + length - sample;
+  for (int n = 0; n < length; ++n) y[n] += h[n];
+}
+
+/// Places ten pulses in one rotation of the track order.
+AcelpScore place_pulses(AcelpWork& work, const AcelpSettings& settings, const float* dn,
+                        const float* h, const int* order) {
+  auto& position = work.position;
+  for (std::size_t k = 0; k < pulses; ++k) {
+    position[k] = work.pos_max[static_cast<std::size_t>(order[k])];
+  }
+  const float* rrixix = work.rrixix.data();
+  float* vec = work.vec.data();
+  const int p0 = position[0] / tracks;
+  const int p1 = position[1] / tracks;
+  AcelpScore score{dn[position[0]] + dn[position[1]], 0.0f};
+  score.alp = rrixix[order[0] * positions + p0] + rrixix[order[1] * positions + p1];
+  score.alp += rrixiy_of(work, order[0])[p0 * positions + p1];
+  const bool from_signs = settings.running_vector_from_signs != 0;
+  for (int n = 0; n < length; ++n) {
+    vec[n] = from_signs ? -work.sign[static_cast<std::size_t>(n)] : 0.0f;
+  }
+  for (std::size_t k = 2; k < pulses; k += 2) {
+    add_pulse(work, position[k - 2], vec);
+    add_pulse(work, position[k - 1], vec);
+    const int x = order[k];
+    const int y = order[k + 1];
+    float cor_x[positions];
+    float cor_y[positions];
+    wideband::cor_h_vec(h, vec, x, work.sign.data(), rrixix + x * positions, cor_x);
+    wideband::cor_h_vec(h, vec, y, work.sign.data(), rrixix + y * positions, cor_y);
+    wideband::search_ixiy(x, y, score.ps, score.alp, position[k], position[k + 1], dn,
+                          work.dn2.data(), cor_x, cor_y, rrixiy_of(work, x));
+  }
+  return score;
+}
+
+/// 9-bit index of a track from its two pulse words, sign * 16 + position number. The order of the
+/// two carries the second one's sign.
+std::int32_t track_index(std::int32_t a, std::int32_t b) {
+  const std::int32_t pos_a = a & 15;
+  const std::int32_t pos_b = b & 15;
+  const bool signs_differ = (a & 16) != (b & 16);
+  const bool a_first = signs_differ ? pos_a > pos_b : a <= b;
+  return a_first ? a * 16 + pos_b : b * 16 + pos_a;
+}
+
+void build_code(AcelpWork& work, float* code, float* y, std::int32_t* indices) {
+  std::fill_n(code, length, 0.0f);
+  std::fill_n(y, length, 0.0f);
+  work.slot.fill(-1);
+  for (const std::int32_t i : work.best_position) {
+    const float sign = work.sign[static_cast<std::size_t>(i)];
+    code[i] += sign;
+    add_pulse(work, i, y);
+    std::int32_t* slot = work.slot.data() + i % tracks * 4;
+    while (*slot >= 0) ++slot;
+    *slot = i / tracks + (sign > 0.0f ? 0 : 16);
+  }
+  for (int t = 0; t < tracks; ++t) {
+    const std::int32_t* slot = work.slot.data() + t * 4;
+    indices[t] = track_index(slot[0], slot[1]);
+  }
+}
+
+}  // namespace
+
+namespace wideband {
+
+void cor_h_vec(const float* h, const float* vec, int track, const float* sign, const float* rrixix,
+               float* cor) {
+  for (int p = 0; p < positions; ++p) {
+    const int i = track + tracks * p;
+    float sum = 0.0f;
+    for (int n = 0; n < length - i; ++n) sum += h[n] * vec[i + n];
+    cor[p] = sign[i] * sum + rrixix[p];
+  }
+}
+
+void search_ixiy(int track_x, int track_y, float& ps, float& alp, std::int32_t& ix,
+                 std::int32_t& iy, const float* dn, const float* dn2, const float* cor_x,
+                 const float* cor_y, const float* rrixiy) {
+  float sq_best = -1.0f;
+  float alp_best = 1.0f;
+  for (int x = track_x; x < length; x += tracks) {
+    if (!(dn2[x] < 0.0f)) continue;
+    const float ps1 = ps + dn[x];
+    const float alp1 = alp + cor_x[x / tracks];
+    const float* cross = rrixiy + x / tracks * positions;
+    for (int y = track_y; y < length; y += tracks) {
+      const float ps2 = ps1 + dn[y];
+      const float alp2 = alp1 + cor_y[y / tracks] + cross[y / tracks];
+      const float sq = ps2 * ps2;
+      if (alp_best * sq - sq_best * alp2 > 0.0f) {
+        sq_best = sq;
+        alp_best = alp2;
+        ix = x;
+        iy = y;
+      }
+    }
+  }
+  ps = ps + dn[ix] + dn[iy];
+  alp = alp_best;
+}
+
+}  // namespace wideband
+
+void ACELP_45_85(AcelpWork& work, const AcelpSettings& settings, float* dn, const float* cn,
+                 const float* h, float* code, float* y, std::int32_t* indices) {
+  choose_signs(work, dn, cn);
+  build_matrices(work, h);
+  const int start = best_start(work, dn);
+  const int iterations = std::clamp<std::int32_t>(settings.nb_iter_selected, 1, 5);
+
+  // Two pulses on every track, in case no rotation is better than nothing.
+  for (std::size_t k = 0; k < pulses; ++k) work.best_position[k] = work.pos_max[k % tracks];
+  work.best_score = {};
+  float psk = -1.0f;
+  float alp_best = 1.0f;
+  for (int it = 0; it < iterations; ++it) {
+    const AcelpScore score = place_pulses(work, settings, dn, h, ipos + start + it);
+    const float sq = score.ps * score.ps;
+    if (alp_best * sq - psk * score.alp > 0.0f) {
+      work.best_position = work.position;
+      work.best_score = score;
+      psk = sq;
+      alp_best = score.alp;
+    }
+  }
+  build_code(work, code, y, indices);
+}
+
+}  // namespace quel
