@@ -156,8 +156,9 @@ TEST(QGainCode, ATieKeepsTheLowerIndex) {
   const auto code = pulses();
   const float energy = wideband::code_energy(code.data(), 80);
   CodeGainQuantizer start{{(energy - 19.0f) / 0.8f, 0.0f}};
-  for (int i = 0; i < 20 && wideband::predicted_code_gain(start.past_qua_en, energy) != 1.0f; ++i) {
-    start.past_qua_en[1] = static_cast<float>(i - 10) * 1e-7f;
+  for (int i = 0; i < 200 && wideband::predicted_code_gain(start.past_qua_en, energy) != 1.0f;
+       ++i) {
+    start.past_qua_en[1] = static_cast<float>(i - 100) * 1e-7f;
   }
   ASSERT_EQ(wideband::predicted_code_gain(start.past_qua_en, energy), 1.0f);
   int ties = 0;
