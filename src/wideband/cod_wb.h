@@ -46,6 +46,15 @@ void init_coder_wb16(WidebandEncoder& state);
 /// [0..159] the place where the next frame's samples go, in 16-bit PCM units.
 float* new_speech2(WidebandEncoder& state);
 
+/// Lags that a closed-loop search tries, both ends included.
+struct LagWindow16 {
+  int min = 30;
+  int max = 42;
+};
+
+/// The first subframe's window: 13 lags around the open-loop lag, held inside 30..281.
+LagWindow16 first_lag_window16(int T_op);
+
 /// Encodes the frame whose samples were put at `new_speech2`.
 ///
 /// prm  [0..21] output: LSF predictor selector and five split indices, then for each subframe
