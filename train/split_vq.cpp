@@ -1,0 +1,80 @@
+#include "train/split_vq.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace quel::train {
+
+void Codebook::refresh() {
+  columns.resize(table.size());
+  for (int j = 0; j < rows; ++j) {
+    for (int t = 0; t < width; ++t) {
+      columns[static_cast<std::size_t>(t * rows + j)] = row(j)[t];
+    }
+  }
+}
+
+void fix_row(Codebook& book, int j, const std::vector<float>& value) {
+  std::copy(value.begin(), value.end(), book.row(j));
+  book.fixed[static_cast<std::size_t>(j)] = 1;
+}
+
+int nearest_row(const Codebook& book, const float* x) {
+  // Distances first, then the smallest: both loops over rows vectorise.
+  std::array<float, 256> distance;
+  for (int j = 0; j < book.rows; ++j) {
+    const float e = x[0] - book.columns[static_cast<std::size_t>(j)];
+    distance[static_cast<std::size_t>(j)] = e * e;
+  }
+  for (int t = 1; t < book.width; ++t) {
+    const float* column = &book.columns[static_cast<std::size_t>(t * book.rows)];
+    for (int j = 0; j < book.rows; ++j) {
+      const float e = x[t] - column[j];
+      distance[static_cast<std::size_t>(j)] += e * e;
+    }
+  }
+  int best = 0;
+  for (int j = 1; j < book.rows; ++j) {
+    if (distance[static_cast<std::size_t>(j)] < distance[static_cast<std::size_t>(best)]) best = j;
+  }
+  return best;
+}
+
+void quantize(const SpectrumQuantizer& q, const float* f, Past& past, Choice& choice) {
+  float best = std::numeric_limits<float>::max();
+  Past rows{};
+  for (std::size_t p = 0; p < q.predictors.size(); ++p) {
+    const Predictor predictor = q.predictors[p];
+    Choice trial;
+    trial.predictor = static_cast<int>(p);
+    Past chosen{};
+    for (std::size_t i = 0; i < static_cast<std::size_t>(q.dims); ++i) {
+      trial.target[i] = (f[i] - q.mean[i] - predictor.rho * past[i]) / predictor.gain;
+    }
+    for (std::size_t k = 0; k < q.books.size(); ++k) {
+      const Codebook& book = q.books[k];
+      const int j = nearest_row(book, &trial.target[static_cast<std::size_t>(book.first)]);
+      trial.index[k] = j;
+      std::copy_n(book.row(j), book.width, &chosen[static_cast<std::size_t>(book.first)]);
+    }
+    for (std::size_t i = 0; i < static_cast<std::size_t>(q.dims); ++i) {
+      trial.quantized[i] = predictor.gain * chosen[i] + predictor.rho * past[i] + q.mean[i];
+    }
+    q.reorder(trial.quantized.data());
+    float error = 0.0f;
+    if (q.predictors.size() > 1) {
+      for (std::size_t i = 0; i < static_cast<std::size_t>(q.dims); ++i) {
+        error += (f[i] - trial.quantized[i]) * (f[i] - trial.quantized[i]);
+      }
+    }
+    if (error < best) {
+      best = error;
+      choice = trial;
+      rows = chosen;
+    }
+  }
+  past = rows;
+}
+
+}  // namespace quel::train
