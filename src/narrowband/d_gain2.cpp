@@ -9,8 +9,8 @@ namespace {
 
 using narrowband::nb_qua_gain;
 
+// {pitch gain, code-gain correction}
 constexpr float t_qua_gain[][2] = {
-    // {pitch gain, code-gain correction}
 #include "narrowband/t_qua_gain.inc"
 };
 static_assert(std::size(t_qua_gain) == nb_qua_gain);

@@ -24,8 +24,8 @@ void init_d_isf_ma(IsfDequantizer& state);
 /// indices  [0..4] codebook rows; only the 6, 7, 7, 7 and 5 low bits count. Not read in mode 2
 /// isp_q    [0..9] output
 /// mode     0  good frame
-///          1  lost frame, indices being those of the frame after it: goes to the point from which
-///             the prediction would lead to them
+///          1  lost frame, indices being those of the frame after it: halfway between the frame
+///             before and what the indices, decoded next, will give
 ///          2  (and any other value) lost frame without help: a tenth of the way to mean_isf, and
 ///             the next good frame is decoded without prediction
 void d_isf_ma(IsfDequantizer& state, const std::int32_t* indices, float* isp_q, int mode);

@@ -53,7 +53,12 @@ std::int32_t crowded(const float* isf) {
   return 60.0f > dmin ? 1 : 0;
 }
 
-// Writes the row of the codebook nearest to r[0..1] to rq[0..1] and returns its number.
+}  // namespace
+
+void init_q_isf_ma(IsfQuantizer& state) {
+  state.past_r.fill(0.0f);
+}
+
 std::int32_t nearest_row(const float (*dico)[2], std::int32_t taille, const float* r, float* rq) {
   double best = largest;
   std::int32_t index = 0;
@@ -69,12 +74,6 @@ std::int32_t nearest_row(const float (*dico)[2], std::int32_t taille, const floa
   rq[0] = dico[index][0];
   rq[1] = dico[index][1];
   return index;
-}
-
-}  // namespace
-
-void init_q_isf_ma(IsfQuantizer& state) {
-  state.past_r.fill(0.0f);
 }
 
 void q_isf_ma(IsfQuantizer& state, const float* isp, float* isp_q, std::int32_t* indices,

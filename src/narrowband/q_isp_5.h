@@ -15,6 +15,14 @@ struct IsfQuantizer {
 
 void init_q_isf_ma(IsfQuantizer& state);
 
+/// Row of a codebook with the least squared error, the lower one on ties.
+///
+/// dico    [0..taille-1] rows
+/// taille  > 0
+/// r       [0..1] wanted
+/// rq      [0..1] output: the row
+std::int32_t nearest_row(const float (*dico)[2], std::int32_t taille, const float* r, float* rq);
+
 /// Quantises one frame's ISPs in 32 bits: mean removal, first-order moving-average prediction, five
 /// independent two-dimensional codebooks.
 ///
