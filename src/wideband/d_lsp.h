@@ -33,7 +33,10 @@ struct LsfDequantizer {
 ///
 /// prm  [0..5] selector, five codebook indices; bits beyond a field's width are ignored. Not read
 ///      where the frame is lost.
-/// lsp  [0..15] output, cosines. Every frequency is at least 50 Hz above its predecessor.
+/// lsp  [0..15] output, cosines. Every frequency is at least 50 Hz above its predecessor, and while
+///      frames are received the codebooks' range keeps the last one below 8000 Hz. That range does
+///      not bind a lost frame's residual: losses among frames that no encoder writes can carry a
+///      line past 8000 Hz, and the cosines then make no stable filter.
 /// bfi  nonzero: the frame is lost
 void d_lsp(LsfDequantizer& state, const std::int32_t* prm, float* lsp, int bfi);
 

@@ -1,0 +1,189 @@
+#include "wideband/a2lsf.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <numbers>
+#include <vector>
+
+#include "dsp/scratch.h"
+#include "support/signals.h"
+#include "wideband/lsf2a.h"
+
+namespace quel {
+namespace {
+
+using std::numbers::pi;
+using test::stable_filter;
+
+const std::vector<float> fallback(16, -7.0f);
+
+std::vector<float> lines_of(const std::vector<float>& a) {
+  std::vector<float> lsp(16, 3.0f);
+  a2lsf(a.data(), lsp.data(), fallback.data(), 16);
+  return lsp;
+}
+
+// The sum (sign = 1) or difference (-1) polynomial A(z) +- z^-17 A(1/z) on the unit circle, turned
+// to a real number and freed of its trivial root.
+double on_circle(const std::vector<float>& a, double w, int sign) {
+  double sum = 0;
+  for (int i = 0; i <= 16; ++i) {
+    const double angle = (8.5 - i) * w;
+    sum += a[static_cast<std::size_t>(i)] * (sign > 0 ? std::cos(angle) : std::sin(angle));
+  }
+  return sum / (sign > 0 ? std::cos(w / 2) : std::sin(w / 2));
+}
+
+// All roots of both polynomials by a scan 30 times finer than the grid, then bisection.
+std::vector<double> plain_lines(const std::vector<float>& a) {
+  std::vector<double> lines;
+  for (const int sign : {1, -1}) {
+    const int steps = 3000;
+    for (int j = 0; j < steps; ++j) {
+      double lo = (j + 1e-7) * pi / steps, hi = (j + 1 - 1e-7) * pi / steps;
+      const double at_lo = on_circle(a, lo, sign);
+      if (at_lo * on_circle(a, hi, sign) > 0) continue;
+      for (int step = 0; step < 50; ++step) {
+        const double mid = 0.5 * (lo + hi);
+        (at_lo * on_circle(a, mid, sign) > 0 ? lo : hi) = mid;
+      }
+      lines.push_back(std::cos(lo));
+    }
+  }
+  std::sort(lines.rbegin(), lines.rend());
+  return lines;
+}
+
+TEST(Chebyshev, SumsTheSeries) {
+  test::Random random(1);
+  for (const int n : {2, 3, 8}) {
+    std::vector<float> f(static_cast<std::size_t>(n) + 1);
+    for (int trial = 0; trial < 200; ++trial) {
+      for (float& v : f) v = static_cast<float>(random.uniform(-4, 4));
+      const auto x = static_cast<float>(random.uniform(-1, 1));
+      double sum = std::cos(n * std::acos(static_cast<double>(x)));  // f[0] counts as 1
+      for (int k = 1; k <= n; ++k) {
+        const double weight = k == n ? 0.5 : 1.0;
+        sum += weight * f[static_cast<std::size_t>(k)] *
+               std::cos((n - k) * std::acos(static_cast<double>(x)));
+      }
+      EXPECT_NEAR(chebyshev(x, f.data(), n), sum, 1e-11);  // double throughout, |terms| < 40
+    }
+  }
+}
+
+TEST(InitGrid, IsTheCosineOfHundredthsOfPi) {
+  std::vector<float> grid(lsf_grid_points + 1, -7.0f);
+  init_grid(grid.data());
+  EXPECT_EQ(grid[0], 1.0f);
+  EXPECT_EQ(grid[100], -1.0f);
+  EXPECT_EQ(grid[101], -7.0f);
+  for (int j = 0; j <= 100; ++j) {
+    // The float step is 3e-9 above pi/100.
+    EXPECT_NEAR(grid[static_cast<std::size_t>(j)], std::cos(j * pi / 100), 5e-7);
+  }
+  EXPECT_TRUE(std::is_sorted(grid.rbegin() + 1, grid.rend()));
+}
+
+TEST(A2lsf, FlatFilterGivesTheNeutralLines) {
+  std::vector<float> a(17, 0.0f);
+  a[0] = 1.0f;
+  const auto lsp = lines_of(a);
+  for (int i = 0; i < 16; ++i) {
+    EXPECT_NEAR(lsp[static_cast<std::size_t>(i)], std::cos((i + 1) * pi / 17), 1e-5);
+  }
+}
+
+TEST(A2lsf, FindsTheRootsOfBothPolynomialsInTurn) {
+  int found = 0;
+  for (unsigned seed = 0; seed < 40; ++seed) {
+    SCOPED_TRACE(seed);
+    const auto a = stable_filter(16, seed);
+    const auto lsp = lines_of(a);
+    if (lsp == fallback) continue;
+    ++found;
+    const auto expected = plain_lines(a);
+    ASSERT_EQ(expected.size(), 16u);
+    for (std::size_t i = 0; i < 16; ++i) {
+      // Chord across a sixteenth of a grid interval of at most 0.0315: the error is below
+      // 0.002^2 / 8 * |f''/f'|, and two roots of one polynomial a grid interval apart make
+      // |f''/f'| some 2 / 0.03.
+      EXPECT_NEAR(lsp[i], expected[i], 4e-5) << i;
+      if (i > 0) {
+        EXPECT_LT(lsp[i], lsp[i - 1]);
+      }
+    }
+  }
+  EXPECT_GT(found, 30);  // the rest has two lines of one polynomial in one interval
+}
+
+TEST(A2lsf, RootOnAGridPointCountsOnceAndExactly) {
+  // Order 4, every step of it exact: sum polynomial 2 X (X - g) with g on the grid, difference
+  // polynomial 2 (X^2 - 1/8).
+  std::vector<float> grid(lsf_grid_points);
+  init_grid(grid.data());
+  const float g = grid[15];
+  const std::vector<float> a = {1.0f, -g, 1.75f - g, 0.25f - g, 1.0f - g};
+  const std::vector<float> sum = {1.0f, -2.0f * g, 2.0f};
+  ASSERT_EQ(chebyshev(g, sum.data(), 2), 0.0);
+  std::vector<float> lsp(4), old(4, -7.0f);
+  a2lsf(a.data(), lsp.data(), old.data(), 4);
+  EXPECT_EQ(lsp[0], g);
+  EXPECT_NEAR(lsp[1], std::sqrt(0.125), 1e-5);
+  EXPECT_NEAR(lsp[2], 0.0, 1e-5);
+  EXPECT_NEAR(lsp[3], -std::sqrt(0.125), 1e-5);
+}
+
+TEST(A2lsf, FifteenRootsGiveTheFallbackWhole) {
+  std::vector<float> lsp(16), a(17);
+  for (int i = 0; i < 16; ++i) {
+    lsp[static_cast<std::size_t>(i)] = static_cast<float>(std::cos((i + 1) * pi / 17));
+  }
+  lsf2a(lsp.data(), a.data(), 16);
+  EXPECT_NE(lines_of(a), fallback);
+  // The last line of the difference polynomial moves above the last of the sum polynomial: behind
+  // that one, the fifteenth found, no sixteenth is left.
+  lsp[15] = 0.5f * (lsp[13] + lsp[14]);
+  lsf2a(lsp.data(), a.data(), 16);
+  EXPECT_EQ(lines_of(a), fallback);
+}
+
+TEST(A2lsf, UnstableFilterGivesTheFallback) {
+  auto a = stable_filter(16, 1);
+  a[16] = 1.5f;  // the product of the poles lies outside the unit circle
+  EXPECT_EQ(lines_of(a), fallback);
+}
+
+TEST(A2lsf, AnyFilterGivesCosinesOrTheFallback) {
+  test::Random random(5);
+  for (int trial = 0; trial < 3000; ++trial) {
+    auto a = stable_filter(16, static_cast<unsigned>(trial));
+    const float absurd[] = {0.0f,
+                            -2.0f,
+                            1e30f,
+                            std::numeric_limits<float>::max(),
+                            std::numeric_limits<float>::infinity(),
+                            std::numeric_limits<float>::quiet_NaN()};
+    for (int n = random.integer(1, 3); n > 0; --n) {
+      const float v = absurd[random.integer(0, 5)];
+      a[static_cast<std::size_t>(random.integer(1, 16))] = random.integer(0, 1) == 0 ? v : -v;
+    }
+    const auto lsp = lines_of(a);
+    if (lsp == fallback) continue;
+    for (const float x : lsp) EXPECT_TRUE(x >= -1.0f && x <= 1.0f) << trial << ": " << x;
+  }
+}
+
+TEST(A2lsf, GivesItsScratchBack) {
+  ScratchArea area;
+  const ScratchSwitch on(area);
+  lines_of(stable_filter(16, 2));
+  EXPECT_EQ(i_heap, area.top());
+}
+
+}  // namespace
+}  // namespace quel
