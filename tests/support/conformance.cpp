@@ -1,0 +1,168 @@
+#include "support/conformance.h"
+
+#include <array>
+#include <cstddef>
+
+#include "quelcodec/quelcodec.h"
+#include "support/signals.h"
+
+namespace quel::test {
+namespace {
+
+// A vowel: three resonances as 2 r cos(w), at 8 kHz; r is fixed per formant.
+struct Vowel {
+  double c[3];
+};
+constexpr double radius[3] = {0.977, 0.962, 0.947};
+constexpr std::array<Vowel, 5> vowels = {{{{1.67, 1.21, -0.61}},
+                                          {{1.84, -0.21, -1.10}},
+                                          {{1.89, 1.35, -0.75}},
+                                          {{1.75, 0.45, -0.90}},
+                                          {{1.80, 1.55, -0.50}}}};
+
+std::int16_t clip(double x) {
+  if (x > 32767.0) return 32767;
+  if (x < -32768.0) return -32768;
+  return static_cast<std::int16_t>(x);
+}
+
+void add_speech(std::vector<std::int16_t>& out, int n, Random& random) {
+  double s1[3] = {}, s2[3] = {}, c[3] = {1.6, 1.0, -0.6};
+  double phase = 0, pitch = 0.015, pitch_step = 0, level = 0;
+  int left = 0;
+  bool voiced = true;
+  const Vowel* aim = vowels.data();
+  for (int i = 0; i < n; ++i) {
+    if (left-- == 0) {
+      left = random.integer(600, 2200);
+      aim = &vowels[static_cast<std::size_t>(random.integer(0, 4))];
+      voiced = random.integer(0, 3) != 0;
+      pitch = random.uniform(0.0105, 0.034);
+      pitch_step = random.uniform(-3e-6, 3e-6);
+    }
+    level += 0.004 * ((left > 150 ? 1.0 : 0.1) - level);
+    pitch += pitch_step;
+    if (pitch < 0.008) pitch = 0.008;
+    phase += pitch;
+    double x = random.uniform(-0.1, 0.1);
+    if (phase >= 1.0) {
+      phase -= 1.0;
+      if (voiced) x += 5.0;
+    }
+    if (!voiced) x += random.uniform(-1.0, 1.0);
+    x *= level;
+    for (int k = 0; k < 3; ++k) {
+      c[k] += 0.004 * (aim->c[k] - c[k]);
+      const double y = x + c[k] * s1[k] - radius[k] * radius[k] * s2[k];
+      s2[k] = s1[k];
+      s1[k] = y;
+      x = y * (1.0 - radius[k]) * 3.0;
+    }
+    out.push_back(clip(x * 9000.0));
+  }
+}
+
+void add_tone(std::vector<std::int16_t>& out, int n, double c) {
+  double y1 = 0.0, y2 = -4000.0;
+  for (int i = 0; i < n; ++i) {
+    const double y = c * y1 - y2;
+    y2 = y1;
+    y1 = y;
+    out.push_back(clip(y));
+  }
+}
+
+std::vector<std::uint8_t> bytes_of(const std::vector<std::int16_t>& pcm) {
+  std::vector<std::uint8_t> bytes;
+  for (const std::int16_t v : pcm) {
+    const auto u = static_cast<std::uint16_t>(v);
+    bytes.push_back(static_cast<std::uint8_t>(u & 0xff));
+    bytes.push_back(static_cast<std::uint8_t>(u >> 8));
+  }
+  return bytes;
+}
+
+std::uint64_t digest_of(const std::vector<std::uint8_t>& bytes) {
+  return digest(bytes.data(), bytes.size());
+}
+
+std::vector<std::uint8_t> encode(int flavor, const std::vector<std::int16_t>& pcm) {
+  const quel_encoder_options options = QUEL_ENCODER_OPTIONS(flavor);
+  quel_encoder* encoder = nullptr;
+  quel_encoder_create(&options, &encoder);
+  const auto samples = static_cast<std::size_t>(quel_samples_per_unit(flavor));
+  const auto bytes = static_cast<std::size_t>(quel_bytes_per_unit(flavor));
+  std::vector<std::uint8_t> units(pcm.size() / samples * bytes);
+  for (std::size_t k = 0; k < pcm.size() / samples; ++k) {
+    quel_encode(encoder, &pcm[k * samples], samples, &units[k * bytes], bytes);
+  }
+  quel_encoder_destroy(encoder);
+  return units;
+}
+
+// loss: of 16 frames how many are lost, in bursts now and then.
+std::vector<std::uint8_t> decode(int flavor, int concealment,
+                                 const std::vector<std::uint8_t>& units, int loss) {
+  quel_decoder_options options = QUEL_DECODER_OPTIONS(flavor);
+  options.concealment = concealment;
+  quel_decoder* decoder = nullptr;
+  quel_decoder_create(&options, &decoder);
+  const auto bytes = static_cast<std::size_t>(quel_bytes_per_unit(flavor));
+  Random random(static_cast<std::uint64_t>(flavor) + 100);
+  std::vector<std::int16_t> pcm;
+  std::array<std::int16_t, QUEL_MAX_SAMPLES> block{};
+  int burst = 0;
+  for (std::size_t k = 0; k < units.size() / bytes; ++k) {
+    std::uint32_t received = 0;
+    for (std::uint32_t frame = 0; frame < 2; ++frame) {
+      const bool lost = burst > 0 || random.integer(0, 15) < loss;
+      burst = burst > 0 ? burst - 1 : (lost && random.integer(0, 5) == 0 ? 9 : 0);
+      received |= (lost ? 0u : 1u) << frame;
+    }
+    const int n =
+        quel_decode(decoder, &units[k * bytes], bytes, received, block.data(), block.size());
+    pcm.insert(pcm.end(), block.begin(), block.begin() + (n > 0 ? n : 0));
+  }
+  quel_decoder_destroy(decoder);
+  return bytes_of(pcm);
+}
+
+}  // namespace
+
+std::vector<std::int16_t> conformance_signal(int sampling_rate) {
+  Random random(static_cast<std::uint64_t>(sampling_rate));
+  std::vector<std::int16_t> out;
+  add_speech(out, 5 * sampling_rate, random);
+  out.insert(out.end(), 2400, std::int16_t{0});
+  for (int i = 0; i < sampling_rate / 2; ++i) out.push_back(clip(random.uniform(-2e3, 2e3)));
+  add_tone(out, sampling_rate / 2, 1.85);
+  add_tone(out, sampling_rate / 2, 0.5);
+  for (int i = 0; i < sampling_rate / 2; ++i) out.push_back(i / 40 % 2 == 0 ? 32767 : -32768);
+  for (int i = 0; i < sampling_rate / 2; ++i) out.push_back(clip(random.uniform(-6e4, 6e4)));
+  for (int i = 0; i < sampling_rate / 2; ++i) out.push_back(i % 700 == 350 ? 30000 : 0);
+  add_speech(out, 2 * sampling_rate, random);
+  return out;
+}
+
+std::vector<Digest> conformance_digests() {
+  std::vector<Digest> digests;
+  for (int flavor = 0; flavor < 4; ++flavor) {
+    const std::string name = "flavor " + std::to_string(flavor);
+    const auto units = encode(flavor, conformance_signal(quel_sampling_rate(flavor)));
+    digests.push_back({name + ", coded units", digest_of(units)});
+    const auto pcm = [&](int concealment, int loss) {
+      return digest_of(decode(flavor, concealment, units, loss));
+    };
+    digests.push_back({name + ", decoded", pcm(QUEL_CONCEAL_IMMEDIATE, 0)});
+    digests.push_back({name + ", losses concealed at once", pcm(QUEL_CONCEAL_IMMEDIATE, 3)});
+    digests.push_back({name + ", losses concealed later", pcm(QUEL_CONCEAL_DEFERRED, 3)});
+    std::vector<std::uint8_t> bits(400 * static_cast<std::size_t>(quel_bytes_per_unit(flavor)));
+    Random random(77);
+    for (std::uint8_t& byte : bits) byte = static_cast<std::uint8_t>(random.bits() >> 24);
+    digests.push_back(
+        {name + ", random bits", digest_of(decode(flavor, QUEL_CONCEAL_IMMEDIATE, bits, 0))});
+  }
+  return digests;
+}
+
+}  // namespace quel::test

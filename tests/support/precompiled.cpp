@@ -1,0 +1,1 @@
+// Gives the precompiled header of the tests a library to live in.
