@@ -58,14 +58,27 @@ void search_pair(int tx, int ty, float* ps, float* alp, int* ix, int* iy, const 
 
 }  // namespace
 
+// Sums up the sixteen positions side by side, each still in rising k. For that, y is dealt out to
+// its three phases, so that what the positions need at one k lies in a row; behind its end are
+// zeros.
 void cor_h_vec(const float* h, const float* y, int track, const float* sign, const float* rr_diag,
                float* out) {
-  for (int j = 0; j < 16; ++j) {
-    const int p = track + 3 * j;
-    float sum = 0.0f;
-    for (int k = 0; k < acb_len - p; ++k) sum += h[k] * y[p + k];
-    out[j] = sign[p] * sum + rr_diag[16 * track + j];
+  constexpr int stride = 32;
+  Scratch phases(3 * stride);
+  std::fill_n(phases.data(), 3 * stride, 0.0f);
+  for (int n = 0; n < acb_len; ++n) phases[n % 3 * stride + n / 3] = y[n];
+  const auto from = [&](int n) { return &phases[n % 3 * stride + n / 3]; };
+  const float* y0 = from(track);
+  const float* y1 = from(track + 1);
+  const float* y2 = from(track + 2);
+
+  float sum[16] = {};
+  for (int k = 0; k < acb_len; k += 3, ++y0, ++y1, ++y2) {
+    for (int j = 0; j < 16; ++j) {
+      sum[j] = sum[j] + h[k] * y0[j] + h[k + 1] * y1[j] + h[k + 2] * y2[j];
+    }
   }
+  for (int j = 0; j < 16; ++j) out[j] = sign[track + 3 * j] * sum[j] + rr_diag[16 * track + j];
 }
 
 void search_ixiy(int tx, int ty, float* ps, float* alp, int* ix, int* iy, const float* dn,

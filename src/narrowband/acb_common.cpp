@@ -1,7 +1,8 @@
 #include "narrowband/acb_common.h"
 
 #include <algorithm>
-#include <cstdlib>
+
+#include "dsp/scratch.h"
 
 namespace quel::narrowband {
 
@@ -19,21 +20,31 @@ void half_energies(const float* h, int track, int step, float* out) {
   }
 }
 
-// All entries of one lag are partial sums of one series, so each diagonal is run once, from the end
-// of the subframe. Every entry is then, to the bit, what its own sum in rising n gives. That order
-// must stay: merits differ by less than rounding often enough that another order codes other
+// All entries of one lag are partial sums of one series: an entry continues the sum of the one
+// below and to the right by `step` products, and the last row and column start from nothing, on a
+// response that is zero before its start. Every entry is then, to the bit, what its own sum in
+// rising n gives. That order must stay: another rounds otherwise and now and then codes other
 // pulses.
 void cross_block(const float* h, int tx, int ty, int step, float* rr) {
   const int count = acb_len / step;
-  for (int diff = 1 - count; diff < count; ++diff) {
-    const int lag = std::abs(tx - ty + step * diff);
-    int jx = std::min(count - 1, count - 1 + diff);
-    int jy = jx - diff;
-    float sum = 0.0f;
-    for (int i = 0; jx >= 0 && jy >= 0; --jx, --jy) {
-      const int last = acb_len - 1 - std::max(tx + step * jx, ty + step * jy);
-      for (; i <= last; ++i) sum += h[i] * h[i + lag];
-      rr[jx * count + jy] = sum;
+  Scratch padded(step + acb_len);
+  Scratch terms(acb_len);  // [r][jy]: the r-th factor that track ty brings in at jy
+  float* hz = padded.data() + step;
+  std::fill_n(padded.data(), step, 0.0f);
+  std::copy_n(h, acb_len, hz);
+  for (int jy = 0; jy < count; ++jy) {
+    for (int r = 0; r < step; ++r) {
+      terms[r * count + jy] = hz[acb_len - ty - step * (jy + 1) + r];
+    }
+  }
+  for (int jx = count - 1; jx >= 0; --jx) {
+    float* row = rr + jx * count;
+    std::fill_n(row, count, 0.0f);
+    if (jx < count - 1) std::copy_n(row + count + 1, count - 1, row);
+    for (int r = 0; r < step; ++r) {
+      const float x = hz[acb_len - tx - step * (jx + 1) + r];
+      const float* y = &terms[r * count];
+      for (int jy = 0; jy < count; ++jy) row[jy] += x * y[jy];
     }
   }
 }
