@@ -53,6 +53,13 @@ Indices random_indices(test::Random& random) {
   return prm;
 }
 
+void expect_in_range(const Indices& prm) {
+  for (std::size_t i = 0; i < 6; ++i) {
+    EXPECT_GE(prm[i], 0);
+    EXPECT_LT(prm[i], index_range[i]);
+  }
+}
+
 TEST(Vq, EqualsBruteForceInDouble) {
   test::Random random(1);
   for (const int dim : {1, 3, 4}) {
@@ -148,17 +155,14 @@ TEST(QLsp, FlatSpectrumKeepsTheSpacing) {
     EXPECT_GE(f, last + 50 - 0.1);  // the cosine is a float: 6e-8 near 50 Hz is 0.01 Hz
     last = f;
   }
-  for (std::size_t i = 0; i < 6; ++i) {
-    EXPECT_GE(prm[i], 0);
-    EXPECT_LT(prm[i], index_range[i]);
-  }
+  expect_in_range(prm);
 }
 
 TEST(QLsp, EqualErrorsGiveSelectorZero) {
   // Where the memory is what the search finds again, prediction is perfect whatever its weight.
   test::Random random(3);
   int tried = 0;
-  while (tried < 20) {
+  for (int draw = 0; draw < 20000 && tried < 20; ++draw) {
     LsfQuantizer state;
     state.past_q_target = residual(random_indices(random));
     std::vector<double> hz;
@@ -176,6 +180,7 @@ TEST(QLsp, EqualErrorsGiveSelectorZero) {
     EXPECT_EQ(prm[0], 0);
     EXPECT_EQ(state.past_q_target, before);
   }
+  EXPECT_EQ(tried, 20);
 }
 
 TEST(QLsp, TakesTheSelectorOfTheSmallerError) {
@@ -286,10 +291,7 @@ TEST(QLsp, AbsurdLinesGiveValidIndicesAndAFiniteMemory) {
       }
       Indices prm{};
       q_lsp(state, lsp.data(), prm.data());
-      for (std::size_t i = 0; i < 6; ++i) {
-        EXPECT_GE(prm[i], 0);
-        EXPECT_LT(prm[i], index_range[i]);
-      }
+      expect_in_range(prm);
       for (const float x : lsp) EXPECT_TRUE(x >= -1.0f && x <= 1.0f);
       EXPECT_EQ(state.past_q_target, residual(prm));
     }

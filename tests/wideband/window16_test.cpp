@@ -68,6 +68,7 @@ TEST(HammCos, ServesOtherLengths) {
   std::vector<float> w(2);
   hamm_cos(w.data(), 1, 1);
   EXPECT_THAT(w, testing::ElementsAre(static_cast<float>(0.54 - 0.46), 1.0f));
+  // Angles up to pi, 2.4e-7 off per step.
   std::vector<float> v(13);
   hamm_cos(v.data(), 10, 3);
   for (int i = 0; i < 10; ++i) {
