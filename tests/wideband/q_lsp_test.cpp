@@ -73,9 +73,8 @@ TEST(Vq, EqualsBruteForceInDouble) {
       for (int j = 0; j < 64; ++j) {
         double d = 0;
         for (int t = 0; t < dim; ++t) {
-          d += std::pow(static_cast<double>(x[static_cast<std::size_t>(t)]) -
-                            dico[static_cast<std::size_t>(j * dim + t)],
-                        2);
+          const double xt = x[static_cast<std::size_t>(t)];
+          d += std::pow(xt - dico[static_cast<std::size_t>(j * dim + t)], 2);
         }
         if (d < smallest) {
           smallest = d;
@@ -284,11 +283,8 @@ TEST(QLsp, AbsurdLinesGiveValidIndicesAndAFiniteMemory) {
   LsfQuantizer state;
   for (const float v : {2.0f, -2.0f, inf, -inf, std::numeric_limits<float>::quiet_NaN()}) {
     for (std::size_t place = 0; place <= 16; ++place) {
-      std::vector<float> lsp(16, v);
-      if (place < 16) {
-        lsp.assign(16, 0.1f);
-        lsp[place] = v;
-      }
+      std::vector<float> lsp(16, place < 16 ? 0.1f : v);
+      if (place < 16) lsp[place] = v;
       Indices prm{};
       q_lsp(state, lsp.data(), prm.data());
       expect_in_range(prm);
