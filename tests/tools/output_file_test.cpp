@@ -1,0 +1,126 @@
+#include "tools/output_file.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+
+#include "tools/file_error.h"
+#include "tools/tool_support.h"
+
+namespace quel::tools {
+namespace {
+
+using test::Bytes;
+using test::exists;
+using test::read_bytes;
+using test::write_bytes;
+using ::testing::ElementsAre;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+const Bytes some = {1, 2, 3};
+
+std::string error_of(const std::string& name, bool force, const std::string& input) {
+  try {
+    OutputFile file(name, force, input);
+  } catch (const FileError& error) {
+    return error.what();
+  }
+  return "";
+}
+
+class OutputFileTest : public test::ToolTest {};
+
+TEST_F(OutputFileTest, AppearsOnlyWhenCommitted) {
+  OutputFile file(path("out"), false, path("in"));
+  file.write(some);
+  EXPECT_FALSE(exists(path("out")));
+  file.commit();
+  EXPECT_EQ(read_bytes(path("out")), some);
+  EXPECT_THAT(names(), ElementsAre("out"));
+}
+
+TEST_F(OutputFileTest, AbandonedLeavesNothing) {
+  {
+    OutputFile file(path("out"), false, path("in"));
+    file.write(some);
+  }
+  EXPECT_THAT(names(), IsEmpty());
+}
+
+TEST_F(OutputFileTest, AbandonedKeepsTheOldFile) {
+  write_bytes(path("out"), some);
+  {
+    OutputFile file(path("out"), true, path("in"));
+    file.write(Bytes{9});
+  }
+  EXPECT_EQ(read_bytes(path("out")), some);
+  EXPECT_THAT(names(), ElementsAre("out"));
+}
+
+TEST_F(OutputFileTest, RewritesItsStartAndGoesOnAtItsEnd) {
+  OutputFile file(path("out"), false, path("in"));
+  file.write(some);
+  file.rewrite_start(Bytes{8, 9});
+  file.write(Bytes{4});
+  file.commit();
+  EXPECT_EQ(read_bytes(path("out")), (Bytes{8, 9, 3, 4}));
+}
+
+TEST_F(OutputFileTest, ReplacesOnlyWhenForced) {
+  write_bytes(path("out"), some);
+  EXPECT_EQ(error_of(path("out"), false, path("in")),
+            path("out") + ": exists already (--force replaces it)");
+  OutputFile file(path("out"), true, path("in"));
+  file.write(Bytes{7});
+  file.commit();
+  EXPECT_EQ(read_bytes(path("out")), Bytes{7});
+}
+
+TEST_F(OutputFileTest, AFileThatAppearsMeanwhileIsKept) {
+  {
+    OutputFile file(path("out"), false, path("in"));
+    write_bytes(path("out"), some);
+    EXPECT_THROW(file.commit(), FileError);
+  }
+  EXPECT_EQ(read_bytes(path("out")), some);
+  EXPECT_THAT(names(), ElementsAre("out"));
+}
+
+TEST_F(OutputFileTest, NeverReplacesADeviceOrAFolder) {
+  EXPECT_EQ(error_of("/dev/null", true, path("in")), "/dev/null: not a regular file");
+  std::filesystem::create_directory(path("folder"));
+  EXPECT_THAT(error_of(path("folder"), true, path("in")), EndsWith(": not a regular file"));
+}
+
+TEST_F(OutputFileTest, AMissingFolderIsTheSystemsError) {
+  EXPECT_THAT(error_of(path("none/out"), false, path("in")), EndsWith("No such file or directory"));
+}
+
+TEST_F(OutputFileTest, ALinkStaysALink) {
+  write_bytes(path("real"), some);
+  std::filesystem::create_symlink("real", path("link"));
+  OutputFile file(path("link"), true, path("in"));
+  file.write(Bytes{5});
+  file.commit();
+  EXPECT_TRUE(std::filesystem::is_symlink(path("link")));
+  EXPECT_EQ(read_bytes(path("real")), Bytes{5});
+}
+
+TEST_F(OutputFileTest, TheInputIsNotOverwrittenThroughThePartName) {
+  write_bytes(path("out.part"), some);
+  EXPECT_THAT(error_of(path("out"), true, path("out.part")), HasSubstr("overwrite the input"));
+  EXPECT_EQ(read_bytes(path("out.part")), some);
+}
+
+TEST_F(OutputFileTest, InputAndOutputMayBeOneFile) {
+  write_bytes(path("both"), some);
+  EXPECT_EQ(error_of(path("both"), true, path("both")), "");
+  EXPECT_EQ(read_bytes(path("both")), some);
+}
+
+}  // namespace
+}  // namespace quel::tools

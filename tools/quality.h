@@ -1,0 +1,72 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "tools/aligned_decoder.h"
+
+namespace quel::tools {
+
+/// How close a decoded signal is to its reference.
+struct SnrFigures {
+  double snr = 0.0;        ///< dB: energy of the reference over energy of the difference
+  double segmental = 0.0;  ///< dB: mean over active segments
+  int segments = 0;        ///< active ones
+};
+
+/// Segments of 20 ms count where the reference's mean square is above -50 dBov (full-scale square
+/// wave = 0 dBov); each counts with -10 to 35 dB. An incomplete last segment does not count.
+///
+/// ref, test  of one length
+/// rate       Hz
+///
+/// Nothing where no segment is active, so that silent files spoil no mean. `snr` is infinite where
+/// the signals are equal.
+std::optional<SnrFigures> snr_figures(std::span<const float> ref,
+                                      std::span<const std::int16_t> test, int rate);
+
+/// What a perfect coder of that flavor would give for `pcm`, delay removed. The narrowband flavors
+/// put their input and their output through a high-pass filter each, which turn the phase of low
+/// frequencies; against the input itself the figure would be 1 to 2 dB whatever the coder does.
+std::vector<float> reference(int flavor, std::span<const std::int16_t> pcm);
+
+/// One signal coded and decoded.
+struct Trial {
+  std::optional<SnrFigures> figures;
+  std::uint64_t bytes = 0;      ///< of coded units
+  double coded_seconds = 0.0;   ///< of sound in these units
+  double encode_seconds = 0.0;  ///< processor time of this thread
+  double decode_seconds = 0.0;
+  std::uint32_t frames = 0;
+  std::uint32_t lost = 0;
+};
+
+/// Codes and decodes `pcm` through streams.
+///
+/// pcm  at the flavor's rate, at most wav_max_samples
+Trial try_codec(int flavor, std::span<const std::int16_t> pcm, const DecodeOptions& options);
+
+/// Trials together: SNR and segmental SNR are means over the files that have them, the rest is
+/// summed up.
+class Summary {
+ public:
+  void add(const Trial& trial);
+
+  int files() const { return files_; }  ///< that entered the means of the ratios
+  double snr() const;                   ///< dB
+  double segmental() const;             ///< dB
+  double bit_rate() const;              ///< bit/s
+  double encode_speed() const;          ///< seconds of sound per second of processor time
+  double decode_speed() const;
+  const Trial& total() const { return total_; }
+
+ private:
+  int files_ = 0;
+  double snr_sum_ = 0.0;
+  double segmental_sum_ = 0.0;
+  Trial total_;
+};
+
+}  // namespace quel::tools
