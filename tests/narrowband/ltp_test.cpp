@@ -191,7 +191,7 @@ TEST(PitchFr, FindsTheLagInThirds) {
       EXPECT_LE(std::abs(3 * found.T0 + found.frac - 3 * T0 - frac), 1) << T0 << ' ' << frac;
     }
   }
-  EXPECT_GE(hits, all * 95 / 100);
+  EXPECT_GE(hits, all * 99 / 100);
 }
 
 TEST(PitchFr, TwoThirdsBelowTheRangeIsRelativeIndex0) {
