@@ -32,6 +32,8 @@ constexpr int M = 10;
 constexpr int L = 48;            // subframe
 constexpr int second_half = 96;  // flavor 2: where the second absolute lag of a frame starts
 constexpr int max_subframes = max_len_frame / L;
+constexpr int window_length = static_cast<int>(window.size());
+constexpr int min_len_frame = window_length - NarrowbandEncoder::speech_past;
 
 // Working vectors of one subframe.
 struct Subframe {
@@ -59,7 +61,6 @@ void take_speech(NarrowbandEncoder& st, const std::int16_t* in, int len_frame) {
 }
 
 void analyse(const NarrowbandEncoder& st, int len_frame, float* isp) {
-  constexpr int window_length = static_cast<int>(window.size());
   const float* end = st.speech.data() + NarrowbandEncoder::speech_past + len_frame;
   Scratch r(M + 1), a(M + 1);
   autocorr(end - window_length, r.data(), M, window_length, window.data());
@@ -234,7 +235,7 @@ void cod_swt(NarrowbandEncoder& st, const Mode& mode, const std::int16_t* speech
   const std::int32_t flavor = prm[0];
   const int len_frame = std::min(mode.len_frame, max_len_frame);
   const int subframes = std::min({mode.num_subfr, len_frame / L, flavor == 2 ? 5 : 3});
-  if (subframes < 1) return;
+  if (subframes < 1 || len_frame < min_len_frame) return;
 
   Scratch A(max_subframes * (M + 1)), Aq(max_subframes * (M + 1));
   Scratch isp(M), isp_q(M);

@@ -49,7 +49,8 @@ void init_cod_swt(NarrowbandEncoder& state);
 /// speech  [0..len_frame-1] 16-bit samples at 8 kHz
 /// prm     [0..20] prm[0] is the flavor, 0..2, given; 1..20 are written
 ///
-/// A mode of another flavor codes the frame length it says, as far as prm has room.
+/// A mode of another flavor codes the frame length it says, as far as prm has room; one never set
+/// for a flavor, or with frames too short to fill the analysis window, codes nothing.
 void cod_swt(NarrowbandEncoder& state, const Mode& mode, const std::int16_t* speech,
              std::int32_t* prm);
 
