@@ -59,8 +59,7 @@ void search_pair(int tx, int ty, float* ps, float* alp, int* ix, int* iy, const 
 }  // namespace
 
 // Sums up the sixteen positions side by side, each still in rising k. For that, y is dealt out to
-// its three phases, so that what the positions need at one k lies in a row; behind its end are
-// zeros.
+// its three phases, zeros behind, so that what the positions need at one k lies in a row.
 void cor_h_vec(const float* h, const float* y, int track, const float* sign, const float* rr_diag,
                float* out) {
   constexpr int stride = 32;

@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <vector>
 
 #include "acb_subframe.h"
@@ -67,6 +69,12 @@ TEST(Acb3p10b, SilenceGivesTheFirstWord) {
   const float zero[48] = {};
   EXPECT_EQ(search(zero, s.h), 0);
   EXPECT_EQ(search(zero, zero), 0);
+}
+
+TEST(Acb3p10b, TargetThatIsNoNumberGivesTheFirstWord) {
+  const auto s = acb_subframe(1);
+  const std::vector<float> nan(48, std::numeric_limits<float>::quiet_NaN());
+  EXPECT_EQ(search(nan.data(), s.h), 0);
 }
 
 TEST(Acb3p10b, AbsurdInputStillGivesAWordAndReturnsTheScratch) {

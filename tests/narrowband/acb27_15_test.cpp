@@ -24,6 +24,7 @@ using test::acb_delta;
 using test::acb_merit;
 using test::acb_subframe;
 using test::AcbSubframe;
+using test::exhaustive_15;
 using test::PlainSearch;
 using test::Random;
 using ::testing::ElementsAre;
@@ -96,33 +97,6 @@ TEST(Acb27And15, BeatRandomWords) {
       }
     }
   }
-}
-
-// The best merit of all 2^15 words of ACB_15.
-double exhaustive_15(const AcbSubframe& s) {
-  static double rr[48][48];
-  for (int p = 0; p < 48; ++p) {
-    for (int q = p; q < 48; ++q) {
-      double sum = 0;
-      for (int n = q; n < 48; ++n) sum += static_cast<double>(s.h[n - p]) * s.h[n - q];
-      rr[p][q] = rr[q][p] = sum;
-    }
-  }
-  double best = 0;
-  for (int p = 0; p < 48; p += 3) {
-    for (int q = 1; q < 48; q += 3) {
-      for (int r = 2; r < 48; r += 3) {
-        for (int signs = 0; signs < 4; ++signs) {  // all three reversed have the same merit
-          const double b = (signs & 1) != 0 ? -1 : 1, c = (signs & 2) != 0 ? -1 : 1;
-          const double xy = s.dn[p] + b * s.dn[q] + c * s.dn[r];
-          const double yy =
-              rr[p][p] + rr[q][q] + rr[r][r] + 2 * (b * rr[p][q] + c * rr[p][r] + b * c * rr[q][r]);
-          best = std::max(best, xy * xy / yy);
-        }
-      }
-    }
-  }
-  return best;
 }
 
 TEST(Acb15, FindsTheBestOfAllWordsInNearlyEverySubframe) {
@@ -275,6 +249,14 @@ TEST(Acb27, WithoutResidualTheTargetAloneDecides) {
     const float zero[48] = {};
     // A residual like the target gives the same signs and the same order of the measures.
     EXPECT_EQ(search(acb_27, s.dn, zero, s.h), search(acb_27, s.dn, s.dn, s.h));
+  }
+}
+
+TEST(Acb27And15, TargetThatIsNoNumberGivesZeroWords) {
+  const auto s = acb_subframe(1);
+  const Vector nan(48, std::numeric_limits<float>::quiet_NaN());
+  for (const Codebook& codebook : {acb_27, acb_15}) {
+    EXPECT_THAT(search(codebook, nan.data(), s.res, s.h), ElementsAre(0, 0, 0));
   }
 }
 

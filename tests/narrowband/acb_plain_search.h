@@ -128,4 +128,31 @@ class PlainSearch {
   std::vector<int> kept_;
 };
 
+/// The best merit of all 2^15 words of ACB_15.
+inline double exhaustive_15(const AcbSubframe& s) {
+  double rr[48][48];
+  for (int p = 0; p < 48; ++p) {
+    for (int q = p; q < 48; ++q) {
+      double sum = 0;
+      for (int n = q; n < 48; ++n) sum += static_cast<double>(s.h[n - p]) * s.h[n - q];
+      rr[p][q] = rr[q][p] = sum;
+    }
+  }
+  double best = 0;
+  for (int p = 0; p < 48; p += 3) {
+    for (int q = 1; q < 48; q += 3) {
+      for (int r = 2; r < 48; r += 3) {
+        for (int signs = 0; signs < 4; ++signs) {  // all three reversed have the same merit
+          const double b = (signs & 1) != 0 ? -1 : 1, c = (signs & 2) != 0 ? -1 : 1;
+          const double xy = s.dn[p] + b * s.dn[q] + c * s.dn[r];
+          const double yy =
+              rr[p][p] + rr[q][q] + rr[r][r] + 2 * (b * rr[p][q] + c * rr[p][r] + b * c * rr[q][r]);
+          best = std::max(best, xy * xy / yy);
+        }
+      }
+    }
+  }
+  return best;
+}
+
 }  // namespace quel::test

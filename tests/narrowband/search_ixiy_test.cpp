@@ -156,6 +156,20 @@ TEST(SearchIxiy, SecondPulseComesFromEveryPosition) {
   }
 }
 
+TEST(SearchIxiy, OnSilenceTheFirstPairHasItsEnergy) {
+  Prepared in = {};
+  std::fill_n(in.rr_diag, 48, 0.5f);
+  std::fill_n(in.sel, 48, -1.0f);
+  in.rr[0] = 0.25f;
+  float ps = 0.0f, alp = 3.0f;
+  int ix = -1, iy = -1;
+  search_ixiy(0, 1, &ps, &alp, &ix, &iy, in.dn, in.sel, in.rr_diag, in.rr_diag + 16, in.rr);
+  EXPECT_EQ(ix, 0);
+  EXPECT_EQ(iy, 1);
+  EXPECT_EQ(ps, 0.0f);
+  EXPECT_EQ(alp, 4.25f);
+}
+
 TEST(SearchIxiy, WithoutAnyMeritTheFirstCandidateIsTheResult) {
   const float nan = std::numeric_limits<float>::quiet_NaN();
   for (const float value : {0.0f, nan}) {
