@@ -66,7 +66,7 @@ TEST_F(AudioFile, ReadsInPartsOfAnySize) {
   write_audio(path("a"), wav16, 8000, 1, pcm);
   AudioReader reader(path("a"), 8000);
   Pcm joined;
-  for (const std::size_t part : {1, 4096, 0, 7, 4000, 2000, 100}) {
+  for (const std::size_t part : {1u, 4096u, 0u, 7u, 4000u, 2000u, 100u}) {
     Pcm some(part);
     some.resize(reader.read(some));
     joined.insert(joined.end(), some.begin(), some.end());

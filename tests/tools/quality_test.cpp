@@ -118,7 +118,7 @@ TEST(Reference, NarrowbandRemovesTheMeanAndKeepsSpeech) {
     }
     const auto passed = reference(flavor, tone);
     double energy = 0.0;
-    for (int n = 4000; n < 8000; ++n) energy += passed[n] * passed[n];
+    for (std::size_t n = 4000; n < 8000; ++n) energy += passed[n] * passed[n];
     EXPECT_NEAR(std::sqrt(2.0 * energy / 4000.0), 10000.0 * gain_at_1000_hz(), 1.0);  // rounding
   }
 }

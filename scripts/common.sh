@@ -1,0 +1,42 @@
+# Sourced by the scripts here: their shared steps.
+
+# section TITLE: a header that is easy to find in a long log.
+section() {
+  printf '\n======== %s ========\n' "$1"
+}
+
+# need PACKAGE...: installs with apt-get what is missing; does nothing where all is there.
+need() {
+  if ! command -v dpkg-query >/dev/null; then
+    echo "This is no Debian system; it needs what these packages hold: $*"
+    return 0
+  fi
+  local missing=() package as_root=()
+  for package in "$@"; do
+    dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'install ok installed' ||
+      missing+=("$package")
+  done
+  [[ ${#missing[@]} -gt 0 ]] || return 0
+  section "Installing ${missing[*]}"
+  if [[ $(id -u) -ne 0 ]]; then
+    if ! command -v sudo >/dev/null; then
+      echo "Not root and no sudo; run: apt-get install ${missing[*]}" >&2
+      return 1
+    fi
+    as_root=(sudo)
+  fi
+  local install=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive
+    apt-get install -y -q --no-install-recommends "${missing[@]}")
+  # Package lists may be missing or stale; fetching them takes a while, so only then.
+  "${install[@]}" </dev/null && return 0
+  "${as_root[@]}" apt-get update -q </dev/null && "${install[@]}" </dev/null
+}
+
+# configure FOLDER OPTION...: CMake with Ninja, and with ccache where there is one.
+configure() {
+  local folder=$1
+  shift
+  local launcher=()
+  if command -v ccache >/dev/null; then launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache); fi
+  cmake -S . -B "$folder" -G Ninja "${launcher[@]}" "$@"
+}
