@@ -11,7 +11,7 @@ namespace quel {
 ///          polynomial in turn), then a[M] itself
 /// old_isp  [0..M-1] the previous frame's; copied whole to isp, last entry included, where the
 ///          search does not find all M-1 roots (an unstable or ill-conditioned filter)
-/// M        order, even, <= 10
+/// M        order, even, 6..10 (below, the difference polynomial is too short for chebyshev2)
 void a2isp(const float* a, float* isp, const float* old_isp, int M);
 
 /// Value at the cosine x of the series f[0] T_n + f[1] T_{n-1} + ... + f[n]/2 of Chebyshev

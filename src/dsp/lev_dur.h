@@ -10,7 +10,7 @@ namespace quel {
 ///
 /// Returns the final prediction error. Where the error falls to zero or below (a pure sinusoid, an
 /// r that is no autocorrelation) it becomes 0.01 and the recursion goes on; the filter is then not
-/// guaranteed to be stable.
+/// guaranteed to be stable, nor, for large r, to be finite. A white-noise floor in r prevents it.
 float lev_dur(float* a, const float* r, int m);
 
 }  // namespace quel
