@@ -34,11 +34,18 @@ int nearest_row(const Codebook& book, const float* x) {
       distance[static_cast<std::size_t>(j)] += e * e;
     }
   }
-  int best = 0;
-  for (int j = 1; j < book.rows; ++j) {
-    if (distance[static_cast<std::size_t>(j)] < distance[static_cast<std::size_t>(best)]) best = j;
+  // Lane by lane, so that this vectorises too; every codebook's size is a multiple of the lanes.
+  constexpr std::size_t lanes = 8;
+  std::array<float, lanes> least;
+  std::copy_n(distance.begin(), lanes, least.begin());
+  for (std::size_t j = lanes; j < static_cast<std::size_t>(book.rows); j += lanes) {
+    for (std::size_t l = 0; l < lanes; ++l) {
+      least[l] = distance[j + l] < least[l] ? distance[j + l] : least[l];
+    }
   }
-  return best;
+  const float best = *std::min_element(least.begin(), least.end());
+  return static_cast<int>(std::find(distance.begin(), distance.begin() + book.rows, best) -
+                          distance.begin());
 }
 
 void quantize(const SpectrumQuantizer& q, const float* f, Past& past, Choice& choice) {

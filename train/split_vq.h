@@ -15,7 +15,7 @@ inline constexpr int max_width = 4;
 struct Codebook {
   int first = 0;             ///< first spectral frequency that it covers
   int width = 0;             ///< how many it covers, <= max_width
-  int rows = 0;              ///< code vectors
+  int rows = 0;              ///< code vectors, a multiple of 8, at most 256
   std::vector<float> table;  ///< [0..rows*width-1] row by row
   std::vector<char> fixed;   ///< [0..rows-1] 1 where the row is given and never moves
   std::vector<float> low;    ///< [0..width-1] least value of each column
