@@ -1,12 +1,12 @@
 #include "tools/audio_file.h"
 
+#include <fcntl.h>
 #include <sndfile.h>
 #include <soxr.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
-#include <cstdio>
 #include <cstring>
 
 #include "tools/file_error.h"
@@ -63,13 +63,10 @@ struct AudioReader::Impl {
 };
 
 void AudioReader::Impl::open(int rate) {
-  // The system's own words are clearer than the library's where the file cannot be opened at all.
-  if (std::FILE* probe = std::fopen(path.c_str(), "rb"); probe != nullptr) {
-    std::fclose(probe);
-  } else {
-    throw FileError(path, std::strerror(errno));
-  }
-  file.reset(sf_open(path.c_str(), SFM_READ, &info));
+  // Opened here, since the system's own words are clearer than the library's where that fails.
+  const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (descriptor < 0) throw FileError(path, std::strerror(errno));
+  file.reset(sf_open_fd(descriptor, SFM_READ, &info, /*close_desc=*/SF_TRUE));
   if (!file) {
     throw FileError(path, "no readable audio file (" + without_stop(sf_strerror(nullptr)) + ")");
   }
