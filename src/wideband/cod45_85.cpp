@@ -17,9 +17,9 @@ constexpr int candidates = 8;  // preselected positions per track
 constexpr int ipos[25] = {0, 1, 2, 3, 4, 0, 1, 2, 3, 4, 0, 1, 2,
                           3, 4, 0, 1, 2, 3, 4, 0, 1, 2, 3, 4};
 
-float energy_plus_one(const float* x) {
-  float sum = 1.0f;
-  for (int n = 0; n < length; ++n) sum += x[n] * x[n];
+double energy_plus_one(const float* x) {
+  double sum = 1.0;
+  for (int n = 0; n < length; ++n) sum += static_cast<double>(x[n]) * x[n];
   return sum;
 }
 
@@ -39,19 +39,17 @@ int largest_of_track(const float* value, int track) {
 
 /// Fixes the amplitude at each sample, makes dn sign-free and marks the preselected samples.
 void choose_signs(AcelpWork& work, float* dn, const float* cn) {
-  const float s_cn = energy_plus_one(cn);
-  const float s_dn = energy_plus_one(dn);
-  const float k_cn = std::sqrt(s_dn / s_cn);
-  constexpr float k_dn = 2.0f;
+  const double k_cn = std::sqrt(energy_plus_one(dn) / energy_plus_one(cn));
+  constexpr double k_dn = 2.0;
   for (std::size_t n = 0; n < length; ++n) {
-    float v = k_cn * cn[n] + k_dn * dn[n];
+    double v = k_cn * cn[n] + k_dn * dn[n];
     work.sign[n] = 1.0f;
-    if (v < 0.0f) {
+    if (v < 0.0) {
       work.sign[n] = -1.0f;
       dn[n] = -dn[n];
       v = -v;
     }
-    work.dn2[n] = v;
+    work.dn2[n] = static_cast<float>(v);
   }
   for (int t = 0; t < tracks; ++t) {
     work.pos_max[static_cast<std::size_t>(t)] = largest_of_track(work.dn2.data(), t);
@@ -66,26 +64,28 @@ void build_matrices(AcelpWork& work, const float* h) {
     work.h_plus[length + n] = h[n];
     work.h_minus[length + n] = -h[n];
   }
-  float energy = 0.0f;
+  double energy = 0.0;
   for (int i = length - 1; i >= 0; --i) {
-    const float tap = h[length - 1 - i];
+    const double tap = h[length - 1 - i];
     energy += tap * tap;
-    work.rrixix[static_cast<std::size_t>(positions * (i % tracks) + i / tracks)] = 0.5f * energy;
+    work.rrixix[static_cast<std::size_t>(positions * (i % tracks) + i / tracks)] =
+        static_cast<float>(0.5 * energy);
   }
   // Each lag's running sum meets its pairs of samples from the subframe's end to its start. Only
   // lags that lead from a track to the next one count: 1, 6, 11... upwards, 4, 9, 14... downwards.
   for (int lag = 1; lag < length; ++lag) {
     if (lag % tracks != 1 && lag % tracks != 4) continue;
-    float sum = 0.0f;
+    double sum = 0.0;
     for (int n = 0; n + lag < length; ++n) {
-      sum += h[n] * h[n + lag];
+      sum += static_cast<double>(h[n]) * h[n + lag];
       const int later = length - 1 - n;
       const int earlier = later - lag;
       const int i = lag % tracks == 1 ? earlier : later;
       const int j = lag % tracks == 1 ? later : earlier;
       const int place = (i % tracks * positions + i / tracks) * positions + j / tracks;
-      work.rrixiy[static_cast<std::size_t>(place)] =
-          sum * work.sign[static_cast<std::size_t>(i)] * work.sign[static_cast<std::size_t>(j)];
+      work.rrixiy[static_cast<std::size_t>(place)] = static_cast<float>(sum) *
+                                                     work.sign[static_cast<std::size_t>(i)] *
+                                                     work.sign[static_cast<std::size_t>(j)];
     }
   }
 }
@@ -128,8 +128,9 @@ AcelpScore place_pulses(AcelpWork& work, const AcelpSettings& settings, const fl
   const int p0 = position[0] / tracks;
   const int p1 = position[1] / tracks;
   AcelpScore score{dn[position[0]] + dn[position[1]], 0.0f};
-  score.alp = rrixix[order[0] * positions + p0] + rrixix[order[1] * positions + p1];
-  score.alp += rrixiy_of(work, order[0])[p0 * positions + p1];
+  score.alp = static_cast<float>(static_cast<double>(rrixix[order[0] * positions + p0]) +
+                                 rrixix[order[1] * positions + p1] +
+                                 rrixiy_of(work, order[0])[p0 * positions + p1]);
   const bool from_signs = settings.running_vector_from_signs != 0;
   for (int n = 0; n < length; ++n) {
     vec[n] = from_signs ? -work.sign[static_cast<std::size_t>(n)] : 0.0f;
@@ -185,27 +186,27 @@ void cor_h_vec(const float* h, const float* vec, int track, const float* sign, c
                float* cor) {
   for (int p = 0; p < positions; ++p) {
     const int i = track + tracks * p;
-    float sum = 0.0f;
-    for (int n = 0; n < length - i; ++n) sum += h[n] * vec[i + n];
-    cor[p] = sign[i] * sum + rrixix[p];
+    double sum = 0.0;
+    for (int n = 0; n < length - i; ++n) sum += static_cast<double>(h[n]) * vec[i + n];
+    cor[p] = static_cast<float>(sign[i] * sum + rrixix[p]);
   }
 }
 
 void search_ixiy(int track_x, int track_y, float& ps, float& alp, std::int32_t& ix,
                  std::int32_t& iy, const float* dn, const float* dn2, const float* cor_x,
                  const float* cor_y, const float* rrixiy) {
-  float sq_best = -1.0f;
-  float alp_best = 1.0f;
+  double sq_best = -1.0;
+  double alp_best = 1.0;
   for (int x = track_x; x < length; x += tracks) {
     if (!(dn2[x] < 0.0f)) continue;
-    const float ps1 = ps + dn[x];
+    const double ps1 = static_cast<double>(ps) + dn[x];
     const float alp1 = alp + cor_x[x / tracks];
     const float* cross = rrixiy + x / tracks * positions;
     for (int y = track_y; y < length; y += tracks) {
-      const float ps2 = ps1 + dn[y];
-      const float alp2 = alp1 + cor_y[y / tracks] + cross[y / tracks];
-      const float sq = ps2 * ps2;
-      if (alp_best * sq - sq_best * alp2 > 0.0f) {
+      const double ps2 = ps1 + dn[y];
+      const double alp2 = static_cast<double>(alp1) + cor_y[y / tracks] + cross[y / tracks];
+      const double sq = ps2 * ps2;
+      if (alp_best * sq - sq_best * alp2 > 0.0) {
         sq_best = sq;
         alp_best = alp2;
         ix = x;
@@ -213,8 +214,8 @@ void search_ixiy(int track_x, int track_y, float& ps, float& alp, std::int32_t& 
       }
     }
   }
-  ps = ps + dn[ix] + dn[iy];
-  alp = alp_best;
+  ps = static_cast<float>(static_cast<double>(ps) + dn[ix] + dn[iy]);
+  alp = static_cast<float>(alp_best);
 }
 
 }  // namespace wideband
@@ -229,12 +230,12 @@ void ACELP_45_85(AcelpWork& work, const AcelpSettings& settings, float* dn, cons
   // Two pulses on every track, in case no rotation is better than nothing.
   for (std::size_t k = 0; k < pulses; ++k) work.best_position[k] = work.pos_max[k % tracks];
   work.best_score = {};
-  float psk = -1.0f;
-  float alp_best = 1.0f;
+  double psk = -1.0;
+  double alp_best = 1.0;
   for (int it = 0; it < iterations; ++it) {
     const AcelpScore score = place_pulses(work, settings, dn, h, ipos + start + it);
-    const float sq = score.ps * score.ps;
-    if (alp_best * sq - psk * score.alp > 0.0f) {
+    const double sq = static_cast<double>(score.ps) * score.ps;
+    if (alp_best * sq - psk * score.alp > 0.0) {
       work.best_position = work.position;
       work.best_score = score;
       psk = sq;
