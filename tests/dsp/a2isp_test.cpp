@@ -138,7 +138,7 @@ TEST(A2Isp, FlatFilterGivesEquidistantFrequencies) {
 
 TEST(A2Isp, AgreesWithThePhaseOfTheFilter) {
   for (const int M : {6, 8, 10}) {
-    for (unsigned seed = 0; seed < 200; ++seed) {
+    for (unsigned seed = 0; seed < 60; ++seed) {
       SCOPED_TRACE(testing::Message() << "order " << M << ", seed " << seed);
       const auto a = stable_filter(M, seed);
       const Floats isp = pairs_of(a);
