@@ -189,10 +189,8 @@ class PlainDecoder {
     std::copy(exc.end() - 154, exc.end(), buffer);
     pred_lt(buffer + 154, T0, thirds - 3 * T0, 48);
     find_F(mode, shape, T0, F);
-    std::int32_t track[3] = {words[0], words[1], words[2]};
-    if (bfi != 0) {
-      for (int t = 0; t < (five ? 1 : 3); ++t) track[t] = random_func(seed);
-    }
+    std::int32_t track[3] = {};
+    for (int t = 0; t < (five ? 1 : 3); ++t) track[t] = bfi != 0 ? random_func(seed) : words[t];
     if (five) {
       (old_gain_pit >= 0.8f ? dec_acb_2p10b : dec_acb_3p10b)(track[0], F, code);
     } else {
