@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <numbers>
 
+#include "dsp/elementary.h"
 #include "dsp/scratch.h"
 
 namespace quel {
@@ -12,16 +12,16 @@ namespace {
 
 constexpr int grid_intervals = 60;
 
-std::array<float, grid_intervals + 1> cosine_grid() {
+constexpr std::array<float, grid_intervals + 1> cosine_grid() {
   std::array<float, grid_intervals + 1> grid{};
   for (int j = 0; j <= grid_intervals; ++j) {
     const double angle = j * (std::numbers::pi / grid_intervals);
-    grid[static_cast<std::size_t>(j)] = static_cast<float>(std::cos(angle));
+    grid[static_cast<std::size_t>(j)] = static_cast<float>(cosine(angle));
   }
   return grid;
 }
 
-const std::array<float, grid_intervals + 1> grid = cosine_grid();
+constexpr std::array<float, grid_intervals + 1> grid = cosine_grid();
 
 // The root of f between xlow and xhigh, across which its sign changes.
 float refine(float xlow, double ylow, float xhigh, double yhigh, const float* f, int n) {

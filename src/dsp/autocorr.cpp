@@ -1,25 +1,25 @@
 #include "dsp/autocorr.h"
 
-#include <cmath>
 #include <numbers>
 
+#include "dsp/elementary.h"
 #include "dsp/scratch.h"
 
 namespace quel {
 namespace {
 
-std::array<float, 240> hamming() {
+constexpr std::array<float, 240> hamming() {
   std::array<float, 240> w{};
   for (int n = 0; n < 240; ++n) {
     const double angle = 2.0 * std::numbers::pi * n / 239.0;
-    w[static_cast<std::size_t>(n)] = static_cast<float>(0.54 - 0.46 * std::cos(angle));
+    w[static_cast<std::size_t>(n)] = static_cast<float>(0.54 - 0.46 * cosine(angle));
   }
   return w;
 }
 
 }  // namespace
 
-const std::array<float, 240> window = hamming();
+constexpr std::array<float, 240> window = hamming();
 
 void autocorr(const float* x, float* r, int m, int L, const float* window) {
   Scratch y(L);

@@ -1,6 +1,6 @@
 #include "dsp/snr.h"
 
-#include <cmath>
+#include "dsp/elementary.h"
 
 namespace quel {
 
@@ -14,13 +14,13 @@ void snr(SnrTotals& totals, const float* x, const float* y, int L) {
   }
   totals.toten = static_cast<float>(totals.toten + signal);
   totals.totnoise = static_cast<float>(totals.totnoise + noise);
-  if (10.0 * std::log10(signal / L) > 30.0) {
+  if (10.0 * log_10(signal / L) > 30.0) {
     totals.cntsnr += 1.0f;
-    totals.sumsegsnr = static_cast<float>(totals.sumsegsnr + 10.0 * std::log10(signal / noise));
+    totals.sumsegsnr = static_cast<float>(totals.sumsegsnr + 10.0 * log_10(signal / noise));
     totals.segsnr = totals.sumsegsnr / totals.cntsnr;
   }
   totals.snr =
-      static_cast<float>(10.0 * std::log10(static_cast<double>(totals.toten) / totals.totnoise));
+      static_cast<float>(10.0 * log_10(static_cast<double>(totals.toten) / totals.totnoise));
 }
 
 }  // namespace quel

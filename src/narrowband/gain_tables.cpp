@@ -1,19 +1,20 @@
 #include "narrowband/gain_tables.h"
 
 #include <algorithm>
-#include <cmath>
+
+#include "dsp/elementary.h"
 
 namespace quel::narrowband {
 
 float predict_code_gain(const std::array<float, 4>& past_qua_en, const float* code, int L) {
   double energy = 0.01f;
   for (int i = 0; i < L; ++i) energy += static_cast<double>(code[i]) * code[i];
-  const float ener = static_cast<float>(10.0 * std::log10(energy / L));
+  const float ener = static_cast<float>(10.0 * log_10(energy / L));
 
   double sum = 34.0;
   for (std::size_t i = 0; i < 4; ++i) sum += static_cast<double>(pred[i]) * past_qua_en[i];
   const float pred_en = static_cast<float>(sum - ener);
-  return static_cast<float>(std::pow(10.0, pred_en / 20.0));
+  return static_cast<float>(power_of_10(pred_en / 20.0));
 }
 
 void push_energy(std::array<float, 4>& past_qua_en, float energy) {
@@ -22,7 +23,7 @@ void push_energy(std::array<float, 4>& past_qua_en, float energy) {
 }
 
 float correction_energy(float gamma) {
-  return static_cast<float>(20.0 * std::log10(static_cast<double>(gamma)));
+  return static_cast<float>(20.0 * log_10(static_cast<double>(gamma)));
 }
 
 }  // namespace quel::narrowband

@@ -1,9 +1,9 @@
 #include "narrowband/q_isp_5.h"
 
-#include <cmath>
 #include <iterator>
 #include <limits>
 
+#include "dsp/elementary.h"
 #include "narrowband/isf_tables.h"
 #include "narrowband/reorder_isf.h"
 
@@ -36,10 +36,10 @@ constexpr float largest = std::numeric_limits<float>::max();
 void isp_to_isf(const float* isp, float* isf) {
   for (int i = 0; i < 9; ++i) {
     // A root interpolated at the end of the grid can lie a rounding beyond 1, where acos is NaN.
-    double cosine = isp[i];
-    if (cosine > 1.0) cosine = 1.0;
-    if (cosine < -1.0) cosine = -1.0;
-    isf[i] = static_cast<float>(std::acos(cosine) * 1273.2395445689122);
+    double x = isp[i];
+    if (x > 1.0) x = 1.0;
+    if (x < -1.0) x = -1.0;
+    isf[i] = static_cast<float>(arc_cosine(x) * 1273.2395445689122);
   }
   isf[9] = last_isf_scale * isp[9];
 }

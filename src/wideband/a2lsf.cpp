@@ -2,22 +2,27 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <cstddef>
 #include <utility>
 
+#include "dsp/elementary.h"
 #include "dsp/scratch.h"
 
 namespace quel {
 namespace {
 
-std::array<float, lsf_grid_points> search_grid() {
+constexpr std::array<float, lsf_grid_points> search_grid() {
+  constexpr double step = 0.03141593f;
   std::array<float, lsf_grid_points> grid{};
-  init_grid(grid.data());
+  grid.front() = 1.0f;
+  for (std::size_t j = 1; j < grid.size() - 1; ++j) {
+    grid[j] = static_cast<float>(cosine(static_cast<double>(j) * step));
+  }
+  grid.back() = -1.0f;
   return grid;
 }
 
-const std::array<float, lsf_grid_points> grid = search_grid();
+constexpr std::array<float, lsf_grid_points> grid = search_grid();
 
 // The root of f between xlow and xhigh, across which its sign changes.
 float refine(float xlow, double ylow, float xhigh, double yhigh, const float* f, int n) {
@@ -40,11 +45,8 @@ float refine(float xlow, double ylow, float xhigh, double yhigh, const float* f,
 
 }  // namespace
 
-void init_grid(float* grid) {
-  constexpr double step = 0.03141593f;
-  grid[0] = 1.0f;
-  for (int j = 1; j < lsf_grid_points - 1; ++j) grid[j] = static_cast<float>(std::cos(j * step));
-  grid[lsf_grid_points - 1] = -1.0f;
+void init_grid(float* points) {
+  std::copy(grid.begin(), grid.end(), points);
 }
 
 double chebyshev(float x, const float* f, int n) {

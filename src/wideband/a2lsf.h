@@ -25,7 +25,7 @@ double chebyshev(float x, const float* f, int n);
 
 /// Fills the search grid: 1, cos(j pi/100), -1.
 ///
-/// grid  [0..lsf_grid_points-1] output, decreasing
-void init_grid(float* grid);
+/// points  [0..lsf_grid_points-1] output, decreasing
+void init_grid(float* points);
 
 }  // namespace quel

@@ -1,8 +1,8 @@
 #include "wideband/d_lsp.h"
 
 #include <algorithm>
-#include <cmath>
 
+#include "dsp/elementary.h"
 #include "wideband/lsf_tables.h"
 
 namespace quel {
@@ -59,7 +59,7 @@ void d_lsp(LsfDequantizer& state, const std::int32_t* prm, float* lsp, int bfi) 
   state.past_q_target = target;
   state.past_lsf_q = lsf;
   for (std::size_t i = 0; i < lsf_order; ++i) {
-    lsp[i] = static_cast<float>(std::cos(lsf[i] * hz_to_lsp));
+    lsp[i] = static_cast<float>(cosine(lsf[i] * hz_to_lsp));
   }
 }
 

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstddef>
 
+#include "dsp/elementary.h"
 #include "wideband/gain_tables16.h"
 
 namespace quel {
@@ -55,9 +56,9 @@ int q_gain_code(CodeGainQuantizer& state, const float* code, int L, float* gain)
 
 double q_gain_test(GainTest& state, const float* code, int L, float gain, float* en) {
   const float energy = wideband::code_energy(code, L);
-  *en = static_cast<float>(20.0 * std::log10(static_cast<double>(gain)) + energy);
+  *en = static_cast<float>(20.0 * log_10(static_cast<double>(gain)) + energy);
   const float gc0 = wideband::predicted_code_gain(state.past_qua_en, energy);
-  const double correction = 20.0 * std::log10(static_cast<double>(gain) / gc0);
+  const double correction = 20.0 * log_10(static_cast<double>(gain) / gc0);
   state.past_qua_en = {static_cast<float>(correction), state.past_qua_en[0]};
   return correction;
 }

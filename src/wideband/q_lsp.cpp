@@ -1,8 +1,8 @@
 #include "wideband/q_lsp.h"
 
 #include <algorithm>
-#include <cmath>
 
+#include "dsp/elementary.h"
 #include "wideband/lsf_tables.h"
 
 namespace quel {
@@ -77,7 +77,7 @@ void q_lsp(LsfQuantizer& state, float* lsp, std::int32_t* prm) {
   Vector lsf;
   for (std::size_t i = 0; i < lsf_order; ++i) {
     const double x = std::clamp(static_cast<double>(lsp[i]), -1.0, 1.0);
-    lsf[i] = static_cast<float>(std::acos(x) * lsp_to_hz);
+    lsf[i] = static_cast<float>(arc_cosine(x) * lsp_to_hz);
   }
   // Selector 0 stands unless 1 is better, also where NaN makes the errors incomparable.
   Candidate best = quantise(lsf, state.past_q_target, 0);
@@ -87,7 +87,7 @@ void q_lsp(LsfQuantizer& state, float* lsp, std::int32_t* prm) {
   state.past_q_target = best.target;
   std::copy(best.index.begin(), best.index.end(), prm);
   for (std::size_t i = 0; i < lsf_order; ++i) {
-    lsp[i] = static_cast<float>(std::cos(best.lsf_q[i] * hz_to_lsp));
+    lsp[i] = static_cast<float>(cosine(best.lsf_q[i] * hz_to_lsp));
   }
 }
 

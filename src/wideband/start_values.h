@@ -1,8 +1,9 @@
 #pragma once
 
 #include <array>
-#include <cmath>
 #include <cstddef>
+
+#include "dsp/elementary.h"
 
 namespace quel::wideband {
 
@@ -10,11 +11,11 @@ namespace quel::wideband {
 inline constexpr std::array<float, 17> flat_filter{1.0f};
 
 /// [0..15] line spectral pairs of a flat spectrum: cosines of equidistant frequencies.
-inline std::array<float, 16> neutral_lsp() {
+constexpr std::array<float, 16> neutral_lsp() {
   constexpr double step = 3.141592654 / 17.0;
   std::array<float, 16> lsp{};
   for (int i = 0; i < 16; ++i) {
-    lsp[static_cast<std::size_t>(i)] = static_cast<float>(std::cos((i + 1) * step));
+    lsp[static_cast<std::size_t>(i)] = static_cast<float>(cosine((i + 1) * step));
   }
   return lsp;
 }
