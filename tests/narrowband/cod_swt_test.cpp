@@ -266,24 +266,13 @@ TEST(CodSwt5k, OnlyThisFlavorMovesThePreviousGain) {
   EXPECT_EQ(f.encoder.old_gain_pit, kept);
 }
 
-// Steady tones that swell want pitch gains above 1. Two tones 45 Hz apart crowd two frequencies.
-std::vector<std::int16_t> swelling_tones(double spacing) {
-  std::vector<std::int16_t> pcm(7200);
-  for (std::size_t n = 0; n < pcm.size(); ++n) {
-    const double t = static_cast<double>(n % 2400);
-    const double x = std::sin(0.7853981 * t) + std::sin((0.7853981 + spacing * 0.00078539816) * t);
-    pcm[n] = static_cast<std::int16_t>(20 * std::exp(t / 400) * x);
-  }
-  return pcm;
-}
-
 TEST_P(CodSwt, CrowdedFrequenciesKeepTheGainIndexAt101) {
   const Mode mode = mode_for(GetParam());
   const int gain_word = GetParam() == 2 ? 2 : 4;
   const int stride = gain_word + 1;
   int crowded_frames = 0, highest_free = 0, highest_crowded = 0;
   for (const double spacing : {45.0, 900.0}) {
-    const auto pcm = swelling_tones(spacing);
+    const auto pcm = test::swelling_tones(spacing);
     PlainAnalysis analysis;
     const auto frames = encode(GetParam(), pcm);
     for (std::size_t k = 0; k < frames.size(); ++k) {

@@ -69,7 +69,9 @@ TEST(Enhance, StartsWith30PercentOfHalfTheSquaredPitchGain) {
 }
 
 TEST(Enhance, SaturatesAt04) {
-  EXPECT_THAT(attenuation({1.3f})[0], 0.3f * 0.4f);
+  EXPECT_EQ(attenuation({1.3f})[0], 0.3f * 0.4f);
+  EXPECT_EQ(attenuation({0.9f})[0], 0.3f * 0.4f);  // half of 0.81 is above
+  EXPECT_LT(attenuation({0.89f})[0], 0.3f * 0.4f);
   const auto run = attenuation({1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1,
                                 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1});
   EXPECT_TRUE(std::is_sorted(run.begin(), run.end()));

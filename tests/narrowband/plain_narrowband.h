@@ -52,6 +52,18 @@ inline std::vector<Words> encode(int flavor, const std::vector<std::int16_t>& pc
   return frames;
 }
 
+/// 7200 samples of two tones, `spacing` Hz apart, that swell three times: they want pitch gains
+/// above 1, and close ones crowd two frequencies of the LP filter.
+inline std::vector<std::int16_t> swelling_tones(double spacing) {
+  std::vector<std::int16_t> pcm(7200);
+  for (std::size_t n = 0; n < pcm.size(); ++n) {
+    const double t = static_cast<double>(n % 2400);
+    const double x = std::sin(0.7853981 * t) + std::sin((0.7853981 + spacing * 0.00078539816) * t);
+    pcm[n] = static_cast<std::int16_t>(20 * std::exp(t / 400) * x);
+  }
+  return pcm;
+}
+
 /// A frame of random fields of the flavor's widths.
 inline Words random_words(int flavor, Random& random) {
   constexpr int isf[] = {6, 7, 7, 7, 5};
