@@ -1,0 +1,130 @@
+#include "tools/ogg_head.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <quelcodec/quelcodec.h>
+
+#include "digests.h"
+#include "tools/file_error.h"
+
+namespace quel::tools {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+constexpr std::uint16_t newer = quel_behaviour + 1;
+const Bytes sound = {'Q',  'u',  'e',  'l', 'H', 'e', 'a', 'd', 0x10, 1, quel_behaviour,
+                     0x00, 0x44, 0xac, 0,   0,   104, 1,   0,   0,    2};
+
+std::string error_of(const Bytes& packet) {
+  try {
+    unpack_head("f", packet);
+  } catch (const FileError& error) {
+    return error.what();
+  }
+  return "";
+}
+
+Bytes with(std::size_t position, std::initializer_list<int> values) {
+  Bytes packet = sound;
+  for (const int value : values) packet.at(position++) = static_cast<std::uint8_t>(value);
+  return packet;
+}
+
+TEST(OggHead, IsTwentyOneBytesLeastSignificantFirst) {
+  EXPECT_EQ(pack_head(make_head(2, 44100)), sound);
+}
+
+TEST(OggHead, BehaviourIsThatOfTheDigests) {
+  EXPECT_EQ(int{quel_behaviour}, test::behaviour);
+}
+
+TEST(OggHead, SkipsTheFlavorsDelay) {
+  for (int flavor = 0; flavor < 4; ++flavor) {
+    EXPECT_EQ(make_head(flavor, 8000).pre_skip, quel_delay(flavor));
+  }
+}
+
+TEST(OggHead, ComesBack) {
+  for (int flavor = 0; flavor < 4; ++flavor) {
+    for (const std::uint32_t rate : {0u, 1000u, 8000u, 192000u, 1000000u}) {
+      OggHead head = make_head(flavor, rate);
+      head.pre_skip = 0xfedc;
+      head.behaviour = 0xabcd;
+      const OggHead back = unpack_head("f", pack_head(head));
+      EXPECT_EQ(back.flavor, flavor);
+      EXPECT_EQ(back.input_rate, rate);
+      EXPECT_EQ(back.pre_skip, 0xfedc);
+      EXPECT_EQ(back.behaviour, 0xabcd);
+      EXPECT_EQ(back.version, 0x10);
+    }
+  }
+}
+
+TEST(OggHead, EachFieldHasItsOwnMessage) {
+  EXPECT_EQ(error_of(sound), "");
+  EXPECT_EQ(error_of({}), "f: its first packet is no quel header");
+  EXPECT_EQ(error_of(with(7, {'D'})), "f: its first packet is no quel header");
+  EXPECT_EQ(error_of(with(8, {0x20})),
+            "f: its format is version 2.0; this program reads version 1, a newer one is needed");
+  EXPECT_EQ(error_of(with(8, {0xff})),
+            "f: its format is version 15.15; this program reads version 1, a newer one is needed");
+  EXPECT_EQ(error_of(with(8, {0x05})), "f: its format is version 0.5, which never was");
+  EXPECT_EQ(error_of(with(9, {0})), "f: it has 0 channels; there can be only 1");
+  EXPECT_EQ(error_of(with(9, {2})), "f: it has 2 channels; there can be only 1");
+  EXPECT_EQ(error_of(with(12, {0xe7, 3})),
+            "f: its source's rate of 999 Hz is not one of 1000 to 1000000");
+  EXPECT_EQ(error_of(with(12, {0x41, 0x42, 0x0f})),
+            "f: its source's rate of 1000001 Hz is not one of 1000 to 1000000");
+  EXPECT_EQ(error_of(with(12, {0, 0, 0, 0})), "");
+  EXPECT_EQ(error_of(with(16, {103, 1})),
+            "f: it skips 359 samples at its start, which is less than its flavor's delay of 360");
+  EXPECT_EQ(error_of(with(16, {105, 1})), "");
+  EXPECT_EQ(error_of(with(18, {0, 3})), "f: it asks for a gain of 3.00 dB; there can be none");
+  EXPECT_EQ(error_of(with(18, {0xff, 0xff})),
+            "f: it asks for a gain of -0.00 dB; there can be none");
+  EXPECT_EQ(error_of(with(18, {0x80, 0xfe})),
+            "f: it asks for a gain of -1.50 dB; there can be none");
+  EXPECT_EQ(error_of(with(20, {4})), "f: its flavor 4 is not one of 0 to 3");
+  EXPECT_EQ(error_of(with(20, {255})), "f: its flavor 255 is not one of 0 to 3");
+}
+
+TEST(OggHead, CutAnywhereItIsRefused) {
+  for (std::size_t size = 8; size < sound.size(); ++size) {
+    EXPECT_EQ(error_of(Bytes(sound.begin(), sound.begin() + static_cast<std::ptrdiff_t>(size))),
+              "f: its header has " + std::to_string(size) + " bytes instead of 21");
+  }
+}
+
+TEST(OggHead, OnlyANewerMinorVersionMayBeLonger) {
+  Bytes longer = sound;
+  longer.push_back(0);
+  EXPECT_EQ(error_of(longer), "f: its header has 22 bytes instead of 21");
+  longer[8] = 0x11;
+  EXPECT_EQ(error_of(longer), "");
+  EXPECT_EQ(error_of(with(8, {0x1f})), "");
+}
+
+TEST(OggHead, AnotherBehaviourIsRefusedNamingTheProgramNeeded) {
+  OggHead head = make_head(1, 8000);
+  EXPECT_NO_THROW(check_behaviour("f", head, "quelcodec 9.9.9"));
+  head.behaviour = newer;
+  const auto error = [&head](const std::string& encoder) -> std::string {
+    try {
+      check_behaviour("f", head, encoder);
+    } catch (const FileError& caught) {
+      return caught.what();
+    }
+    return "";
+  };
+  const std::string number = std::to_string(newer);
+  EXPECT_EQ(error("quelcodec 9.9.9"), "f: its sound was coded with behaviour " + number +
+                                          " of the codec and this program has " +
+                                          std::to_string(quel_behaviour) +
+                                          "; use a program of behaviour " + number +
+                                          ", such as the one that wrote it: quelcodec 9.9.9");
+  EXPECT_THAT(error(""), testing::EndsWith("use a program of behaviour " + number));
+}
+
+}  // namespace
+}  // namespace quel::tools

@@ -1,0 +1,116 @@
+#include "tools/ogg_head.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdlib>
+#include <quelcodec/quelcodec.hpp>
+
+#include "tools/file_error.h"
+#include "tools/ogg_bytes.h"
+
+namespace quel::tools {
+namespace {
+
+constexpr std::array<std::uint8_t, 8> magic = {'Q', 'u', 'e', 'l', 'H', 'e', 'a', 'd'};
+constexpr std::size_t head_bytes = 21;
+constexpr int major_version = OggHead::ogg_newest_version >> 4;
+constexpr std::uint8_t channels = 1;
+constexpr std::uint32_t lowest_rate = 1000, highest_rate = 1000000;
+
+std::string decibels(std::uint64_t gain) {
+  const int q8 = static_cast<std::int16_t>(gain);
+  const int hundredths = std::abs(q8) * 100 / 256;
+  const std::string fraction = std::to_string(100 + hundredths % 100).substr(1);
+  return (q8 < 0 ? "-" : "") + std::to_string(hundredths / 100) + "." + fraction + " dB";
+}
+
+void check_version(const std::string& name, std::uint8_t version) {
+  const int major = version >> 4;
+  if (major > major_version) {
+    throw FileError(name, "its format is version " + std::to_string(major) + "." +
+                              std::to_string(version & 15) +
+                              "; this program reads version 1, a newer one is needed");
+  }
+  if (major < major_version) {
+    throw FileError(name, "its format is version " + std::to_string(major) + "." +
+                              std::to_string(version & 15) + ", which never was");
+  }
+}
+
+// A newer minor version may add fields behind ours.
+void check_size(const std::string& name, std::span<const std::uint8_t> packet) {
+  const bool newer =
+      packet.size() > magic.size() && packet[magic.size()] > OggHead::ogg_newest_version;
+  if (packet.size() == head_bytes || (newer && packet.size() > head_bytes)) return;
+  throw FileError(name, "its header has " + std::to_string(packet.size()) + " bytes instead of " +
+                            std::to_string(head_bytes));
+}
+
+}  // namespace
+
+OggHead make_head(int flavor, std::uint32_t input_rate) {
+  OggHead head;
+  head.flavor = flavor;
+  head.input_rate = input_rate;
+  head.pre_skip = static_cast<std::uint16_t>(check(quel_delay(flavor)));
+  return head;
+}
+
+std::vector<std::uint8_t> pack_head(const OggHead& head) {
+  std::vector<std::uint8_t> packet(magic.begin(), magic.end());
+  packet.push_back(head.version);
+  packet.push_back(channels);
+  append_little_endian(packet, head.behaviour, 2);
+  append_little_endian(packet, head.input_rate, 4);
+  append_little_endian(packet, head.pre_skip, 2);
+  append_little_endian(packet, 0, 2);  // gain
+  packet.push_back(static_cast<std::uint8_t>(head.flavor));
+  return packet;
+}
+
+bool looks_like_head(std::span<const std::uint8_t> packet) {
+  return packet.size() >= magic.size() && std::equal(magic.begin(), magic.end(), packet.begin());
+}
+
+OggHead unpack_head(const std::string& name, std::span<const std::uint8_t> packet) {
+  if (!looks_like_head(packet)) throw FileError(name, "its first packet is no quel header");
+  if (packet.size() > magic.size()) check_version(name, packet[8]);
+  check_size(name, packet);
+  OggHead head;
+  head.version = packet[8];
+  if (packet[9] != channels) {
+    throw FileError(name, "it has " + std::to_string(packet[9]) + " channels; there can be only 1");
+  }
+  head.behaviour = static_cast<std::uint16_t>(little_endian(packet.subspan(10, 2)));
+  head.input_rate = static_cast<std::uint32_t>(little_endian(packet.subspan(12, 4)));
+  if (head.input_rate != 0 && (head.input_rate < lowest_rate || head.input_rate > highest_rate)) {
+    throw FileError(name, "its source's rate of " + std::to_string(head.input_rate) +
+                              " Hz is not one of 1000 to 1000000");
+  }
+  head.flavor = packet[20];
+  if (quel_delay(head.flavor) < 0) {
+    throw FileError(name, "its flavor " + std::to_string(head.flavor) + " is not one of 0 to 3");
+  }
+  head.pre_skip = static_cast<std::uint16_t>(little_endian(packet.subspan(16, 2)));
+  if (head.pre_skip < quel_delay(head.flavor)) {
+    throw FileError(name, "it skips " + std::to_string(head.pre_skip) +
+                              " samples at its start, which is less than its flavor's delay of " +
+                              std::to_string(quel_delay(head.flavor)));
+  }
+  if (const std::uint64_t gain = little_endian(packet.subspan(18, 2)); gain != 0) {
+    throw FileError(name, "it asks for a gain of " + decibels(gain) + "; there can be none");
+  }
+  return head;
+}
+
+void check_behaviour(const std::string& name, const OggHead& head, const std::string& encoder) {
+  if (head.behaviour == quel_behaviour) return;
+  std::string cause = "its sound was coded with behaviour " + std::to_string(head.behaviour) +
+                      " of the codec and this program has " + std::to_string(quel_behaviour) +
+                      "; use a program of behaviour " + std::to_string(head.behaviour);
+  if (!encoder.empty()) cause += ", such as the one that wrote it: " + encoder;
+  throw FileError(name, cause);
+}
+
+}  // namespace quel::tools

@@ -1,0 +1,249 @@
+#include "tools/ogg_reader.h"
+
+#include <algorithm>
+#include <quelcodec/quelcodec.hpp>
+#include <stdexcept>
+#include <utility>
+
+#include "tools/file_error.h"
+
+namespace quel::tools {
+namespace {
+
+/// Bytes within which the first page must start.
+constexpr std::uint64_t head_search_bytes = 1 << 20;
+/// How much more time than it holds itself a file may claim to have lost.
+constexpr std::uint64_t lost_seconds = 3600;
+
+bool first_packet_is(const OggPage& page, bool (*kind)(std::span<const std::uint8_t>)) {
+  return !page.packets.empty() && kind(page.packets.front());
+}
+
+}  // namespace
+
+bool OggReport::damaged() const {
+  return lost_units + damaged_pages + skipped_bytes + misplaced_pages > 0 || !complete ||
+         !tags_error.empty();
+}
+
+OggReader::OggReader(OggSource& source, const std::string& name)
+    : source_(source), name_(name), pages_(source) {
+  find_head();
+  find_tags();
+  check_behaviour(name_, head_, tags_.encoder);
+}
+
+void OggReader::find_head() {
+  bool headless = false, other = false;
+  while (pages_.next(page_, head_search_bytes)) {
+    if (page_.first && first_packet_is(page_, looks_like_head)) {
+      take_head(page_);
+      return;
+    }
+    if (first_packet_is(page_, looks_like_tags)) headless = true;
+    other = true;
+    ++report_.foreign_pages;
+    data_seen_ = data_seen_ || !page_.first;
+  }
+  if (pages_.offset() == 0) throw FileError(name_, "empty");
+  if (headless || (!other && pages_.damaged_pages() > 0)) {
+    throw FileError(name_, "its first page, the header, is damaged or missing");
+  }
+  if (other) throw FileError(name_, "an Ogg file without coded speech of this codec");
+  throw FileError(name_, "not a file made by quel encode");
+}
+
+void OggReader::take_head(const OggPage& page) {
+  head_ = unpack_head(name_, page.packets.front());
+  if (page.packets.size() != 1 || !page.self_contained || page.last) {
+    throw FileError(name_, "its first page holds something else than the header");
+  }
+  serial_ = page.serial;
+  unit_bytes_ = static_cast<std::uint64_t>(check(quel_bytes_per_unit(head_.flavor)));
+  unit_samples_ = static_cast<std::uint64_t>(check(quel_samples_per_unit(head_.flavor)));
+  data_seen_ = false;
+}
+
+void OggReader::find_tags() {
+  do {
+    if (!pages_.next(page_) || starts_further_stream(page_)) {
+      ended_ = true;
+      report_.tags_error = "the page of comments is damaged or missing";
+      return;
+    }
+  } while (page_.serial != serial_ || page_.first);
+  if (!first_packet_is(page_, looks_like_tags)) {
+    report_.tags_error = "the page of comments is damaged or missing";
+    page_waits_ = true;
+    return;
+  }
+  try {
+    tags_ = unpack_tags(page_.packets.front());
+  } catch (const std::invalid_argument& error) {
+    report_.tags_error = error.what();
+  }
+  // An empty source ends here.
+  page_.packets.clear();
+  page_waits_ = page_.last;
+}
+
+OggEvent OggReader::next() {
+  for (;;) {
+    if (position_ < start_) {
+      const std::uint64_t lost = start_ - position_;
+      position_ = start_;
+      return {OggEvent::Kind::lost, lost, {}};
+    }
+    while (packet_ < page_.packets.size()) {
+      auto bytes = page_.packets[packet_++];
+      const std::uint64_t units = bytes.size() / unit_bytes_;
+      const std::uint64_t before = std::min(units, position_ - start_);  // after a seek
+      start_ += units;
+      if (before == units) continue;
+      bytes = bytes.subspan(static_cast<std::size_t>(before * unit_bytes_));
+      position_ = start_;
+      return {OggEvent::Kind::units, units - before, bytes};
+    }
+    if (!(index_ ? indexed_page() : next_page())) return {};
+  }
+}
+
+// Takes the next page of the stream whose place in it is known.
+bool OggReader::next_page() {
+  page_.packets.clear();
+  while (!ended_) {
+    if (page_waits_) {
+      page_waits_ = false;
+    } else if (!pages_.next(page_) || starts_further_stream(page_)) {
+      ended_ = true;
+      break;
+    }
+    if (page_.serial == serial_ && place_page()) return true;
+  }
+  page_.packets.clear();
+  return false;
+}
+
+// Counts what is not ours; true where another coded stream follows, so that ours is over.
+bool OggReader::starts_further_stream(const OggPage& page) {
+  const bool head = page.first && first_packet_is(page, looks_like_head);
+  if (head) {
+    ++report_.further_streams;
+    if (data_seen_) return true;
+  }
+  if (page.serial != serial_) ++report_.foreign_pages;
+  data_seen_ = data_seen_ || !page.first;
+  return false;
+}
+
+// The units on page_; nothing where it cannot be sound.
+std::optional<std::uint64_t> OggReader::count_units() const {
+  if (!page_.self_contained) return {};
+  std::uint64_t units = 0;
+  for (const auto& packet : page_.packets) {
+    if (packet.empty() || packet.size() % unit_bytes_ != 0) return {};
+    units += packet.size() / unit_bytes_;
+  }
+  return units;
+}
+
+// Finds out where page_ belongs from its granule position alone.
+bool OggReader::place_page() {
+  const std::optional<std::uint64_t> counted = count_units();
+  // The end that an unsound last page gives holds all the same.
+  if (!counted) page_.packets.clear();
+  const std::uint64_t units = counted.value_or(0);
+  const auto samples = static_cast<std::uint64_t>(page_.granule);
+  const std::uint64_t end = (samples + unit_samples_ - 1) / unit_samples_;
+  const bool whole = page_.granule >= 0 && (page_.last || samples % unit_samples_ == 0);
+  const bool placed = whole && !page_.first && (counted || page_.last) && end >= placed_ + units;
+  // A page may not claim more lost time than the file could ever have held.
+  const std::uint64_t rate = static_cast<std::uint64_t>(check(quel_sampling_rate(head_.flavor)));
+  const std::uint64_t bearable =
+      lost_seconds * rate / unit_samples_ + report_.units + pages_.skipped_bytes() / unit_bytes_;
+  const std::uint64_t lost = placed ? end - units - placed_ : 0;
+  if (!placed || report_.lost_units + lost > bearable) {
+    ++report_.misplaced_pages;
+    return false;
+  }
+  if (!counted) ++report_.misplaced_pages;
+  if (lost > 0) ++report_.holes;
+  report_.lost_units += lost;
+  report_.units += units;
+  start_ = end - units;
+  placed_ = end;
+  packet_ = 0;
+  if (page_.last) {
+    end_ = samples;
+    ended_ = report_.complete = true;
+  }
+  return true;
+}
+
+void OggReader::build_index() {
+  if (!source_.seekable()) throw FileError(name_, "is a pipe, in which there is no seeking");
+  source_.seek(0);
+  OggReader scan(source_, name_);
+  std::vector<IndexEntry> index;
+  while (scan.next_page()) {
+    index.push_back({scan.page_.offset, scan.start_, scan.placed_ - scan.start_});
+  }
+  scan.drain();
+  report_ = scan.report();
+  end_ = scan.end_;
+  placed_ = scan.placed_;
+  index_ = std::move(index);
+  pages_.seek(0);  // the scan has moved the source away from under them
+}
+
+std::uint64_t OggReader::seek(std::uint64_t sample) {
+  if (!index_) build_index();
+  position_ = std::min(sample / unit_samples_, placed_);
+  const auto reaches = [this](const IndexEntry& entry) {
+    return entry.start + entry.units <= position_;
+  };
+  entry_ = static_cast<std::size_t>(std::partition_point(index_->begin(), index_->end(), reaches) -
+                                    index_->begin());
+  page_.packets.clear();
+  packet_ = 0;
+  start_ = position_;
+  return position_;
+}
+
+bool OggReader::indexed_page() {
+  page_.packets.clear();
+  packet_ = 0;
+  if (entry_ == index_->size()) return false;
+  const IndexEntry& entry = (*index_)[entry_++];
+  start_ = entry.start;
+  // A last page that is of no use but for the end.
+  if (entry.units == 0) return true;
+  if (pages_.offset() != entry.offset) pages_.seek(entry.offset);
+  const bool found = pages_.next(page_, entry.offset + 1) && page_.offset == entry.offset;
+  if (!found || count_units() != entry.units) {
+    throw FileError(name_, "changed while it was being read");
+  }
+  return true;
+}
+
+void OggReader::drain() {
+  if (index_) {
+    entry_ = index_->size();
+  } else {
+    while (next_page()) continue;
+    while (pages_.next(page_)) starts_further_stream(page_);
+  }
+  page_.packets.clear();
+  position_ = start_ = placed_;
+}
+
+OggReport OggReader::report() const {
+  if (index_) return report_;
+  OggReport report = report_;
+  report.damaged_pages = pages_.damaged_pages();
+  report.skipped_bytes = pages_.skipped_bytes();
+  report.bytes = pages_.offset();
+  return report;
+}
+
+}  // namespace quel::tools

@@ -1,0 +1,148 @@
+#include "tools/ogg_tags.h"
+
+#include <quelcodec/quelcodec.h>
+
+#include <algorithm>
+#include <array>
+#include <stdexcept>
+#include <string_view>
+
+#include "tools/ogg_bytes.h"
+
+namespace quel::tools {
+namespace {
+
+constexpr std::array<std::uint8_t, 8> magic = {'Q', 'u', 'e', 'l', 'T', 'a', 'g', 's'};
+
+[[noreturn]] void refuse(const std::string& cause) {
+  throw std::invalid_argument(cause);
+}
+
+// Bytes that follow the lead byte of a UTF-8 sequence, -1 where no sequence starts so.
+int continuation_bytes(unsigned lead) {
+  if (lead < 0x80) return 0;
+  if (lead >= 0xc2 && lead < 0xe0) return 1;
+  if (lead >= 0xe0 && lead < 0xf0) return 2;
+  if (lead >= 0xf0 && lead < 0xf5) return 3;
+  return -1;
+}
+
+bool is_utf8(std::string_view text) {
+  for (std::size_t i = 0; i < text.size();) {
+    const unsigned lead = static_cast<unsigned char>(text[i++]);
+    const int more = continuation_bytes(lead);
+    if (more < 0) return false;
+    for (int n = 0; n < more; ++n, ++i) {
+      if (i == text.size()) return false;
+      const unsigned byte = static_cast<unsigned char>(text[i]);
+      // After some leads the first byte is held tighter: no overlong forms, no surrogates, nothing
+      // past U+10FFFF.
+      unsigned low = 0x80, high = 0xbf;
+      if (n == 0 && lead == 0xe0) low = 0xa0;
+      if (n == 0 && lead == 0xed) high = 0x9f;
+      if (n == 0 && lead == 0xf0) low = 0x90;
+      if (n == 0 && lead == 0xf4) high = 0x8f;
+      if (byte < low || byte > high) return false;
+    }
+  }
+  return true;
+}
+
+void check_comment(const std::string& name, const std::string& value) {
+  if (name.empty()) refuse("a comment has no name");
+  const auto allowed = [](char c) { return c >= 0x20 && c <= 0x7d && c != '='; };
+  if (!std::all_of(name.begin(), name.end(), allowed)) {
+    refuse("a comment's name has characters other than ASCII");
+  }
+  if (!is_utf8(value)) refuse("the comment " + name + " is not UTF-8");
+}
+
+void split_comment(OggTags& tags, const std::string& comment) {
+  const std::size_t equals = comment.find('=');
+  if (equals == std::string::npos) refuse("a comment is not of the form NAME=value");
+  const std::string name = comment.substr(0, equals), value = comment.substr(equals + 1);
+  check_comment(name, value);
+  tags.comments.emplace_back(name, value);
+}
+
+void append_text(std::vector<std::uint8_t>& packet, std::string_view text) {
+  if (text.size() > ogg_max_packet) refuse("a comment is longer than a page holds");
+  append_little_endian(packet, text.size(), 4);
+  packet.insert(packet.end(), text.begin(), text.end());
+}
+
+// Takes a packet apart from its start.
+class Cursor {
+ public:
+  explicit Cursor(std::span<const std::uint8_t> rest) : rest_(rest) {}
+
+  std::uint64_t number(const char* what) {
+    if (rest_.size() < 4) refuse(std::string("the comments end within ") + what);
+    const std::uint64_t value = little_endian(rest_.first(4));
+    rest_ = rest_.subspan(4);
+    return value;
+  }
+
+  std::string text(const char* what) {
+    const std::uint64_t length = number(what);
+    if (length > rest_.size()) {
+      refuse(std::string("the length of ") + what + " is more than the comments hold");
+    }
+    const auto bytes = rest_.first(static_cast<std::size_t>(length));
+    rest_ = rest_.subspan(bytes.size());
+    return {bytes.begin(), bytes.end()};
+  }
+
+  std::size_t left() const { return rest_.size(); }
+
+ private:
+  std::span<const std::uint8_t> rest_;
+};
+
+}  // namespace
+
+OggTags make_tags() {
+  OggTags tags;
+  const int version = quel_version();
+  tags.encoder = "quelcodec " + std::to_string(version / 10000) + "." +
+                 std::to_string(version / 100 % 100) + "." + std::to_string(version % 100);
+  return tags;
+}
+
+void add_comment(OggTags& tags, const std::string& comment) {
+  split_comment(tags, comment);
+}
+
+std::vector<std::uint8_t> pack_tags(const OggTags& tags) {
+  if (!is_utf8(tags.encoder)) refuse("the encoder's name is not UTF-8");
+  std::vector<std::uint8_t> packet(magic.begin(), magic.end());
+  append_text(packet, tags.encoder);
+  append_little_endian(packet, tags.comments.size(), 4);
+  for (const auto& [name, value] : tags.comments) {
+    check_comment(name, value);
+    append_text(packet, name + "=" + value);
+    if (packet.size() > ogg_max_packet) break;
+  }
+  if (packet.size() > ogg_max_packet) {
+    refuse("the comments take more than " + std::to_string(ogg_max_packet) + " bytes");
+  }
+  return packet;
+}
+
+bool looks_like_tags(std::span<const std::uint8_t> packet) {
+  return packet.size() >= magic.size() && std::equal(magic.begin(), magic.end(), packet.begin());
+}
+
+OggTags unpack_tags(std::span<const std::uint8_t> packet) {
+  if (!looks_like_tags(packet)) refuse("the second packet holds no comments");
+  Cursor cursor(packet.subspan(magic.size()));
+  OggTags tags;
+  tags.encoder = cursor.text("the encoder's name");
+  if (!is_utf8(tags.encoder)) refuse("the encoder's name is not UTF-8");
+  const std::uint64_t count = cursor.number("their count");
+  for (std::uint64_t i = 0; i < count; ++i) split_comment(tags, cursor.text("a comment"));
+  if (cursor.left() != 0) refuse("bytes follow the last comment");
+  return tags;
+}
+
+}  // namespace quel::tools
