@@ -64,6 +64,13 @@ double quadratic(const float* g, const float* e, int width) {
   return sum;
 }
 
+// One frame as it was coded.
+struct Frame {
+  bool coded = false;
+  Past rows{};
+  Choice choice;
+};
+
 class Pass {
  public:
   Pass(const SpectrumQuantizer& q, const TrainingSet& set, double power)
@@ -73,17 +80,20 @@ class Pass {
 
   void run() {
     std::size_t sequence = 0;
-    Past past{};
-    Choice choice;
+    Frame now;
+    Frame before;
     for (std::size_t n = 0; n < set_.frames(); ++n) {
+      before = now;
       if (sequence < set_.starts.size() && set_.starts[sequence] == n) {
-        past.fill(0.0f);
+        before = Frame{};
         ++sequence;
       }
       const float* f = &set_.f[n * static_cast<std::size_t>(set_.dims)];
-      quantize(q_, f, past, choice);
+      now.rows = before.rows;
+      quantize(q_, f, now.rows, now.choice);
+      now.coded = true;
       const float* g = &set_.sensitivity[n * size_];
-      if (g[0] > 0.0f) collect(g, past, choice);
+      if (g[0] > 0.0f) collect(g, now, before);
     }
   }
 
@@ -91,10 +101,13 @@ class Pass {
   double mean_distortion() const { return counted_ > 0.0 ? distortion_ / counted_ : 0.0; }
 
  private:
-  void collect(const float* g, const Past& rows, const Choice& choice) {
-    const float gain = q_.predictors[static_cast<std::size_t>(choice.predictor)].gain;
+  // A row is answerable for two frames: the one that chose it and the next, which it predicts.
+  void collect(const float* g, const Frame& now, const Frame& before) {
+    const Predictor predictor = q_.predictors[static_cast<std::size_t>(now.choice.predictor)];
     std::array<float, max_dims> e{};
-    for (std::size_t i = 0; i < e.size(); ++i) e[i] = gain * (choice.target[i] - rows[i]);
+    for (std::size_t i = 0; i < e.size(); ++i) {
+      e[i] = predictor.gain * (now.choice.target[i] - now.rows[i]);
+    }
     std::array<double, 5> part{};
     double total = 0.0;
     const float* gk = g;
@@ -111,29 +124,36 @@ class Pass {
     gk = g;
     for (std::size_t k = 0; k < q_.books.size(); ++k) {
       const Codebook& book = q_.books[k];
-      Cell& cell = cells_[k][static_cast<std::size_t>(choice.index[k])];
-      add(cell, gk, &choice.target[static_cast<std::size_t>(book.first)],
-          &e[static_cast<std::size_t>(book.first)], book.width, weight * gain * gain);
+      const auto first = static_cast<std::size_t>(book.first);
+      Cell& cell = cells_[k][static_cast<std::size_t>(now.choice.index[k])];
+      add(cell, gk, &now.rows[first], &e[first], book.width, weight, predictor.gain);
       cell.distortion += weight * part[k];
+      cell.count += 1.0;
+      for (int i = 0; i < book.width; ++i) {
+        const float distance = e[first + static_cast<std::size_t>(i)];
+        cell.radius2 += static_cast<double>(distance) * distance;
+      }
+      if (before.coded) {
+        Cell& past = cells_[k][static_cast<std::size_t>(before.choice.index[k])];
+        add(past, gk, &before.rows[first], &e[first], book.width, weight, predictor.rho);
+      }
       gk += packed(book.width);
     }
   }
 
-  static void add(Cell& cell, const float* g, const float* target, const float* e, int width,
-                  double weight) {
+  // The row enters the error e with the factor `share`.
+  static void add(Cell& cell, const float* g, const float* row, const float* e, int width,
+                  double weight, float share) {
     int at = 0;
     for (int i = 0; i < width; ++i) {
-      const auto row = static_cast<std::size_t>(i);
+      const double target_i = row[i] + static_cast<double>(e[i]) / share;
       for (int j = 0; j <= i; ++j, ++at) {
-        const double w = weight * g[at];
-        const auto column = static_cast<std::size_t>(j);
+        const double w = weight * share * share * g[at];
         cell.weight[static_cast<std::size_t>(at)] += w;
-        cell.pull[row] += w * target[j];
-        if (j < i) cell.pull[column] += w * target[i];
+        cell.pull[static_cast<std::size_t>(i)] += w * (row[j] + static_cast<double>(e[j]) / share);
+        if (j < i) cell.pull[static_cast<std::size_t>(j)] += w * target_i;
       }
-      cell.radius2 += static_cast<double>(e[i]) * e[i];
     }
-    cell.count += 1.0;
   }
 
   const SpectrumQuantizer& q_;
@@ -152,7 +172,10 @@ void hold_in_range(Codebook& book, int j) {
   }
 }
 
-// Moves every free row to the best place for its cell.
+// A row and the rows that follow it are moved at once, so each goes only part of the way.
+constexpr double stride = 0.7;
+
+// Moves every free row towards the best place for its cell.
 void move_rows(Codebook& book, const std::vector<Cell>& cells, double heat, Random& random) {
   for (int j = 0; j < book.rows; ++j) {
     const Cell& cell = cells[static_cast<std::size_t>(j)];
@@ -171,7 +194,8 @@ void move_rows(Codebook& book, const std::vector<Cell>& cells, double heat, Rand
     if (!solve(a.data(), b.data(), x.data(), book.width)) continue;
     const double shake = heat * std::sqrt(cell.radius2 / cell.count / book.width);
     for (int t = 0; t < book.width; ++t) {
-      book.row(j)[t] = static_cast<float>(x[static_cast<std::size_t>(t)] + shake * random.gauss());
+      const double way = x[static_cast<std::size_t>(t)] - book.row(j)[t];
+      book.row(j)[t] += static_cast<float>(stride * way + shake * random.gauss());
     }
     hold_in_range(book, j);
   }
