@@ -68,6 +68,7 @@ void OggReader::find_tags() {
   do {
     if (!pages_.next(page_) || starts_further_stream(page_)) {
       ended_ = true;
+      page_.packets.clear();
       report_.tags_error = "the page of comments is damaged or missing";
       return;
     }
@@ -75,6 +76,7 @@ void OggReader::find_tags() {
   if (!first_packet_is(page_, looks_like_tags)) {
     report_.tags_error = "the page of comments is damaged or missing";
     page_waits_ = true;
+    packet_ = page_.packets.size();
     return;
   }
   try {
@@ -110,7 +112,6 @@ OggEvent OggReader::next() {
 
 // Takes the next page of the stream whose place in it is known.
 bool OggReader::next_page() {
-  page_.packets.clear();
   while (!ended_) {
     if (page_waits_) {
       page_waits_ = false;
