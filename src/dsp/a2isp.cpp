@@ -38,8 +38,8 @@ float refine(float xlow, double ylow, float xhigh, double yhigh, const float* f,
   }
   // Zero at both ends: any point between is as good a root, and 0/0 is none.
   if (yhigh == ylow) return xlow;
-  const double slope = (static_cast<double>(xhigh) - xlow) / (yhigh - ylow);
-  return static_cast<float>(xlow - ylow * slope);
+  const double width = static_cast<double>(xhigh) - xlow;
+  return static_cast<float>(xlow - ylow * width / (yhigh - ylow));
 }
 
 }  // namespace

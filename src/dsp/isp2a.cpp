@@ -23,18 +23,18 @@ void isp2a(const float* isp, float* a, int M) {
   get_isppol(isp, f1.data(), nc);
   get_isppol(isp + 1, f2.data(), nc - 1);
   for (int i = nc - 1; i >= 2; --i) f2[i] -= f2[i - 2];  // multiplies F2 by 1 - z^-2
-  const float last = isp[M - 1];
+  const double last = isp[M - 1];
   for (int i = 0; i < nc; ++i) {
-    f1[i] *= 1.0f + last;
-    f2[i] *= 1.0f - last;
+    f1[i] = static_cast<float>(f1[i] * (1.0 + last));
+    f2[i] = static_cast<float>(f2[i] * (1.0 - last));
   }
   a[0] = 1.0f;
   for (int i = 1; i < nc; ++i) {
     a[i] = 0.5f * (f1[i] + f2[i]);
     a[M - i] = 0.5f * (f1[i] - f2[i]);
   }
-  a[nc] = 0.5f * f1[nc] * (1.0f + last);
-  a[M] = last;
+  a[nc] = static_cast<float>(0.5 * f1[nc] * (1.0 + last));
+  a[M] = isp[M - 1];
 }
 
 }  // namespace quel

@@ -36,7 +36,7 @@ struct LsfDequantizer {
 /// lsp  [0..15] output, cosines. Every frequency is at least 50 Hz above its predecessor, and while
 ///      frames are received the codebooks' range keeps the last one below 8000 Hz. That range does
 ///      not bind a lost frame's residual: losses among frames that no encoder writes can carry a
-///      line past 8000 Hz, and the cosines then make no stable filter.
+///      line past 8000 Hz, at most to 20 kHz, and the cosines then make no stable filter.
 /// bfi  nonzero: the frame is lost
 void d_lsp(LsfDequantizer& state, const std::int32_t* prm, float* lsp, int bfi);
 
