@@ -28,7 +28,7 @@ Pcm first_of(const Pcm& pcm, std::uint64_t n) {
 class OggDecoderTest : public testing::TestWithParam<int> {
  protected:
   const int flavor = GetParam();
-  const auto unit_samples() const {
+  std::uint64_t unit_samples() const {
     return static_cast<std::uint64_t>(quel_samples_per_unit(flavor));
   }
   const std::uint64_t delay = static_cast<std::uint64_t>(quel_delay(flavor));
@@ -98,11 +98,11 @@ TEST_P(OggDecoderTest, ALargerPreSkipCutsTheStart) {
 }
 
 TEST_P(OggDecoderTest, AChangedByteIsHeardOnlyAsThatPagesLoss) {
-  const auto units = speech(0.5);
+  const auto units = speech(flavor == QUEL_FLAVOR_16K ? 0.3 : 0.45);
   const std::uint64_t n = samples_of(flavor, units.size()) - 50;
   const Bytes file = ogg_file(flavor, units, n);
   const auto pages = page_spans(file);
-  ASSERT_GE(pages.size(), 5u);
+  ASSERT_GE(pages.size(), 4u);
   // What each page's loss sounds like. Without the last page the end is unknown.
   std::vector<Pcm> expected;
   for (std::size_t page = 2; page < pages.size(); ++page) {

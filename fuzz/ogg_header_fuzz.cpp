@@ -1,0 +1,52 @@
+// Header and comment packets: any bytes are either refused with a message or come back as they
+// were when they are packed again.
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <span>
+#include <stdexcept>
+
+#include "tools/file_error.h"
+#include "tools/ogg_head.h"
+#include "tools/ogg_tags.h"
+
+namespace {
+
+using namespace quel::tools;
+
+void require(bool holds) {
+  if (!holds) std::abort();
+}
+
+void try_head(std::span<const std::uint8_t> packet) {
+  try {
+    const OggHead head = unpack_head("f", packet);
+    const auto again = pack_head(head);
+    require(packet.size() >= again.size());
+    require(std::equal(again.begin(), again.end(), packet.begin()));
+    require(packet.size() == again.size() || head.version > OggHead::ogg_newest_version);
+    check_behaviour("f", head, "e");
+  } catch (const FileError& error) {
+    require(error.what()[0] == 'f');
+  }
+}
+
+void try_tags(std::span<const std::uint8_t> packet) {
+  try {
+    const OggTags tags = unpack_tags(packet);
+    const auto again = pack_tags(tags);
+    require(std::equal(again.begin(), again.end(), packet.begin(), packet.end()));
+  } catch (const std::invalid_argument& error) {
+    require(error.what()[0] != '\0');
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::span<const std::uint8_t> packet(data, std::min(size, ogg_max_packet));
+  try_head(packet);
+  try_tags(packet);
+  return 0;
+}
