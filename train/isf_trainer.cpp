@@ -50,7 +50,7 @@ SpectrumQuantizer isf_quantizer() {
   SpectrumQuantizer q;
   q.dims = order;
   q.mean.assign(mean_isf.begin(), mean_isf.end());
-  q.predictors = {{1.0f, isf_prediction}};
+  q.predictors = {{1.0, static_cast<double>(isf_prediction)}};
   q.books = {book(0, taille_dic1, {-150.0f, -258.0f}, {371.0f, 721.0f}),
              book(2, taille_dic2, {-472.0f, -583.0f}, {750.0f, 680.0f}),
              book(4, taille_dic3, {-622.0f, -769.0f}, {661.0f, 609.0f}),

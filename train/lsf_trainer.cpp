@@ -25,14 +25,25 @@ constexpr int frame = 160;
 constexpr int coded_start = 240;
 
 // Quieter frames are background noise and the dither of silence: they train nothing.
-constexpr double least_rms = 40.0;
+constexpr double least_rms = 70.0;
 constexpr double speech_rms = 100.0;
 
 // The highest frequency that a received frame may decode to. A decoded frequency is a weighted mean
 // of two rows plus the mean frequency, so it is at most the mean plus the column's highest value,
 // or what the spacing from below pushes it to.
 constexpr float highest_lsf = 7940.0f;
-constexpr float lowest_column = -1500.0f;
+
+// After losses the predictor memory can lie outside the tables, the further the wider the columns
+// are. Within these limits even then no frequency reaches the sampling rate; few rows touch them.
+struct Range {
+  float low;
+  float high;
+};
+Range column_range(int i) {
+  const float room = lsf_min_dist * static_cast<float>(order - 1 - i);
+  const float high = i < 9 ? 1050.0f : i < 12 ? 1000.0f : 600.0f;
+  return {i == 0 ? -335.0f : -880.0f, std::min(high, highest_lsf - room - mean_lsf[i])};
+}
 
 void lsf_to_filter(const float* lsf, float* a) {
   std::array<float, order> lsp{};
@@ -55,9 +66,8 @@ Codebook book(int first, int width, int rows) {
   book.table.resize(static_cast<std::size_t>(width * rows));
   book.fixed.resize(static_cast<std::size_t>(rows));
   for (int i = first; i < first + width; ++i) {
-    const float room = lsf_min_dist * static_cast<float>(order - 1 - i);
-    book.low.push_back(lowest_column);
-    book.high.push_back(highest_lsf - room - mean_lsf[i]);
+    book.low.push_back(column_range(i).low);
+    book.high.push_back(column_range(i).high);
   }
   return book;
 }
@@ -100,7 +110,7 @@ SpectrumQuantizer lsf_quantizer() {
   q.dims = order;
   q.mean.assign(std::begin(mean_lsf), std::end(mean_lsf));
   for (const double rho : qu) {
-    q.predictors.push_back({static_cast<float>(1.0 - rho), static_cast<float>(rho)});
+    q.predictors.push_back({1.0 - rho, rho});
   }
   q.books = {book(0, 3, 128), book(3, 3, 256), book(6, 3, 128), book(9, 3, 128), book(12, 4, 128)};
   fix_row(q.books[0], 0, {-229.158f, -439.228f, -517.932f});
@@ -110,6 +120,7 @@ SpectrumQuantizer lsf_quantizer() {
   fix_row(q.books[3], 0, {-492.41f, -775.767f, -646.237f});
   fix_row(q.books[4], 0, {-512.547f, -709.651f, -441.208f, -505.679f});
   fix_row(q.books[4], 127, {316.796f, 25.319f, -378.093f, -522.497f});
+  q.search_metric = 3e-5f;
   q.reorder = reorder;
   q.to_filter = lsf_to_filter;
   for (auto& b : q.books) b.refresh();

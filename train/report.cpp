@@ -26,6 +26,14 @@ std::string describe(const DistortionCount& count) {
   return text;
 }
 
+std::string describe(const GainDistortion& distortion) {
+  char text[120];
+  std::snprintf(text, sizeof text,
+                "%.2f %% of the energy lost, %.2f %% subframe by subframe (%ld subframes).",
+                100.0 * distortion.lost, 100.0 * distortion.lost_apiece, distortion.samples);
+  return text;
+}
+
 std::string describe_size(const std::vector<Recording>& recordings, int rate, std::size_t frames) {
   char text[80];
   std::snprintf(text, sizeof text, "%.2f hours, %zu frames", hours(recordings, rate), frames);

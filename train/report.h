@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "train/corpus.h"
+#include "train/gain_trainer.h"
 #include "train/spectrum.h"
 #include "train/split_vq.h"
 
@@ -16,6 +17,9 @@ std::vector<Recording> read_folders(const std::string& speech_dir,
 
 /// "mean 0.912 dB, 2-4 dB 3.10 %, > 4 dB 0.080 % (12345 frames)."
 std::string describe(const DistortionCount& count);
+
+/// "0.48 % of the energy lost, 2.54 % subframe by subframe (12345 subframes)."
+std::string describe(const GainDistortion& distortion);
 
 /// "3.27 hours, 123456 frames".
 std::string describe_size(const std::vector<Recording>& recordings, int rate, std::size_t frames);

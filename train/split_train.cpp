@@ -106,7 +106,7 @@ class Pass {
     const Predictor predictor = q_.predictors[static_cast<std::size_t>(now.choice.predictor)];
     std::array<float, max_dims> e{};
     for (std::size_t i = 0; i < e.size(); ++i) {
-      e[i] = predictor.gain * (now.choice.target[i] - now.rows[i]);
+      e[i] = static_cast<float>(predictor.gain * (now.choice.target[i] - now.rows[i]));
     }
     std::array<double, 5> part{};
     double total = 0.0;
@@ -143,14 +143,14 @@ class Pass {
 
   // The row enters the error e with the factor `share`.
   static void add(Cell& cell, const float* g, const float* row, const float* e, int width,
-                  double weight, float share) {
+                  double weight, double share) {
     int at = 0;
     for (int i = 0; i < width; ++i) {
-      const double target_i = row[i] + static_cast<double>(e[i]) / share;
+      const double target_i = row[i] + e[i] / share;
       for (int j = 0; j <= i; ++j, ++at) {
         const double w = weight * share * share * g[at];
         cell.weight[static_cast<std::size_t>(at)] += w;
-        cell.pull[static_cast<std::size_t>(i)] += w * (row[j] + static_cast<double>(e[j]) / share);
+        cell.pull[static_cast<std::size_t>(i)] += w * (row[j] + e[j] / share);
         if (j < i) cell.pull[static_cast<std::size_t>(j)] += w * target_i;
       }
     }
@@ -173,7 +173,7 @@ void hold_in_range(Codebook& book, int j) {
 }
 
 // A row and the rows that follow it are moved at once, so each goes only part of the way.
-constexpr double stride = 0.7;
+constexpr double stride = 0.8;
 
 // Moves every free row towards the best place for its cell.
 void move_rows(Codebook& book, const std::vector<Cell>& cells, double heat, Random& random) {
@@ -224,6 +224,13 @@ void split_cells(Codebook& book, std::vector<Cell>& cells, Random& random) {
   }
 }
 
+// Weight of one codebook's part where the sensitivity g is not used in full.
+double scalar_weight(const SpectrumQuantizer& q, const Codebook& book, const double* g) {
+  double trace = 0.0;
+  for (int i = book.first; i < book.first + book.width; ++i) trace += g[i * q.dims + i];
+  return std::sqrt(trace / book.width * q.search_metric);
+}
+
 }  // namespace
 
 int packed_size(const SpectrumQuantizer& q) {
@@ -264,9 +271,11 @@ void add_frame(TrainingSet& set, const SpectrumQuantizer& q, const float* f, boo
   spectral_sensitivity(a.data(), da.data(), n, n, g.data());
   float* out = &set.sensitivity[set.sensitivity.size() - size];
   for (const auto& book : q.books) {
+    const double scalar = scalar_weight(q, book, g.data());
     for (int i = book.first; i < book.first + book.width; ++i) {
       for (int j = book.first; j <= i; ++j) {
-        *out++ = static_cast<float>(g[static_cast<std::size_t>(i * n + j)]);
+        const double full = g[static_cast<std::size_t>(i * n + j)];
+        *out++ = static_cast<float>(q.search_metric <= 0.0f ? full : (i == j ? scalar : 0.0));
       }
     }
   }
@@ -327,10 +336,9 @@ void finish_codebooks(SpectrumQuantizer& q) {
         for (int t = 0; t < book.width && !fixed; ++t) {
           row[t] = static_cast<float>(std::round(row[t] / book.grain) * book.grain);
         }
-        while (!seen.insert(std::vector<float>(row, row + book.width)).second) {
-          const float step = row[0] < 0.0f ? 0.5f : -0.5f;
-          row[0] += step;
-        }
+        // Towards the middle, where there is always room within the column's limits.
+        const float step = 2.0f * row[0] < book.low[0] + book.high[0] ? 0.5f : -0.5f;
+        while (!seen.insert(std::vector<float>(row, row + book.width)).second) row[0] += step;
       }
     }
     book.refresh();

@@ -48,8 +48,10 @@ int nearest_row(const Codebook& book, const float* x) {
                           distance.begin());
 }
 
+// Single precision in the search only, where it decides next to nothing; elsewhere the encoders'
+// own steps of rounding, since the analysis of the frames after amplifies every difference.
 void quantize(const SpectrumQuantizer& q, const float* f, Past& past, Choice& choice) {
-  float best = std::numeric_limits<float>::max();
+  double best = std::numeric_limits<double>::max();
   Past rows{};
   for (std::size_t p = 0; p < q.predictors.size(); ++p) {
     const Predictor predictor = q.predictors[p];
@@ -57,7 +59,8 @@ void quantize(const SpectrumQuantizer& q, const float* f, Past& past, Choice& ch
     trial.predictor = static_cast<int>(p);
     Past chosen{};
     for (std::size_t i = 0; i < static_cast<std::size_t>(q.dims); ++i) {
-      trial.target[i] = (f[i] - q.mean[i] - predictor.rho * past[i]) / predictor.gain;
+      const double rest = static_cast<double>(f[i]) - q.mean[i] - predictor.rho * past[i];
+      trial.target[i] = static_cast<float>(rest / predictor.gain);
     }
     for (std::size_t k = 0; k < q.books.size(); ++k) {
       const Codebook& book = q.books[k];
@@ -66,13 +69,15 @@ void quantize(const SpectrumQuantizer& q, const float* f, Past& past, Choice& ch
       std::copy_n(book.row(j), book.width, &chosen[static_cast<std::size_t>(book.first)]);
     }
     for (std::size_t i = 0; i < static_cast<std::size_t>(q.dims); ++i) {
-      trial.quantized[i] = predictor.gain * chosen[i] + predictor.rho * past[i] + q.mean[i];
+      const double coded = predictor.gain * chosen[i] + predictor.rho * past[i] + q.mean[i];
+      trial.quantized[i] = static_cast<float>(coded);
     }
     q.reorder(trial.quantized.data());
-    float error = 0.0f;
+    double error = 0.0;
     if (q.predictors.size() > 1) {
       for (std::size_t i = 0; i < static_cast<std::size_t>(q.dims); ++i) {
-        error += (f[i] - trial.quantized[i]) * (f[i] - trial.quantized[i]);
+        const double e = static_cast<double>(f[i]) - trial.quantized[i];
+        error += e * e;
       }
     }
     if (error < best) {

@@ -36,16 +36,21 @@ void fix_row(Codebook& book, int j, const std::vector<float>& value);
 /// A way to predict a frame from the row chosen in the frame before: the codebooks code
 /// (frequency - mean - rho * past row) / gain.
 struct Predictor {
-  float gain;
-  float rho;
+  double gain;
+  double rho;
 };
 
 /// A predictive split quantiser of spectral frequencies, as both coders have one.
 struct SpectrumQuantizer {
-  int dims = 0;                         ///< frequencies per frame, the order of the LP filter
-  std::vector<float> mean;              ///< [0..dims-1]
-  std::vector<Predictor> predictors;    ///< one, or several from which each frame takes the best
-  std::vector<Codebook> books;          ///< in the order of their frequencies
+  int dims = 0;                       ///< frequencies per frame, the order of the LP filter
+  std::vector<float> mean;            ///< [0..dims-1]
+  std::vector<Predictor> predictors;  ///< one, or several from which each frame takes the best
+  std::vector<Codebook> books;        ///< in the order of their frequencies
+  /// 0: rows are trained by the spectrum's full sensitivity. Above 0, dB^2 per Hz^2: by a scalar,
+  /// the geometric mean of the sensitivity and of this. Where the encoder picks among predictors by
+  /// the error in Hz, tables that respect that error as well come out better than those that do
+  /// not.
+  float search_metric = 0.0f;
   void (*reorder)(float* f) = nullptr;  ///< keeps quantised frequencies in order and apart
   void (*to_filter)(const float* f, float* a) = nullptr;  ///< frequencies to LP filter
 };

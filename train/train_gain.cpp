@@ -14,14 +14,6 @@ namespace {
 // The table decides what the encoder does next, hence the samples on which it is trained.
 constexpr int rounds = 4;
 
-std::string describe(const GainDistortion& d) {
-  char text[100];
-  std::snprintf(text, sizeof text,
-                "%.2f %% of the energy lost, %.2f %% subframe by subframe (%ld).", 100.0 * d.lost,
-                100.0 * d.lost_apiece, d.samples);
-  return text;
-}
-
 void work(const Options& options) {
   const auto recordings =
       read_folders(options.speech_dir, {"train8", "train16"}, 8000, options.every);

@@ -1,6 +1,8 @@
 // Trains dico1_lsf .. dico5_lsf, the codebooks of the wideband coder's spectral quantiser.
 
+#include <cstddef>
 #include <cstdio>
+#include <vector>
 
 #include "train/lsf_trainer.h"
 #include "train/options.h"
@@ -9,27 +11,34 @@
 namespace quel::train {
 namespace {
 
-// What is analysed depends on the tables, so the analysis is repeated as they get better. Untrained
-// tables would give an absurd pre-filter: the first ones see only a few frames' worth of
-// iterations.
-constexpr int rounds = 4;
+// What is analysed depends on the tables, so the analysis is repeated as they get better. The first
+// rounds make do with part of the recordings.
+constexpr int first_rounds = 2;
+constexpr std::size_t first_part = 4;
+
+std::vector<Recording> part_of(const std::vector<Recording>& recordings) {
+  std::vector<Recording> part;
+  for (std::size_t n = 0; n < recordings.size(); n += first_part) part.push_back(recordings[n]);
+  return part;
+}
 
 void work(const Options& options) {
   const auto recordings = read_folders(options.speech_dir, {"train16"}, 16000, options.every);
   SpectrumQuantizer q = lsf_quantizer();
   Random random(options.seed);
-  std::size_t frames = 0;
-  for (int round = 0; round < rounds; ++round) {
-    const TrainingSet set = lsf_training_set(q, recordings);
-    frames = set.frames();
+  TrainingPlan plan;
+  plan.power = 1.0;
+  plan.heat = 0.1;
+  plan.verbose = true;
+  plan.iterations = options.iterations;
+  for (int round = 0; round < first_rounds; ++round) {
+    const TrainingSet set = lsf_training_set(q, part_of(recordings));
     if (round == 0) seed_codebooks(q, set, random);
-    TrainingPlan plan;
-    plan.verbose = true;
-    if (round + 1 < rounds) plan.iterations = 12;
-    if (round + 1 == rounds) plan.iterations = options.iterations;
-    if (round > 0) plan.heat *= 0.5;
     train(q, set, plan, random);
   }
+  const TrainingSet set = lsf_training_set(q, recordings);
+  plan.heat = 0.0;
+  train(q, set, plan, random);
   finish_codebooks(q);
 
   const auto dev = read_folders(options.speech_dir, {"dev16"}, 16000);
@@ -37,7 +46,7 @@ void work(const Options& options) {
   std::printf("dev: %s\n", reached.c_str());
   const std::vector<std::string> comment = {
       "Trained: " + options.command("train_lsf"),
-      "on train16, " + describe_size(recordings, 16000, frames) + " of 10 ms.",
+      "on train16, " + describe_size(recordings, 16000, set.frames()) + " of 10 ms.",
       "Spectral distortion on dev16, frames with rms above 100:", reached};
   write_codebooks(options.out_dir, q, "_lsf", 3, comment);
 }
@@ -47,6 +56,6 @@ void work(const Options& options) {
 
 int main(int argc, char** argv) {
   quel::train::Options defaults;
-  defaults.iterations = 60;
+  defaults.iterations = 30;
   return quel::train::run_trainer(argc, argv, defaults, quel::train::work);
 }
