@@ -68,7 +68,8 @@ std::vector<float> reference(int flavor, std::span<const std::int16_t> pcm) {
   return signal;
 }
 
-Trial try_codec(int flavor, std::span<const std::int16_t> pcm, const DecodeOptions& options) {
+Trial try_codec(int flavor, std::span<const std::int16_t> pcm, const DecodeOptions& options,
+                std::vector<std::int16_t>* heard) {
   const QuelHeader header{flavor, static_cast<std::uint32_t>(pcm.size())};
   const std::size_t units = unit_count(header);
   const int rate = check(quel_sampling_rate(flavor));
@@ -101,6 +102,7 @@ Trial try_codec(int flavor, std::span<const std::int16_t> pcm, const DecodeOptio
   trial.frames = decoder.frames();
   trial.lost = decoder.lost();
   trial.figures = snr_figures(reference(flavor, pcm), decoded, rate);
+  if (heard != nullptr) heard->swap(decoded);
   return trial;
 }
 

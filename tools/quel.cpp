@@ -5,6 +5,7 @@
 #include <quelcodec/quelcodec.hpp>
 #include <string>
 
+#include "tools/eval_command.h"
 #include "tools/jobs.h"
 
 namespace {
@@ -60,12 +61,16 @@ int main(int argc, char** argv) {
       ->option_text("immediate|deferred");
   decode->add_flag("-f,--force", decode_job.force, "replace an existing output");
 
+  quel::tools::EvalJob eval_job;
+  const auto* eval = add_eval_command(app, eval_job);
+
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : status_usage;
   }
   decode_job.report = loss->count() > 0;
+  if (*eval) return run_eval(eval_job, std::cout, std::cerr);
   try {
     if (*encode) run_encode(encode_job);
     if (*decode && !run_decode(decode_job, std::cerr)) return status_failed;

@@ -1,0 +1,116 @@
+#include "tools/eval_command.h"
+
+#include <CLI/CLI.hpp>
+#include <cstdint>
+#include <exception>
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <ostream>
+#include <span>
+#include <string_view>
+#include <system_error>
+
+#include "tools/eval_html.h"
+#include "tools/file_error.h"
+#include "tools/output_file.h"
+
+namespace quel::tools {
+namespace {
+
+// A page holds every result's samples, so that a long recording would make it too big to open.
+constexpr double page_seconds = 120.0;
+
+// CLI::Range lets "nan" pass.
+std::string check_percentage(const std::string& text) {
+  double percent = 0.0;
+  if (CLI::detail::lexical_cast(text, percent) && percent >= 0.0 && percent <= 100.0) return "";
+  return text + " is not a number from 0 to 100";
+}
+
+std::span<const std::uint8_t> bytes(std::string_view text) {
+  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
+
+void check_job(const EvalJob& job) {
+  // Opening a pipe a second time would wait for ever.
+  std::error_code unknown;
+  const auto status = std::filesystem::status(job.settings.input, unknown);
+  if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+    throw FileError(job.settings.input, "not a regular file; eval reads its input more than once");
+  }
+  if (!job.html.empty() && job.html == job.json) {
+    throw FileError(job.html, "cannot hold both the page and the figures");
+  }
+}
+
+void run(const EvalJob& job, std::ostream& out) {
+  check_job(job);
+  // Opened first: a name that does not serve is known before the work, not after.
+  std::optional<OutputFile> json, html;
+  const bool json_to_out = job.json == "-";
+  if (!job.json.empty() && !json_to_out) json.emplace(job.json, job.force, job.settings.input);
+  if (!job.html.empty()) html.emplace(job.html, job.force, job.settings.input);
+
+  EvalSettings settings = job.settings;
+  settings.excerpt_seconds = html ? page_seconds : 0.0;
+  const EvalReport report = evaluate(settings);
+  if (html) {
+    write_page(report, [&](std::string_view piece) { html->write(bytes(piece)); });
+    html->commit();
+  }
+  if (json) {
+    json->write(bytes(json_report(report)));
+    json->commit();
+  }
+  out << (json_to_out ? json_report(report) : text_table(report)) << std::flush;
+  if (!out) throw FileError("standard output", "cannot be written");
+}
+
+}  // namespace
+
+CLI::App* add_eval_command(CLI::App& app, EvalJob& job) {
+  const std::map<std::string, int> flavors = {{"6.5", 0}, {"8.5", 1}, {"5", 2}, {"16", 3}};
+  const std::map<std::string, Concealment> concealments = {{"immediate", Concealment::immediate},
+                                                           {"deferred", Concealment::deferred}};
+  auto* eval =
+      app.add_subcommand("eval", "what each flavor does to a recording: quality and speed");
+  eval->add_option("input", job.settings.input, "audio file: any rate, any channels")->required();
+  eval->add_option("--flavor", job.settings.flavors,
+                   "flavors to try, comma-separated: 0 (6.5), 1 (8.5), 2 (5), 3 (16 kbit/s); "
+                   "by default all")
+      ->delimiter(',')
+      ->transform(CLI::Transformer(flavors))
+      ->check(CLI::Range(0, 3))
+      ->option_text("0..3|6.5|8.5|5|16");
+  eval->add_option("--loss", job.settings.losses,
+                   "percentages of the frames to lose, comma-separated, each a run of its own; "
+                   "by default 0")
+      ->delimiter(',')
+      ->check(check_percentage)
+      ->option_text("PERCENT");
+  eval->add_option("--seed", job.settings.seed, "of the losses")
+      ->check(CLI::NonNegativeNumber)  // a minus would wrap around
+      ->capture_default_str();
+  eval->add_option("--conceal", job.settings.concealment, "immediate or deferred")
+      ->transform(CLI::Transformer(concealments))
+      ->option_text("immediate|deferred");
+  eval->add_option("--json", job.json, "write the figures as JSON; - is standard output")
+      ->option_text("FILE|-");
+  eval->add_option("--html", job.html, "write a page with players and pictures")
+      ->option_text("FILE");
+  eval->add_flag("-f,--force", job.force, "replace existing outputs");
+  return eval;
+}
+
+int run_eval(const EvalJob& job, std::ostream& out, std::ostream& err) {
+  try {
+    run(job, out);
+  } catch (const std::exception& error) {
+    err << "quel: " << error.what() << '\n';
+    return 1;
+  }
+  return 0;
+}
+
+}  // namespace quel::tools

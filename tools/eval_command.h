@@ -1,0 +1,33 @@
+#pragma once
+
+#include <iosfwd>
+#include <string>
+
+#include "tools/eval_report.h"
+
+namespace CLI {
+class App;
+}
+
+namespace quel::tools {
+
+/// Measures the codec on one recording.
+struct EvalJob {
+  EvalSettings settings;
+  std::string json;    ///< file for the figures, "-" for `out` in place of the table; may be empty
+  std::string html;    ///< file for the page; may be empty
+  bool force = false;  ///< replace existing outputs
+};
+
+/// Declares `quel eval` and its options, which parsing stores in `job`; it lives as long as `app`.
+CLI::App* add_eval_command(CLI::App& app, EvalJob& job);
+
+/// Writes the table to `out` and what else the job asks for.
+///
+/// out  data
+/// err  gets "quel: FILE: cause" where something fails; no output file is then left behind
+///
+/// Returns the exit status: 0, or 1 for a failure.
+int run_eval(const EvalJob& job, std::ostream& out, std::ostream& err);
+
+}  // namespace quel::tools

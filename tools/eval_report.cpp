@@ -1,0 +1,195 @@
+#include "tools/eval_report.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <utility>
+
+#include "tools/audio_file.h"
+#include "tools/eval_spectral.h"
+#include "tools/eval_text.h"
+#include "tools/file_error.h"
+
+namespace quel::tools {
+namespace {
+
+using Pcm = std::vector<std::int16_t>;
+
+SnrTotals codec_totals(const std::vector<float>& ref, const std::vector<float>& test, int rate) {
+  SnrTotals totals;
+  const auto segment = static_cast<std::size_t>(rate / 50);
+  for (std::size_t start = 0; start < ref.size(); start += segment) {
+    snr(totals, ref.data() + start, test.data() + start,
+        static_cast<int>(std::min(segment, ref.size() - start)));
+  }
+  return totals;
+}
+
+Pcm excerpt(const Pcm& pcm, int rate, double seconds) {
+  const double samples = std::min(seconds * rate, static_cast<double>(pcm.size()));
+  return {pcm.begin(), pcm.begin() + static_cast<std::ptrdiff_t>(samples)};
+}
+
+EvalResult result_of(const EvalSettings& settings, int flavor, double loss, const Pcm& source) {
+  EvalResult result;
+  result.flavor = flavor;
+  result.loss_percent = loss;
+  Pcm heard;
+  result.trial = try_codec(flavor, source, {settings.concealment, loss, settings.seed}, &heard);
+  const int rate = check(quel_sampling_rate(flavor));
+  const std::vector<float> ref = reference(flavor, source);
+  const std::vector<float> test(heard.begin(), heard.end());
+  result.totals = codec_totals(ref, test, rate);
+  result.distortion = log_spectral_distortion(ref, test, rate);
+  result.intelligible = intelligibility(ref, test, rate);
+  result.heard = excerpt(heard, rate, settings.excerpt_seconds);
+  return result;
+}
+
+std::optional<double> if_finite(double value) {
+  if (!std::isfinite(value)) return std::nullopt;
+  return value;
+}
+
+std::optional<double> speed(double sound, double processor) {
+  return processor > 0.0 ? if_finite(sound / processor) : std::nullopt;
+}
+
+std::string cell(const std::optional<double>& value, int decimals, std::size_t width) {
+  std::string text = value ? fixed(*value, decimals) : "-";
+  text.insert(0, text.size() < width ? width - text.size() : 0, ' ');
+  return text;
+}
+
+std::string json_number(const std::optional<double>& value) {
+  return value ? shortest(*value) : "null";
+}
+
+using JsonFields = std::vector<std::pair<const char*, std::string>>;
+
+std::string json_object(const JsonFields& fields, const std::string& indent) {
+  std::string out = "{";
+  for (const auto& [name, value] : fields) {
+    out += (out.size() > 1 ? ",\n" : "\n") + indent + "  " + json_string(name) + ": " + value;
+  }
+  return out + "\n" + indent + "}";
+}
+
+JsonFields json_fields(const EvalResult& result) {
+  const EvalFigures values = figures(result);
+  return {{"flavor", std::to_string(result.flavor)},
+          {"name", json_string(flavor_name(result.flavor))},
+          {"sampling_rate", std::to_string(check(quel_sampling_rate(result.flavor)))},
+          {"loss_percent", shortest(result.loss_percent)},
+          {"frames", std::to_string(result.trial.frames)},
+          {"lost", std::to_string(result.trial.lost)},
+          {"bytes", std::to_string(result.trial.bytes)},
+          {"bit_rate", shortest(values.bit_rate)},
+          {"snr_db", json_number(values.snr)},
+          {"segmental_snr_db", json_number(values.segmental)},
+          {"codec_snr_db", json_number(values.codec_snr)},
+          {"codec_segmental_snr_db", json_number(values.codec_segmental)},
+          {"log_spectral_distortion_db", json_number(values.distortion)},
+          {"stoi", json_number(values.stoi)},
+          {"estoi", json_number(values.estoi)},
+          {"encode_speed", json_number(values.encode_speed)},
+          {"decode_speed", json_number(values.decode_speed)}};
+}
+
+}  // namespace
+
+const char* flavor_name(int flavor) {
+  constexpr std::array<const char*, 4> names = {"6.5", "8.5", "5", "16"};
+  return names.at(static_cast<std::size_t>(flavor));
+}
+
+EvalReport evaluate(const EvalSettings& settings) {
+  EvalReport report;
+  report.settings = settings;
+  std::map<int, Pcm> sources;
+  for (const int flavor : settings.flavors) {
+    const int rate = check(quel_sampling_rate(flavor));
+    if (sources.contains(rate)) continue;
+    const Pcm& source = sources[rate] = read_audio(settings.input, rate);
+    if (source.empty()) throw FileError(settings.input, "holds no sound");
+    if (source.size() > wav_max_samples) {
+      throw FileError(settings.input, "is longer than " + std::to_string(wav_max_samples) +
+                                          " samples at " + std::to_string(rate) + " Hz");
+    }
+    report.seconds = static_cast<double>(source.size()) / rate;
+    report.sources[rate] = excerpt(source, rate, settings.excerpt_seconds);
+  }
+  for (const int flavor : settings.flavors) {
+    const Pcm& source = sources.at(check(quel_sampling_rate(flavor)));
+    for (const double loss : settings.losses) {
+      report.results.push_back(result_of(settings, flavor, loss, source));
+    }
+  }
+  return report;
+}
+
+EvalFigures figures(const EvalResult& result) {
+  const Trial& trial = result.trial;
+  EvalFigures out;
+  if (trial.coded_seconds > 0.0) {
+    out.bit_rate = 8.0 * static_cast<double>(trial.bytes) / trial.coded_seconds;
+  }
+  if (trial.figures) {
+    out.snr = if_finite(trial.figures->snr);
+    out.segmental = if_finite(trial.figures->segmental);
+  }
+  if (result.totals.cntsnr > 0.0f) {
+    out.codec_snr = if_finite(static_cast<double>(result.totals.snr));
+    out.codec_segmental = if_finite(static_cast<double>(result.totals.segsnr));
+  }
+  out.distortion = result.distortion;
+  if (result.intelligible) {
+    out.stoi = result.intelligible->stoi;
+    out.estoi = result.intelligible->estoi;
+  }
+  out.encode_speed = speed(trial.coded_seconds, trial.encode_seconds);
+  out.decode_speed = speed(trial.coded_seconds, trial.decode_seconds);
+  return out;
+}
+
+std::string text_table(const EvalReport& report) {
+  std::string out =
+      "flavor kbit/s   loss      lost/frames   bit/s  SNR dB seg. dB  snr dB segsnr  LSD dB"
+      "   STOI  ESTOI enc. x dec. x\n";
+  for (const EvalResult& result : report.results) {
+    const EvalFigures values = figures(result);
+    const std::string frames =
+        std::to_string(result.trial.lost) + "/" + std::to_string(result.trial.frames);
+    const std::string name = flavor_name(result.flavor);
+    const std::string loss = shortest(result.loss_percent) + " %";
+    out += cell(result.flavor, 0, 6) + std::string(7 - name.size(), ' ') + name;
+    out += std::string(loss.size() < 7 ? 7 - loss.size() : 1, ' ') + loss;
+    out += std::string(frames.size() < 17 ? 17 - frames.size() : 1, ' ') + frames;
+    out += cell(values.bit_rate, 0, 8) + cell(values.snr, 2, 8) + cell(values.segmental, 2, 8);
+    out += cell(values.codec_snr, 2, 8) + cell(values.codec_segmental, 2, 7);
+    out += cell(values.distortion, 2, 8) + cell(values.stoi, 3, 7) + cell(values.estoi, 3, 7);
+    out += cell(values.encode_speed, 0, 7) + cell(values.decode_speed, 0, 7) + "\n";
+  }
+  return out;
+}
+
+std::string json_report(const EvalReport& report) {
+  std::string results = "[";
+  for (const EvalResult& result : report.results) {
+    results +=
+        (results.size() > 1 ? ",\n    " : "\n    ") + json_object(json_fields(result), "    ");
+  }
+  results += "\n  ]";
+  const EvalSettings& settings = report.settings;
+  const bool immediate = settings.concealment == Concealment::immediate;
+  return json_object({{"input", json_string(settings.input)},
+                      {"seconds", shortest(report.seconds)},
+                      {"seed", std::to_string(settings.seed)},
+                      {"concealment", json_string(immediate ? "immediate" : "deferred")},
+                      {"results", results}},
+                     "") +
+         "\n";
+}
+
+}  // namespace quel::tools
