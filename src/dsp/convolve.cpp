@@ -18,4 +18,12 @@ void backfil2(const float* x, float* y, const float* h, int L) {
   }
 }
 
+void convolve16(const float* x, const float* h, float* y, int L) {
+  convolve(x, h, y, L);
+}
+
+void corr_xh(const float* x, float* y, const float* h, int L) {
+  backfil2(x, y, h, L);
+}
+
 }  // namespace quel

@@ -11,15 +11,11 @@ namespace quel {
 void convolve(const float* x, const float* h, float* y, int L);
 
 /// The wideband coder's name for `convolve`.
-inline void convolve16(const float* x, const float* h, float* y, int L) {
-  convolve(x, h, y, L);
-}
+void convolve16(const float* x, const float* h, float* y, int L);
 
 /// Backward filtering of the target: y[n] = sum over k = 0..L-1-n of x[n+k] * h[k], the adjoint of
 /// `convolve`. Shapes as there. `backfil2` serves the narrowband coder, `corr_xh` the wideband one.
 void backfil2(const float* x, float* y, const float* h, int L);
-inline void corr_xh(const float* x, float* y, const float* h, int L) {
-  backfil2(x, y, h, L);
-}
+void corr_xh(const float* x, float* y, const float* h, int L);
 
 }  // namespace quel

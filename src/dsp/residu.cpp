@@ -10,4 +10,8 @@ void residu(const float* a, int m, const float* x, float* y, int lg) {
   }
 }
 
+void residu16(const float* a, int m, const float* x, float* y, int lg) {
+  residu(a, m, x, y, lg);
+}
+
 }  // namespace quel

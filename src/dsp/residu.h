@@ -12,8 +12,6 @@ namespace quel {
 void residu(const float* a, int m, const float* x, float* y, int lg);
 
 /// The wideband coder's name for `residu`.
-inline void residu16(const float* a, int m, const float* x, float* y, int lg) {
-  residu(a, m, x, y, lg);
-}
+void residu16(const float* a, int m, const float* x, float* y, int lg);
 
 }  // namespace quel

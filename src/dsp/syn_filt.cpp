@@ -19,4 +19,8 @@ void syn_filt(const float* a, int m, const float* x, float* y, int lg, float* me
   if (update != 0) std::copy_n(yy + lg - m, m, mem);
 }
 
+void syn_filt16(const float* a, int m, const float* x, float* y, int lg, float* mem, int update) {
+  syn_filt(a, m, x, y, lg, mem, update);
+}
+
 }  // namespace quel

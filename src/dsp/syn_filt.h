@@ -16,9 +16,6 @@ namespace quel {
 void syn_filt(const float* a, int m, const float* x, float* y, int lg, float* mem, int update);
 
 /// The wideband coder's name for `syn_filt`.
-inline void syn_filt16(const float* a, int m, const float* x, float* y, int lg, float* mem,
-                       int update) {
-  syn_filt(a, m, x, y, lg, mem, update);
-}
+void syn_filt16(const float* a, int m, const float* x, float* y, int lg, float* mem, int update);
 
 }  // namespace quel

@@ -11,4 +11,8 @@ void weight_a(const float* a, float* ap, float gamma, int m) {
   }
 }
 
+void pondai(const float* a, float* ap, float gamma, int m) {
+  weight_a(a, ap, gamma, m);
+}
+
 }  // namespace quel

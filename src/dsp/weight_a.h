@@ -12,8 +12,6 @@ namespace quel {
 void weight_a(const float* a, float* ap, float gamma, int m);
 
 /// The narrowband coder's name for `weight_a`.
-inline void pondai(const float* a, float* ap, float gamma, int m) {
-  weight_a(a, ap, gamma, m);
-}
+void pondai(const float* a, float* ap, float gamma, int m);
 
 }  // namespace quel
