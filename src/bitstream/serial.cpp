@@ -109,10 +109,9 @@ void prm2binary(const std::int32_t* prm, std::uint8_t* bits, std::int32_t flavor
 void binary2prm(std::int32_t* prm, const std::uint8_t* bits, std::int32_t flavor) {
   const Layout layout = layout_of(flavor);
   if (layout.count == 0) return;
-  // The head is a byte's worth, so placing its byte first makes it a little-endian word like the
-  // fields; a host that swaps the whole array then reads it right.
-  prm[0] = 0;
-  *reinterpret_cast<std::uint8_t*>(prm) = static_cast<std::uint8_t>(layout.decoder_head);
+  // In the host's own order, unlike the fields: the decoder that reads it undoes the swap that a
+  // big-endian host gives the whole array.
+  prm[0] = layout.decoder_head;
   std::int32_t position = 0;
   for (std::int32_t k = 0; k < layout.count; ++k) {
     std::int32_t* word = prm + layout.decoder_word + k;

@@ -26,8 +26,8 @@ void bitcopy(std::uint8_t* dst, const std::uint8_t* src, std::int32_t dstBit, st
 /// flavor  0..3; any other does nothing
 void prm2binary(const std::int32_t* prm, std::uint8_t* bits, std::int32_t flavor);
 
-/// Unpacks one frame's bit string. Every word, word 0 included, comes out in little-endian byte
-/// order: a big-endian host swaps the array afterwards.
+/// Unpacks one frame's bit string. The fields come out in little-endian byte order, word 0 in the
+/// host's: a big-endian host swaps the array afterwards, and whoever reads word 0 swaps that back.
 ///
 /// prm     flavors 0..2: [0..20], word 0 the flavor; flavor 3: [0..22], word 0 the bad-frame flag,
 ///         here 0, and each field one place behind where the encoder has it

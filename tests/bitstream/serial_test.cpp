@@ -50,7 +50,9 @@ Bytes pack(Words prm, std::int32_t flavor, Bytes bits) {
 Words unpack(const Bytes& bits, std::int32_t flavor) {
   Words prm(flavor == 3 ? 23 : 21, -1);
   binary2prm(prm.data(), bits.data(), flavor);
+  const std::int32_t head = prm[0];  // in the host's order before the swap
   little_endian(prm);
+  prm[0] = head;
   return prm;
 }
 
