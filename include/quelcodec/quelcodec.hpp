@@ -119,8 +119,10 @@ class Decoder {
   /// pcm       room for max_samples() is always enough
   std::size_t decode(std::span<const std::uint8_t> unit, std::uint32_t received,
                      std::span<std::int16_t> pcm) {
-    return static_cast<std::size_t>(check(
-        quel_decode(stream_.get(), unit.data(), unit.size(), received, pcm.data(), pcm.size())));
+    // An empty span may point anywhere, an emptied vector's for one.
+    const std::uint8_t* const bytes = unit.empty() ? nullptr : unit.data();
+    return static_cast<std::size_t>(
+        check(quel_decode(stream_.get(), bytes, unit.size(), received, pcm.data(), pcm.size())));
   }
   /// The same into memory of its own.
   std::vector<std::int16_t> decode(std::span<const std::uint8_t> unit,

@@ -124,6 +124,15 @@ TEST_P(Classes, ConcealmentIsImmediateUnlessAskedOtherwise) {
   EXPECT_EQ(deferred.decode(unit).size(), 2 * samples);
 }
 
+TEST_P(Classes, AnEmptyUnitIsALostOneWhereverItPoints) {
+  Decoder decoder(GetParam()), twin(GetParam());
+  std::vector<std::uint8_t> unit(static_cast<std::size_t>(quel_bytes_per_unit(GetParam())));
+  unit.clear();  // keeps its memory
+  ASSERT_NE(unit.data(), nullptr);
+  EXPECT_EQ(decoder.decode(unit, 0), twin.conceal());
+  EXPECT_EQ(error_of([&] { decoder.decode(unit); }), QUEL_ERROR_ARGUMENT);
+}
+
 TEST_P(Classes, FailuresThrowTheirCodes) {
   Encoder encoder(GetParam());
   Decoder decoder(GetParam());
