@@ -388,6 +388,55 @@ TEST(Plugin, InitDecoderResetsEveryDecoder) {
   }
 }
 
+// Lost frames of one flavor are made up for in the next one that arrives, whatever its flavor.
+TEST(Plugin, AnotherFlavorKeepsTheDecodersStates) {
+  encode_calls(1, Pcm(2304));  // sets the record, so that both decoders start from one
+  ready_to_decode(1);
+  decode_call(random_bytes(19 * 9, 20), 0x7f);
+  ASSERT_EQ(numPacketsMissing, 2);
+  FrameDecoder alone = process_decoder;
+  Mode mode = process_mode;
+  SetFlavor(0);
+  const Bytes bytes = random_bytes(29, 21);
+  const Pcm out = decode_call(bytes, 3);
+  EXPECT_EQ(out.size(), 4u * 144u);
+  EXPECT_EQ(prmBits, 116);
+
+  set_mode(mode, 0);
+  Pcm expected(out.size());
+  std::uint32_t mask = 3;
+  std::int32_t samples = 0;
+  VXDecode(alone, mode, bytes.data(), expected.data(), 29, &mask, 0, &samples);
+  EXPECT_EQ(out, expected);
+}
+
+// On one thread, so that they meet in i_heap.
+TEST_P(PluginFlavor, StreamsBetweenItsCallsDisturbNothing) {
+  const int flavor = GetParam();
+  SetFlavor(static_cast<std::uint16_t>(flavor));
+  std::uint32_t samples = 0, bytes = 0;
+  InitEncoder(8000, 2, &samples, &bytes);
+  ready_to_decode(static_cast<std::uint16_t>(flavor));
+  constexpr std::size_t calls = 3;
+  const Pcm pcm = speech_like_pcm(static_cast<int>(samples * calls), 22);
+  Bytes units(bytes * calls);
+  Pcm decoded;
+  for (std::size_t k = 0; k < calls; ++k) {
+    for (int other = 0; other < 4; ++other) {
+      const std::byte* const heap = i_heap;
+      stream_pcm(other, stream_units(other, Pcm(480, 999)), {0xf5u}, 100);
+      EXPECT_EQ(i_heap, heap);
+    }
+    Encode(&pcm[k * samples], &units[k * bytes]);
+    const auto at = units.begin() + static_cast<std::ptrdiff_t>(k * bytes);
+    const Pcm part = decode_call(Bytes(at, at + static_cast<std::ptrdiff_t>(bytes)), 0xffe7u);
+    decoded.insert(decoded.end(), part.begin(), part.end());
+  }
+  EXPECT_EQ(units, stream_units(flavor, pcm));
+  EXPECT_EQ(decoded, stream_pcm(flavor, units, std::vector<std::uint32_t>(calls, 0xffe7u),
+                                static_cast<std::size_t>(framesPerCall)));
+}
+
 TEST(Plugin, FreeingFreesNothing) {
   const Pcm pcm = speech_like_pcm(2304, 16);
   const Bytes before = encode_calls(1, pcm);

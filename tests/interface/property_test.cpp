@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "interface/unix_prop.h"
+#include "quelcodec/quelcodec.h"
 #include "support/signals.h"
 
 namespace {
@@ -291,6 +292,17 @@ TEST(Create, ShortMemoryGivesNull) {
   const std::unique_ptr<CProp> prop = CProp::Create();
   memory_is_short = false;
   EXPECT_EQ(prop, nullptr);
+}
+
+TEST(Create, ShortMemoryAnswersNoHostUntilThereIsSome) {
+  std::uint16_t length = 999;
+  memory_is_short = true;
+  const void* result = GetFlavorProperty(3, 1, &length);
+  memory_is_short = false;
+  EXPECT_EQ(result, nullptr);
+  EXPECT_EQ(length, 0);
+  EXPECT_NE(GetFlavorProperty(3, 1, &length), nullptr);
+  EXPECT_EQ(length, 4);
 }
 
 // Names are asked for with 50 characters, the other texts with 256.
