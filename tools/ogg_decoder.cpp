@@ -18,7 +18,7 @@ Concealment stream_concealment(OggConcealment concealment) {
 }  // namespace
 
 int ogg_preroll(int flavor) {
-  return (flavor == QUEL_FLAVOR_16K ? 2 : 3) * check(quel_sampling_rate(flavor));
+  return 3 * check(quel_sampling_rate(flavor));
 }
 
 OggDecoder::OggDecoder(OggReader& reader, OggDecodeOptions options)

@@ -24,10 +24,9 @@ struct OggDecodeOptions {
   std::function<bool()> lose;
 };
 
-/// Samples that are decoded and thrown away ahead of a place that was sought. From there on the
-/// output is within 1 of what a decoder gives that starts at the beginning: after 1.07 s in the
-/// worst of 2000 places in recorded speech for each of flavors 0 to 2, after 0.70 s for flavor 3.
-/// This is close to three times that: 3 s and 2 s.
+/// Samples that are decoded and thrown away ahead of a place that was sought: 3 s. In recorded
+/// speech the output was within 1 of what a decoder gives that starts at the beginning after 1.2 s
+/// or less at each of 2000 places for each flavor (docs/ogg-mapping.md).
 int ogg_preroll(int flavor);
 
 /// Turns a stream into sound that lies where the source lay, to the sample, whatever was lost.
