@@ -39,7 +39,8 @@ int flavor_figure(int flavor, Figure figure) {
 }
 
 // Takes the caller's options, which may be older (shorter) or newer (longer) than ours. What an
-// older caller does not know keeps its default in `known`; what we do not know must be zero.
+// older caller does not know keeps its default in `known`; what we do not know must be zero. A
+// member added later must enlarge its struct: within an older caller's padding stands anything.
 template <typename Options>
 bool take_options(const Options* given, std::size_t oldest, Options& known) {
   std::size_t size = 0;

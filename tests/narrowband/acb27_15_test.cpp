@@ -84,6 +84,27 @@ TEST(Acb15, ChoosesThePulsesOfAPlainSearchInDouble) {
   }
 }
 
+// Small whole numbers, which float and double both hold exactly and which tie everywhere: of the
+// measures, of the pairs and of the rotations, the first found must stay.
+AcbSubframe whole_number_subframe(unsigned seed) {
+  Random random(seed);
+  AcbSubframe s = {};
+  s.h[0] = 1.0f;
+  for (int n = 1; n < 5; ++n) s.h[n] = static_cast<float>(random.integer(-1, 1));
+  for (float& x : s.x2) x = static_cast<float>(random.integer(-1, 1));
+  backfil2(s.x2, s.dn, s.h, 48);
+  std::copy_n(s.dn, 48, s.res);  // of equal energy, so that its weight is 1
+  return s;
+}
+
+TEST(Acb27And15, OfEqualMeritsTheFirstFoundStays) {
+  for (unsigned seed = 0; seed < 300; ++seed) {
+    const auto s = whole_number_subframe(seed);
+    EXPECT_EQ(decode(acb_27, search(acb_27, s), acb_delta), PlainSearch(s).acb_27()) << seed;
+    EXPECT_EQ(decode(acb_15, search(acb_15, s), acb_delta), PlainSearch(s).acb_15()) << seed;
+  }
+}
+
 TEST(Acb27And15, BeatRandomWords) {
   Random random(11);
   for (const Codebook& codebook : {acb_27, acb_15}) {
