@@ -144,6 +144,31 @@ TEST_F(EvalCommand, APipeIsRefused) {
   EXPECT_THAT(err.str(), HasSubstr("pipe: not a regular file"));
 }
 
+TEST_F(EvalCommand, AsAShellUserRunsIt) {
+  const auto good =
+      test::run_program(QUEL_PROGRAM, {"eval", path("s.wav"), "--flavor", "2,16", "--loss", "0,50",
+                                       "--json", "-", "--html", path("p.html")});
+  EXPECT_EQ(good.status, 0) << good.err;
+  EXPECT_THAT(good.out, StartsWith("{\n"));
+  EXPECT_EQ(good.err, "");
+  EXPECT_THAT(names(), ElementsAre("p.html", "s.wav"));
+  const auto usage = test::run_program(QUEL_PROGRAM, {"eval", path("s.wav"), "--flavor", "4"});
+  EXPECT_EQ(usage.status, 2);
+  EXPECT_EQ(usage.out, "");
+  const auto missing = test::run_program(QUEL_PROGRAM, {"eval", path("none.wav")});
+  EXPECT_EQ(missing.status, 1);
+  EXPECT_EQ(missing.err, "quel: " + path("none.wav") + ": No such file or directory\n");
+}
+
+TEST_F(EvalCommand, OneSampleIsEnough) {
+  test::write_audio(path("s.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_16, 8000, 1,
+                    std::vector<std::int16_t>{1000});
+  job.settings.flavors = {0, 1, 2, 3};
+  job.html = path("p.html");
+  EXPECT_EQ(run(), 0) << err.str();
+  EXPECT_THAT(names(), ElementsAre("p.html", "s.wav"));
+}
+
 TEST_F(EvalCommand, SaysWhereTheTableCannotBeWritten) {
   out.setstate(std::ios::badbit);
   EXPECT_EQ(run_eval(job, out, err), 1);
