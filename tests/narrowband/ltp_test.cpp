@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <limits>
 #include <numbers>
+#include <utility>
 #include <vector>
 
 #include "dsp/convolve.h"
@@ -162,6 +163,16 @@ TEST(NormCorr, SilentPastGivesZero) {
   for (std::size_t k = 20; k < 50; ++k) EXPECT_EQ(corr[k], 0.0f);
 }
 
+TEST(NormCorr, EnergyOfTheDelayedVectorHasABiasOfAHundredth) {
+  Excitation exc(Floats(past + 48));
+  Floats xn(48), h(48), corr(50);
+  xn[0] = h[0] = 1.0f;
+  exc.start()[-30] = 0.1f;
+  norm_corr(exc.start(), xn.data(), h.data(), 20, 49, corr.data());
+  // Float roundings of a value below 1, and of its two constants.
+  EXPECT_NEAR(corr[30], 0.1 / std::sqrt(0.01 + 0.01), 2e-7);
+}
+
 struct Found {
   int T0, frac;
 };
@@ -233,6 +244,37 @@ TEST(PitchFr, EqualCorrelationsKeepTheLowestLagAndItsWholeSample) {
   // Every lag reads the same ones; the whole-sample phase has the larger sum.
   EXPECT_EQ(pitch_fr(constant.start(), xn.data(), h.data(), 40, 49, 48, &frac), 40);
   EXPECT_EQ(frac, 0);
+}
+
+// Correlations that fall off alike on both sides of lag 60: peak, one, two and three lags away. All
+// delayed vectors hold the same few samples, so they have one norm and the two sides tie exactly.
+Found search_symmetric(const std::array<float, 4>& side) {
+  Excitation exc(Floats(past + 48));
+  for (int d = -3; d <= 3; ++d) {
+    exc.start()[-40 - d] = side[static_cast<std::size_t>(std::abs(d))];
+  }
+  Floats xn(48), h(48), corr(71);
+  xn[20] = h[0] = 1.0f;
+  norm_corr(exc.start(), xn.data(), h.data(), 53, 70, corr.data());
+  for (std::size_t d = 0; d < 8; ++d) EXPECT_EQ(corr[60 - d], corr[60 + d]);
+  float before = 0.0f, after = 0.0f;
+  for (const auto& [step, phase] : {std::pair{0, -1}, std::pair{-1, 1}}) {
+    interpol(&corr[static_cast<std::size_t>(60 + step)], &before, inter3_1, 4, phase, 1);
+    interpol(&corr[static_cast<std::size_t>(60 - step)], &after, inter3_1, 4, -phase, 1);
+    EXPECT_EQ(before, after);
+  }
+  Found found{};
+  found.T0 = pitch_fr(exc.start(), xn.data(), h.data(), 57, 66, 48, &found.frac);
+  return found;
+}
+
+TEST(PitchFr, EqualThirdsKeepTheShorterLag) {
+  const Found third = search_symmetric({100.0f, 99.0f, -100.0f, 0.0f});
+  EXPECT_EQ(third.T0, 60);
+  EXPECT_EQ(third.frac, -1);
+  const Found two_thirds = search_symmetric({100.0f, 99.0f, 95.0f, 0.0f});
+  EXPECT_EQ(two_thirds.T0, 59);
+  EXPECT_EQ(two_thirds.frac, 1);
 }
 
 TEST(PredLt, IsTheExcitationInterpolatedAtItsDelay) {
