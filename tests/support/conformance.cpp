@@ -58,7 +58,7 @@ void add_speech(std::vector<std::int16_t>& out, int n, Random& random) {
       s1[k] = y;
       x = y * (1.0 - radius[k]) * 3.0;
     }
-    out.push_back(clip(x * 9000.0));
+    out.push_back(clip(x * 300000.0));
   }
 }
 

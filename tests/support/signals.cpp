@@ -45,6 +45,7 @@ std::vector<float> speech_like(int n, std::uint64_t seed, double sampling_rate) 
   double s1[3] = {}, s2[3] = {};  // resonator states
   double f[3] = {500, 1500, 2500}, target[3] = {500, 1500, 2500};
   double pitch = random.uniform(90, 220), phase = 0, level = 0, wanted = 1;
+  double peak = 1e-9;
   bool voiced = true;
   int left = 0;
   for (float& sample : out) {
@@ -73,8 +74,10 @@ std::vector<float> speech_like(int n, std::uint64_t seed, double sampling_rate) 
       s1[k] = y;
       x = y * (1 - r) * 4;
     }
-    sample = static_cast<float>(std::clamp(x * 6000, -32000.0, 32000.0));
+    sample = static_cast<float>(x);
+    peak = std::max(peak, std::fabs(x));
   }
+  for (float& sample : out) sample = static_cast<float>(sample * (20000.0 / peak));
   return out;
 }
 

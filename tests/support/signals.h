@@ -28,7 +28,7 @@ class Random {
 std::vector<float> noise(int n, std::uint64_t seed, double deviation = 1000.0);
 
 /// n samples like voiced and unvoiced speech: pulse trains of gliding pitch and noise bursts
-/// through three moving resonances, with pauses; within 16 bits, peak near 20000.
+/// through three moving resonances, with pauses; peak 20000.
 std::vector<float> speech_like(int n, std::uint64_t seed, double sampling_rate = 8000.0);
 
 /// speech_like rounded to PCM.
