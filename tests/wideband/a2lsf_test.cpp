@@ -138,6 +138,64 @@ TEST(A2lsf, RootOnAGridPointCountsOnceAndExactly) {
   EXPECT_NEAR(lsp[3], -std::sqrt(0.125), 1e-5);
 }
 
+TEST(A2lsf, RootsOfBothPolynomialsOnTheSamePointAreDefined) {
+  // Sum polynomial 2 (X - 1/2)(X + 1), difference polynomial 2 (X - 1/4)(X + 1): the last search
+  // starts and ends on the grid's end, where its polynomial is zero too.
+  const std::vector<float> a = {1.0f, 1.25f, 0.25f, 0.75f, 0.75f};
+  std::vector<float> lsp(4), old(4, -7.0f);
+  a2lsf(a.data(), lsp.data(), old.data(), 4);
+  EXPECT_NEAR(lsp[0], 0.5, 1e-5);
+  EXPECT_NEAR(lsp[1], 0.25, 1e-5);
+  EXPECT_EQ(lsp[2], -1.0f);
+  EXPECT_EQ(lsp[3], -1.0f);
+}
+
+TEST(A2lsf, LinesInOneGridIntervalAreBothFound) {
+  // Half an interval apart, near the middle of interval 40: its first root found, the search for
+  // the other polynomial's goes on in the same interval.
+  std::vector<float> lsp(16), a(17);
+  for (int i = 0; i < 16; ++i) {
+    const double w = i == 6 ? 40.25 * pi / 100 : i == 7 ? 40.75 * pi / 100 : (i + 1) * pi / 17;
+    lsp[static_cast<std::size_t>(i)] = static_cast<float>(std::cos(w));
+  }
+  lsf2a(lsp.data(), a.data(), 16);
+  const auto found = lines_of(a);
+  ASSERT_NE(found, fallback);
+  for (std::size_t i = 0; i < 16; ++i) EXPECT_NEAR(found[i], lsp[i], 4e-5) << i;  // as above
+}
+
+TEST(A2lsf, RefinesByFourBisectionsAndAChord) {
+  std::vector<float> grid(lsf_grid_points);
+  init_grid(grid.data());
+  int closer_to_four = 0;
+  for (unsigned seed = 0; seed < 20; ++seed) {
+    const auto a = stable_filter(16, seed);
+    const auto lsp = lines_of(a);
+    if (lsp == fallback) continue;
+    for (std::size_t i = 0; i < 16; ++i) {
+      // The interval from the grid; the previous root bounds it where that is nearer.
+      const auto below =
+          std::find_if(grid.begin(), grid.end(), [&](float g) { return g < lsp[i]; });
+      const double start = i > 0 ? std::min(*(below - 1), lsp[i - 1]) : *(below - 1);
+      const auto f = [&](double x) { return on_circle(a, std::acos(x), i % 2 == 0 ? 1 : -1); };
+      double chord[2];
+      for (const int bisections : {4, 5}) {
+        double low = *below, high = start;
+        for (int step = 0; step < bisections; ++step) {
+          const double mid = 0.5 * (low + high);
+          (f(low) * f(mid) <= 0 ? high : low) = mid;
+        }
+        chord[bisections - 4] = low - f(low) * (high - low) / (f(high) - f(low));
+      }
+      // Rounding of a line and of the coefficients, which shallow roots magnify.
+      if (std::abs(chord[0] - chord[1]) < 2e-6) continue;
+      EXPECT_LT(std::abs(lsp[i] - chord[0]), std::abs(lsp[i] - chord[1])) << seed << ' ' << i;
+      ++closer_to_four;
+    }
+  }
+  EXPECT_GT(closer_to_four, 20);
+}
+
 TEST(A2lsf, FifteenRootsGiveTheFallbackWhole) {
   std::vector<float> lsp(16), a(17);
   for (int i = 0; i < 16; ++i) {

@@ -287,6 +287,21 @@ TEST(Acelp4585, FirstOfEqualSamplesIsTaken) {
   const Result out = search(in);
   for (int t = 0; t < 5; ++t) EXPECT_EQ(out.work.pos_max[static_cast<std::size_t>(t)], t);
   expect_decodable(out);
+  // All starts are as good, and so are both rotations: track 0 leads in the first of them.
+  EXPECT_EQ(out.work.best_position[0], 0);
+  EXPECT_EQ(out.work.best_position[1], 1);
+}
+
+TEST(Acelp4585, BiasOfOneWeighsFaintTargetsAndResiduals) {
+  Input in;
+  in.h[0] = 1.0f;
+  in.dn[0] = -0.1f;
+  in.cn[0] = 1.0f;
+  // sqrt(1.01 / 2) - 0.2 is positive where sqrt(0.01 / 1) - 0.2 is not.
+  EXPECT_EQ(search(in).work.sign[0], 1.0f);
+  in.cn[0] = -1.0f;
+  in.dn[0] = 0.1f;
+  EXPECT_EQ(search(in).work.sign[0], -1.0f);
 }
 
 TEST(Acelp4585, RecoversAPlantedCodeThroughAFlatResponse) {
@@ -310,7 +325,8 @@ TEST(Acelp4585, DigitalSilenceIsStillACode) {
   Input in;
   expect_decodable(search(in));
   for (const float v : search(in).y) EXPECT_EQ(v, 0.0f);
-  in.h[0] = 1.0f;  // silent target, live filter
+  for (const float v : search(in).work.sign) EXPECT_EQ(v, 1.0f);  // zero is not negative
+  in.h[0] = 1.0f;                                                 // silent target, live filter
   const Result out = search(in);
   expect_decodable(out);
   EXPECT_EQ(out.y, out.code);
@@ -421,6 +437,22 @@ TEST(SearchIxiy, TakesTheBestOfAllPairsAndTheFirstOfEquals) {
     EXPECT_EQ(iy, best_y);
     EXPECT_FLOAT_EQ(ps * ps / alp, static_cast<float>(best));
   }
+}
+
+TEST(SearchIxiy, EnergyWithTheFirstPulseIsSinglePrecision) {
+  Vector dn{}, dn2{};
+  dn2[5] = -1.0f;
+  dn.fill(1.0f);
+  std::array<float, 16> cor_x{}, cor_y;
+  const std::array<float, 256> cross{};
+  cor_x[1] = 1.0f;
+  cor_y.fill(-16777212.0f);  // 4 - 2^24
+  float ps = 1.0f, alp = 16777216.0f;
+  std::int32_t ix = 0, iy = 1;
+  wideband::search_ixiy(0, 1, ps, alp, ix, iy, dn.data(), dn2.data(), cor_x.data(), cor_y.data(),
+                        cross.data());
+  EXPECT_EQ(ix, 5);
+  EXPECT_EQ(alp, 4.0f);  // 2^24 + 1 is no float
 }
 
 TEST(SearchIxiy, WithoutACandidateThePairStays) {

@@ -103,6 +103,43 @@ TEST(NormCorr, TailEnergyThatRunsNegativeStaysFinite) {
   }
 }
 
+// A silent past through a response of one tap, met by a target of ones.
+Signals single_tap() {
+  Signals s(3);
+  std::fill(s.buffer.begin(), s.buffer.end(), 0.0f);
+  std::fill(s.h.begin(), s.h.end(), 0.0f);
+  s.h[0] = 1.0f;
+  std::fill(s.xn.begin(), s.xn.end(), 1.0f);
+  return s;
+}
+
+TEST(NormCorr, BiasKeepsFaintExcitationBounded) {
+  Signals s = single_tap();
+  s.buffer[past - 50] = 0.1f;
+  const auto corr = correlations(s, 60, 60);
+  for (const float v : corr) EXPECT_NEAR(v, 0.1 / std::sqrt(0.01 + 0.01), 1e-6);
+}
+
+TEST(NormCorr, EnergyThatVanishesBecomesAHundredth) {
+  // Beside 1e18 the bias of 0.01 is lost: when the loud sample has left, nothing remains.
+  Signals s = single_tap();
+  s.buffer[past - 1] = 1e9f;
+  const auto corr = correlations(s, 30, 100);
+  EXPECT_EQ(corr.back(), 0.0f);
+  EXPECT_EQ(corr.front(), 1.0f);
+}
+
+TEST(NormCorr, TailEnergyIsHeldAtZero) {
+  // 60 is lost beside 1e18, and is taken off all the same once the loud sample has left: were the
+  // tail allowed to be negative, it would eat into the energy of the sample in front.
+  Signals s = single_tap();
+  s.buffer[past - 1] = 1e9f;
+  s.buffer[past - 2] = std::sqrt(60.0f);
+  s.buffer[past - 60] = 10.0f;
+  const auto corr = correlations(s, 30, 90);
+  EXPECT_NEAR(corr[static_cast<std::size_t>(85 - 26)], 1.0, 1e-6);
+}
+
 TEST(NormCorr, DeepestReadStaysWithinTheHistory) {
   std::vector<float> exact(286 + 1, 1.0f);  // lag 286 of 282 + 4; the front of the subframe unread
   std::vector<float> xn(L, 1.0f), h(L), corr(9);

@@ -103,6 +103,32 @@ TEST(PitchOl16, PreferenceForShorterLagsIsStrict) {
   EXPECT_EQ(two_sections(1699.75f), 93);
 }
 
+TEST(PitchOl16, EachShorterSectionMeetsTheLastOneTaken) {
+  int taken[4] = {}, chained = 0;
+  for (unsigned seed = 0; seed < 400; ++seed) {
+    SCOPED_TRACE(seed);
+    Signal s;
+    s.samples = seed % 2 == 0 ? test::noise(past + present, seed)
+                              : test::speech_like(past + present, seed, 16000.0 / 3);
+    const int top[] = {93, 79, 39, 19}, bottom[] = {80, 40, 20, 10};
+    int lag = 0, section = 0, changes = 0;
+    float max = 0, cor = 0;
+    for (int k = 0; k < 4; ++k) {
+      const int T = lag_max(s.x(), present, top[k], bottom[k], &cor);
+      if (k > 0 && !(cor > 0.85 * max)) continue;
+      changes += k > 0 ? 1 : 0;
+      lag = T;
+      max = cor;
+      section = k;
+    }
+    EXPECT_EQ(open_loop(s), lag);
+    ++taken[section];
+    chained += changes > 1 ? 1 : 0;
+  }
+  for (const int count : taken) EXPECT_GT(count, 5);
+  EXPECT_GT(chained, 5);
+}
+
 TEST(PitchOl16, SectionsMeetWithoutGapOrOverlap) {
   // One past sample is the only one to correlate: its distance is the lag, in whatever section.
   for (int T = 10; T <= 93; ++T) {

@@ -97,7 +97,7 @@ TEST(Vq, FirstOfEqualRowsWins) {
 
 TEST(Vq, NoDistanceBelowTheBoundGivesRowZero) {
   const float dico[] = {1, 2, 3, 4};
-  float far[] = {1e18f, 0.0f};
+  float far[] = {1.5e15f, 0.0f};  // row 1 would be nearer by a little
   EXPECT_EQ(VQ(far, dico, 2, 2), 0);
   EXPECT_EQ(far[0], 1.0f);
   float nan[] = {std::numeric_limits<float>::quiet_NaN(), 0.0f};
@@ -243,6 +243,32 @@ TEST(QLsp, EncoderAndDecoderStayInStep) {
       EXPECT_EQ(coder.past_q_target, residual(prm));
     }
   }
+}
+
+TEST(QLsp, LinesCloserThanFiftyComeOutSpaced) {
+  test::Random random(7);
+  LsfQuantizer coder;
+  LsfDequantizer decoder;
+  int at_the_limit = 0;
+  for (int frame = 0; frame < 200; ++frame) {
+    std::vector<double> hz;
+    double f = 20;
+    for (int i = 0; i < 16; ++i) hz.push_back(f += random.uniform(5, i % 4 == 3 ? 1500 : 60));
+    auto lsp = to_lsp(hz);
+    std::vector<float> decoded(16);
+    Indices prm{};
+    q_lsp(coder, lsp.data(), prm.data());
+    d_lsp(decoder, prm.data(), decoded.data(), 0);
+    ASSERT_EQ(lsp, decoded);
+    double last = 0;
+    for (const float x : lsp) {
+      const double line = std::acos(static_cast<double>(x)) * 8000 / pi;
+      EXPECT_GE(line, last + 50 - 0.1);  // the cosine is a float: 6e-8 near 50 Hz is 0.01 Hz
+      at_the_limit += line < last + 50.1 ? 1 : 0;
+      last = line;
+    }
+  }
+  EXPECT_GT(at_the_limit, 50);
 }
 
 TEST(QLsp, WhatWasDecodedIsCodedWithoutError) {
