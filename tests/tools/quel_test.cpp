@@ -57,7 +57,12 @@ TEST_F(Quel, HelpAndVersionSucceedOnStandardOutput) {
     EXPECT_THAT(result.out, HasSubstr("Usage:"));
     EXPECT_EQ(result.err, "");
   }
-  EXPECT_THAT(quel({"--version"}).out, MatchesRegex("quel [0-9]+\\.[0-9]+\\.[0-9]+\n"));
+  for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
+           {"--version"}, {"-V"}, {"encode", "-V"}, {"decode", "--version"}, {"eval", "-V"}}) {
+    const ProgramResult result = quel(arguments);
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.out, MatchesRegex("quel [0-9]+\\.[0-9]+\\.[0-9]+\n"));
+  }
 }
 
 TEST_F(Quel, WrongUseIsStatusTwoAndTouchesNothing) {
@@ -79,6 +84,7 @@ TEST_F(Quel, WrongUseIsStatusTwoAndTouchesNothing) {
       {"decode", "a", "b", "--loss", "nan"},
       {"decode", "a", "b", "--loss", "many"},
       {"decode", "a", "b", "--seed", "x"},
+      {"decode", "a", "b", "--seed", "-1"},
       {"decode", "a", "b", "--conceal", "never"},
       {"decode", "a", "b", "--flavor", "1"}};
   for (const auto& arguments : calls) {
