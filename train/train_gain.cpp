@@ -49,6 +49,6 @@ void work(const Options& options) {
 int main(int argc, char** argv) {
   quel::train::Options defaults;
   defaults.iterations = 30;
-  defaults.every = 8;
+  defaults.every = 12;
   return quel::train::run_trainer(argc, argv, defaults, quel::train::work);
 }

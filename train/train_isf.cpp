@@ -18,7 +18,7 @@ void work(const Options& options) {
   Random random(options.seed);
   TrainingPlan plan;
   plan.iterations = options.iterations;
-  plan.heat = 0.1;
+  plan.heat = 0.5;
   plan.verbose = true;
   seed_codebooks(q, set, random);
   train(q, set, plan, random);

@@ -56,6 +56,7 @@ void work(const Options& options) {
 
 int main(int argc, char** argv) {
   quel::train::Options defaults;
-  defaults.iterations = 30;
+  defaults.iterations = 25;
+  defaults.every = 2;
   return quel::train::run_trainer(argc, argv, defaults, quel::train::work);
 }
