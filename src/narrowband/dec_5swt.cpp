@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "dsp/interpol_lpc.h"
+#include "dsp/pcm.h"
 #include "dsp/residu.h"
 #include "dsp/sane.h"
 #include "dsp/scratch.h"
@@ -107,7 +108,9 @@ void decode_subframe(FiveKDecoder& st, NarrowbandDecoderShared& shared, const Mo
 
   enhance(syn, exc, code.data(), gain_pit, gain_code, enhanced.data());
   postfilter(st, mode, A, exc, enhanced.data(), reference.data(), synth);
-  if (!is_sane(exc, L) || !is_sane(reference.data(), L) || !is_sane(synth, L)) {
+  if (is_sane(exc, L) && is_sane(reference.data(), L) && is_sane(synth, L)) {
+    high_pass(syn, synth, L);
+  } else {
     set_zero(synth, L);
     clear_absurd(st, shared);
   }
@@ -151,7 +154,7 @@ void decoder_5k(FiveKDecoder& st, NarrowbandDecoderShared& shared, const Mode& m
     decode_subframe(st, shared, mode, A.data() + s * (M + 1), p + 5 + s * words_per_subframe, s,
                     walk, frame.data() + s * L);
   }
-  finish_frame(st.synthesis, frame.data(), synth, subframes * L);
+  float_to_pcm(frame.data(), synth, subframes * L);
 
   st.old_bfi = st.bfi;
   st.bfi = bfi_in;

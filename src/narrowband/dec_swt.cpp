@@ -4,6 +4,7 @@
 
 #include "bitstream/serial.h"
 #include "dsp/interpol_lpc.h"
+#include "dsp/pcm.h"
 #include "dsp/sane.h"
 #include "dsp/scratch.h"
 #include "dsp/syn_filt.h"
@@ -91,7 +92,9 @@ void decode_subframe(SwtDecoder& st, NarrowbandDecoderShared& shared, const Mode
 
   enhance(syn, exc, code.data(), gain_pit, gain_code, enhanced.data());
   syn_filt(A, M, enhanced.data(), synth, L, syn.mem_syn.data(), 1);
-  if (!is_sane(exc, L) || !is_sane(synth, L)) {
+  if (is_sane(exc, L) && is_sane(synth, L)) {
+    high_pass(syn, synth, L);
+  } else {
     set_zero(synth, L);
     clear_absurd(syn, shared);
   }
@@ -123,7 +126,7 @@ void dec_swt(SwtDecoder& st, NarrowbandDecoderShared& shared, const Mode& mode,
     decode_subframe(st, shared, mode, A.data() + s * (M + 1), prm + 6 + s * words_per_subframe, s,
                     bfi, walk, frame.data() + s * L);
   }
-  finish_frame(st.synthesis, frame.data(), synth, subframes * L);
+  float_to_pcm(frame.data(), synth, subframes * L);
 }
 
 }  // namespace quel

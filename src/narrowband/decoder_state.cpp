@@ -4,7 +4,6 @@
 
 #include "dsp/hp_2nd.h"
 #include "dsp/interpol_lpc.h"
-#include "dsp/pcm.h"
 
 namespace quel {
 
@@ -37,9 +36,8 @@ void clear_absurd(SynthesisState& state, NarrowbandDecoderShared& shared) {
   clear_last_gains(shared.gains);
 }
 
-void finish_frame(SynthesisState& state, float* synth, std::int16_t* out, int n) {
+void high_pass(SynthesisState& state, float* synth, int n) {
   hp_2nd(synth, n, a_100, b_100, state.xmem.data(), state.ymem.data());
-  float_to_pcm(synth, out, n);
 }
 
 }  // namespace quel

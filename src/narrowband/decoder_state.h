@@ -49,10 +49,10 @@ void shift_excitation(SynthesisState& state);
 /// codebook switch go on.
 void clear_absurd(SynthesisState& state, NarrowbandDecoderShared& shared);
 
-/// High-passes the frame in place and converts it to PCM.
+/// The output high-pass, in place. It runs by subframes, so that what an absurd one leaves behind
+/// can be cleared before the next.
 ///
-/// synth  [0..n-1] overwritten
-/// out    [0..n-1]
-void finish_frame(SynthesisState& state, float* synth, std::int16_t* out, int n);
+/// synth  [0..n-1] synthesis in, output out
+void high_pass(SynthesisState& state, float* synth, int n);
 
 }  // namespace quel
