@@ -8,7 +8,7 @@
 namespace quel::tools {
 
 /// The codec's behaviour: which sound a given unit stands for. It rises together with the number in
-/// tests/digests.h, whenever tables or arithmetic change; files of another behaviour would decode
+/// conformance/digests.h, whenever tables or arithmetic change; files of another behaviour would decode
 /// to noise.
 inline constexpr std::uint16_t quel_behaviour = 1;
 

@@ -3,10 +3,10 @@
 
 #include <iterator>
 
-#include "digests.h"
-#include "support/conformance.h"
+#include "conformance/conformance.h"
+#include "conformance/digests.h"
 
-namespace quel::test {
+namespace quel::conformance {
 namespace {
 
 TEST(Digests, ConformanceSignalGivesTheProjectsBits) {
@@ -19,4 +19,4 @@ TEST(Digests, ConformanceSignalGivesTheProjectsBits) {
 }
 
 }  // namespace
-}  // namespace quel::test
+}  // namespace quel::conformance

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 #include <quelcodec/quelcodec.h>
 
-#include "digests.h"
+#include "conformance/digests.h"
 #include "tools/file_error.h"
 
 namespace quel::tools {
@@ -36,7 +36,7 @@ TEST(OggHead, IsTwentyOneBytesLeastSignificantFirst) {
 }
 
 TEST(OggHead, BehaviourIsThatOfTheDigests) {
-  EXPECT_EQ(int{quel_behaviour}, test::behaviour);
+  EXPECT_EQ(int{quel_behaviour}, conformance::behaviour);
 }
 
 TEST(OggHead, SkipsTheFlavorsDelay) {

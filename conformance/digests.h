@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-namespace quel::test {
+namespace quel::conformance {
 
 /// Number of the library's behaviour. It rises whenever a digest below moves, and a line of the
 /// history says why.
@@ -19,4 +19,4 @@ inline constexpr PinnedDigest pinned_digests[] = {
     {"", 0},
 };
 
-}  // namespace quel::test
+}  // namespace quel::conformance

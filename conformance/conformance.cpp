@@ -1,12 +1,12 @@
-#include "support/conformance.h"
+#include "conformance/conformance.h"
 
 #include <array>
 #include <cstddef>
 
+#include "conformance/random.h"
 #include "quelcodec/quelcodec.h"
-#include "support/signals.h"
 
-namespace quel::test {
+namespace quel::conformance {
 namespace {
 
 // A vowel: three resonances as 2 r cos(w), at 8 kHz; r is fixed per formant.
@@ -165,4 +165,4 @@ std::vector<Digest> conformance_digests() {
   return digests;
 }
 
-}  // namespace quel::test
+}  // namespace quel::conformance

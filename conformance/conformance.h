@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-namespace quel::test {
+namespace quel::conformance {
 
 /// Deterministic test signal of some ten seconds: vowels of moving resonances and pitch, noise
 /// bursts, silence, tones, full-scale squares, clipped noise, clicks. Made with +, - and * only,
@@ -20,4 +20,4 @@ struct Digest {
 /// without losses, and with losses concealed either way; and the PCM of random bits.
 std::vector<Digest> conformance_digests();
 
-}  // namespace quel::test
+}  // namespace quel::conformance

@@ -2,10 +2,10 @@
 #include <cinttypes>
 #include <cstdio>
 
-#include "support/conformance.h"
+#include "conformance/conformance.h"
 
 int main() {
-  for (const quel::test::Digest& digest : quel::test::conformance_digests()) {
+  for (const quel::conformance::Digest& digest : quel::conformance::conformance_digests()) {
     std::printf("%016" PRIx64 "  %s\n", digest.value, digest.name.c_str());
   }
   return 0;
