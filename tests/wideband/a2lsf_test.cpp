@@ -178,18 +178,19 @@ TEST(A2lsf, RefinesByFourBisectionsAndAChord) {
           std::find_if(grid.begin(), grid.end(), [&](float g) { return g < lsp[i]; });
       const double start = i > 0 ? std::min(*(below - 1), lsp[i - 1]) : *(below - 1);
       const auto f = [&](double x) { return on_circle(a, std::acos(x), i % 2 == 0 ? 1 : -1); };
-      double chord[2];
-      for (const int bisections : {4, 5}) {
+      double chord[3];
+      for (const int bisections : {3, 4, 5}) {
         double low = *below, high = start;
         for (int step = 0; step < bisections; ++step) {
           const double mid = 0.5 * (low + high);
           (f(low) * f(mid) <= 0 ? high : low) = mid;
         }
-        chord[bisections - 4] = low - f(low) * (high - low) / (f(high) - f(low));
+        chord[bisections - 3] = low - f(low) * (high - low) / (f(high) - f(low));
       }
       // Rounding of a line and of the coefficients, which shallow roots magnify.
-      if (std::abs(chord[0] - chord[1]) < 2e-6) continue;
-      EXPECT_LT(std::abs(lsp[i] - chord[0]), std::abs(lsp[i] - chord[1])) << seed << ' ' << i;
+      const auto error = [&](int k) { return std::abs(lsp[i] - chord[k]); };
+      if (std::abs(chord[1] - chord[2]) < 2e-6 || std::abs(chord[1] - chord[0]) < 2e-6) continue;
+      EXPECT_LT(error(1), std::min(error(0), error(2))) << seed << ' ' << i;
       ++closer_to_four;
     }
   }
