@@ -5,8 +5,12 @@
 
 #include "tools/command.h"
 #include "tools/decode_command.h"
+#include "tools/dump_command.h"
 #include "tools/encode_command.h"
 #include "tools/eval_command.h"
+#include "tools/info_command.h"
+#include "tools/mux_command.h"
+#include "tools/selftest_command.h"
 
 int main(int argc, char** argv) {
   using namespace quel::tools;
@@ -16,11 +20,20 @@ int main(int argc, char** argv) {
 
   EncodeJob encode;
   DecodeJob decode;
+  InfoJob info;
+  DumpJob dump;
+  MuxJob mux;
+  DemuxJob demux;
   EvalJob eval;
   const Command commands[] = {
       {add_encode_command(app, encode), [&] { return run_encode_command(encode, std::cerr); }},
       {add_decode_command(app, decode), [&] { return run_decode_command(decode, std::cerr); }},
+      {add_info_command(app, info), [&] { return run_info_command(info, std::cout, std::cerr); }},
+      {add_dump_command(app, dump), [&] { return run_dump_command(dump, std::cout, std::cerr); }},
+      {add_mux_command(app, mux), [&] { return run_mux_command(mux, std::cerr); }},
+      {add_demux_command(app, demux), [&] { return run_demux_command(demux, std::cerr); }},
       {add_eval_command(app, eval), [&] { return run_eval(eval, std::cout, std::cerr); }},
+      {add_selftest_command(app), [] { return run_selftest_command(std::cout); }},
   };
 
   const std::string version = "quel " + std::to_string(QUEL_VERSION_MAJOR) + "." +

@@ -1,0 +1,220 @@
+#include "tools/dump.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <sstream>
+
+#include "tools/file_error.h"
+#include "tools/mux.h"
+#include "tools/ogg_support.h"
+#include "tools/tool_support.h"
+
+namespace quel::tools {
+namespace {
+
+using test::Bytes;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+std::string dumped(const Bytes& file, bool json = false) {
+  std::ostringstream out;
+  write_dump(file, "f", json, out);
+  return out.str();
+}
+
+std::string refusal(const std::string& dump) {
+  std::istringstream in(dump);
+  try {
+    parse_dump(in, "d");
+  } catch (const FileError& error) {
+    return error.what();
+  }
+  return "";
+}
+
+Bytes short_file(int flavor, std::uint64_t units = 4, const OggTags& tags = make_tags()) {
+  return test::ogg_file(flavor, test::coded_units(flavor, units), test::samples_of(flavor, units),
+                        test::small_pages(), tags);
+}
+
+std::string replaced(std::string text, const std::string& from, const std::string& to) {
+  const std::size_t at = text.find(from);
+  EXPECT_NE(at, std::string::npos) << from;
+  return at == std::string::npos ? text : text.replace(at, from.size(), to);
+}
+
+class Dump : public test::ToolTest {
+ protected:
+  // The file that the dump of `file` makes.
+  Bytes through_dump(const Bytes& file) {
+    const std::string text = dumped(file);
+    test::write_bytes(path("dump"), Bytes(text.begin(), text.end()));
+    MuxJob job;
+    job.input = path("dump");
+    job.output = path("again");
+    job.from_dump = job.force = true;
+    run_mux(job);
+    return test::read_bytes(job.output);
+  }
+};
+
+TEST_F(Dump, GoesBackToTheSameBytesForEveryFlavorLengthAndLayout) {
+  for (int flavor = 0; flavor < 4; ++flavor) {
+    const auto units = test::coded_units(flavor, 40);
+    for (const std::uint64_t cut : {0, 1, 77}) {
+      for (const auto& [packet_ms, page_ms] :
+           {std::pair{240, 2000}, {60, 180}, {10, 1}, {1000, 1000}}) {
+        SCOPED_TRACE(::testing::Message() << flavor << ' ' << cut << ' ' << packet_ms);
+        OggWriterOptions options;
+        options.packet_ms = packet_ms;
+        options.page_ms = page_ms;
+        const Bytes file =
+            test::ogg_file(flavor, units, test::samples_of(flavor, 40) - cut, options);
+        EXPECT_EQ(through_dump(file), file);
+      }
+    }
+  }
+}
+
+TEST_F(Dump, GoesBackToTheSameBytesForTheShortestSources) {
+  for (int flavor = 0; flavor < 4; ++flavor) {
+    const auto units = test::coded_units(flavor, 2);
+    for (const std::uint64_t samples : {0, 1}) {
+      const Bytes file = test::ogg_file(flavor, units, samples);
+      EXPECT_EQ(through_dump(file), file) << flavor << ' ' << samples;
+    }
+  }
+}
+
+TEST_F(Dump, KeepsTagsOfSeveralLinesAndTheSerialNumber) {
+  OggTags tags = make_tags();
+  add_comment(tags, "TITLE=two\nlines\r\\ and a backslash");
+  add_comment(tags, "EMPTY=");
+  add_comment(tags, "NAME=\xc3\xa4=b");
+  OggWriterOptions options;
+  options.serial = 0xfedcba98u;
+  const Bytes file = test::ogg_file(1, test::coded_units(1, 3), 200, options, tags);
+  EXPECT_EQ(through_dump(file), file);
+}
+
+TEST_F(Dump, CompletesAFileThatWasCutShort) {
+  const Bytes file = short_file(1, 40);
+  const auto pages = test::page_spans(file);
+  const Bytes cut(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(pages[4].start));
+  const Bytes again = through_dump(cut);
+  MemorySource source(again);
+  OggReader reader(source, "f");
+  reader.drain();
+  EXPECT_TRUE(reader.report().complete);
+  EXPECT_FALSE(reader.report().damaged());
+  EXPECT_EQ(test::ogg_decode(again), test::ogg_decode(cut));
+}
+
+TEST_F(Dump, SaysWhatEachFrameHolds) {
+  const std::string text = dumped(short_file(2));
+  EXPECT_THAT(text, StartsWith("quel-dump 1\nflavor 2\nbehaviour "));
+  std::istringstream lines(text);
+  int frames = 0, indices = 0, frequencies = 0, subframes = 0;
+  for (std::string line; std::getline(lines, line);) {
+    frames += line.starts_with("frame ");
+    indices += line.starts_with("indices ");
+    frequencies += line.starts_with("frequencies ");
+    subframes += line.starts_with("subframe lag ");
+  }
+  EXPECT_EQ(frames, 8);
+  EXPECT_EQ(indices, 8);
+  EXPECT_EQ(frequencies, 8);
+  EXPECT_EQ(subframes, 40);
+}
+
+TEST_F(Dump, LostUnitsAreMarkedAndCannotBeWritten) {
+  const Bytes file = short_file(1, 40);
+  const Bytes holed = test::without(file, test::page_spans(file)[3]);
+  const std::string text = dumped(holed);
+  EXPECT_THAT(text, HasSubstr(" lost\nframe "));
+  EXPECT_THAT(refusal(text), HasSubstr("this frame was lost"));
+  EXPECT_THAT(dumped(holed, true), HasSubstr("\"lost\":true"));
+}
+
+TEST_F(Dump, JsonIsBalancedAndHasAFrameForEachFrame) {
+  OggTags tags = make_tags();
+  add_comment(tags, "A=say \"no\"\n{[");
+  const std::string json = dumped(short_file(3, 5, tags), true);
+  int depth = 0;
+  bool text = false;
+  for (std::size_t i = 0; i < json.size(); ++i) {
+    if (text) {
+      if (json[i] == '\\')
+        ++i;
+      else if (json[i] == '"')
+        text = false;
+      continue;
+    }
+    text = json[i] == '"';
+    depth += json[i] == '{' || json[i] == '[';
+    depth -= json[i] == '}' || json[i] == ']';
+    ASSERT_GE(depth, 0);
+  }
+  EXPECT_EQ(depth, 0);
+  std::size_t frames = 0;
+  for (std::size_t at = 0; (at = json.find("{\"time\":", at)) != std::string::npos; ++at) ++frames;
+  EXPECT_EQ(frames, 5u);
+  EXPECT_THAT(json, HasSubstr("{\"time\":-0.0050,"));
+}
+
+TEST_F(Dump, AFileWithoutSoundHasNoFrames) {
+  EXPECT_THAT(dumped(short_file(0, 0 + 1), true), HasSubstr("\"frames\":[\n{"));
+  EXPECT_THAT(dumped(test::ogg_file(0, {}, 0), true), HasSubstr("\"frames\":[\n]}"));
+}
+
+TEST(DumpParser, NamesTheLineThatIsWrong) {
+  const std::string text = dumped(short_file(1));
+  EXPECT_EQ(refusal(text), "");
+  EXPECT_EQ(refusal(""), "d: not a dump as quel dump writes it without --json");
+  EXPECT_EQ(refusal("{\"quel_dump\":1}"), "d: not a dump as quel dump writes it without --json");
+  EXPECT_EQ(refusal(replaced(text, "flavor 1", "flavor 4")),
+            "d: line 2: 4 is not a number from 0 to 3");
+  EXPECT_EQ(refusal(replaced(text, "flavor 1", "flavor -1")),
+            "d: line 2: -1 is not a number from 0 to 3");
+  EXPECT_EQ(refusal(replaced(text, "flavor 1", "taste 1")), "d: line 2: taste means nothing here");
+  EXPECT_THAT(refusal(replaced(text, "behaviour ", "behaviour 9")),
+              HasSubstr("was coded with behaviour 9"));
+  EXPECT_THAT(refusal(replaced(text, "input-rate 44100", "input-rate 1")),
+              HasSubstr("rate of 1 Hz"));
+  EXPECT_THAT(refusal(replaced(text, "pre-skip 120", "pre-skip 119")),
+              HasSubstr("skips 119 samples"));
+  EXPECT_THAT(refusal(replaced(text, "encoder ", "encoder \\x")),
+              HasSubstr("line 10: a backslash"));
+  EXPECT_THAT(refusal(replaced(text, "frame 0", "comment x")),
+              HasSubstr("not of the form NAME=value"));
+  EXPECT_THAT(refusal(replaced(text, "frame 0\n", "")),
+              HasSubstr("line 11: indices outside a frame"));
+  EXPECT_THAT(refusal(replaced(text, "frame 1\n", "frame 1\nflavor 0\n")),
+              HasSubstr("the flavor after the first frame"));
+  EXPECT_THAT(refusal(replaced(text, "indices ", "indices 1 ")), HasSubstr("line 12: "));
+  EXPECT_THAT(refusal(replaced(text, "indices ", "indices 64 ")),
+              HasSubstr("line 12: 64 is not a number from 0 to 63"));
+  EXPECT_THAT(refusal(replaced(text, "\nindices ", "\nfrequencies ")),
+              HasSubstr("the frame before has 0 of 20 indices"));
+}
+
+TEST(DumpParser, AUnitOfTwoFramesNeedsBoth) {
+  const std::string text = dumped(short_file(0));
+  EXPECT_THAT(refusal(text.substr(0, text.find("frame 7"))),
+              HasSubstr("the last unit lacks frames"));
+}
+
+TEST(DumpParser, ValuesThatFollowFromTheIndicesMayBeLeftOut) {
+  std::istringstream lines(dumped(short_file(1)));
+  std::string bare;
+  for (std::string line; std::getline(lines, line);) {
+    if (!line.starts_with("frequencies") && !line.starts_with("subframe")) bare += line + "\n";
+  }
+  std::istringstream in(bare);
+  EXPECT_EQ(parse_dump(in, "d").units, test::coded_units(1, 4));
+}
+
+}  // namespace
+}  // namespace quel::tools

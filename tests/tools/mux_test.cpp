@@ -1,0 +1,180 @@
+// quel mux and quel demux as a shell user meets them.
+#include "tools/mux.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tools/ogg_support.h"
+#include "tools/tool_support.h"
+
+namespace quel::tools {
+namespace {
+
+using test::Bytes;
+using test::ProgramResult;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+class Mux : public test::ToolTest {
+ protected:
+  ProgramResult quel(const std::vector<std::string>& arguments) {
+    return test::run_program(QUEL_PROGRAM, arguments);
+  }
+  ProgramResult shell(const std::string& script) {
+    return test::run_program("/bin/sh", {"-c", "cd " + path("") + " && " + script});
+  }
+  // The units of a flavor, written to "raw" too.
+  Bytes make_raw(int flavor, std::uint64_t n) {
+    const Bytes raw = test::joined(test::coded_units(flavor, n));
+    test::write_bytes(path("raw"), raw);
+    return raw;
+  }
+};
+
+TEST_F(Mux, DemuxIsTheWayBackForEveryFlavor) {
+  for (int flavor = 0; flavor < 4; ++flavor) {
+    SCOPED_TRACE(flavor);
+    for (const std::uint64_t n : {0, 1, 2, 50}) {
+      const Bytes raw = make_raw(flavor, n);
+      ASSERT_EQ(
+          quel({"mux", path("raw"), path("c"), "-f", "--flavor", std::to_string(flavor)}).status,
+          0);
+      const ProgramResult result = quel({"demux", path("c"), path("back"), "-f"});
+      EXPECT_EQ(result.status, 0);
+      EXPECT_EQ(result.err, "");
+      EXPECT_EQ(test::read_bytes(path("back")), raw);
+    }
+  }
+}
+
+TEST_F(Mux, WritesTheVeryFileThatAnEncoderWouldWrite) {
+  const auto units = test::coded_units(0, 30);
+  make_raw(0, 30);
+  OggTags tags = make_tags();
+  add_comment(tags, "TITLE=a b");
+  const std::uint64_t samples = test::samples_of(0, 30) - 5;
+  ASSERT_EQ(quel({"mux", path("raw"), path("c"), "--flavor", "6.5", "--samples",
+                  std::to_string(samples), "--input-rate", "44100", "--comment", "TITLE=a b",
+                  "--packet-ms", "60", "--page-ms", "180"})
+                .status,
+            0);
+  EXPECT_EQ(test::read_bytes(path("c")),
+            test::ogg_file(0, units, samples, test::small_pages(), tags));
+}
+
+TEST_F(Mux, ByDefaultKeepsEverySampleThatTheUnitsHold) {
+  make_raw(2, 7);
+  ASSERT_EQ(quel({"mux", path("raw"), path("c"), "--flavor", "2"}).status, 0);
+  EXPECT_EQ(test::ogg_decode(test::read_bytes(path("c"))).size(), test::samples_of(2, 7));
+}
+
+TEST_F(Mux, LengthsThatTheUnitsDoNotHoldAreRefused) {
+  make_raw(1, 7);
+  for (const std::uint64_t wrong : {test::samples_of(1, 7) + 1, test::samples_of(1, 6)}) {
+    const ProgramResult result =
+        quel({"mux", path("raw"), path("c"), "--flavor", "1", "--samples", std::to_string(wrong)});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.err, HasSubstr("raw: has 7 units; "));
+  }
+  EXPECT_THAT(names(), ElementsAre("raw"));
+}
+
+TEST_F(Mux, APieceOfAUnitIsRefused) {
+  Bytes raw = make_raw(1, 2);
+  raw.push_back(0);
+  test::write_bytes(path("raw"), raw);
+  const ProgramResult result = quel({"mux", path("raw"), path("c"), "--flavor", "1"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err,
+            "quel: " + path("raw") + ": 39 bytes are no whole number of units of 19 bytes\n");
+  EXPECT_THAT(names(), ElementsAre("raw"));
+}
+
+TEST_F(Mux, LostUnitsBecomeZerosInTheirPlaceAndStatusOne) {
+  const Bytes raw = make_raw(1, 40);
+  const Bytes file = test::ogg_file(1, test::coded_units(1, 40), test::samples_of(1, 40));
+  test::write_bytes(path("c"), test::without(file, test::page_spans(file)[3]));
+  const ProgramResult result = quel({"demux", path("c"), path("back")});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(result.err, HasSubstr("c: 9 lost units, zeros in their place\n"));
+  Bytes wanted = raw;  // packets of three units, pages of three packets: the second page is gone
+  std::fill(wanted.begin() + 9 * 19, wanted.begin() + 18 * 19, std::uint8_t{0});
+  EXPECT_EQ(test::read_bytes(path("back")), wanted);
+}
+
+TEST_F(Mux, ACutFileGivesWhatIsThereAndStatusOne) {
+  const Bytes file = test::ogg_file(1, test::coded_units(1, 40), test::samples_of(1, 40));
+  const Bytes cut(file.begin(),
+                  file.begin() + static_cast<std::ptrdiff_t>(test::page_spans(file)[3].start));
+  test::write_bytes(path("c.part"), cut);
+  const ProgramResult result = quel({"demux", path("c.part"), path("back")});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(result.err, HasSubstr("c.part: cut short, its end is missing\n"));
+  EXPECT_EQ(test::read_bytes(path("back")).size(), 9u * 19);
+}
+
+TEST_F(Mux, StandardInputIsRead) {
+  make_raw(3, 40);
+  ASSERT_EQ(shell(std::string("cat raw | ") + QUEL_PROGRAM + " mux - a --flavor 3").status, 0);
+  ASSERT_EQ(shell(std::string(QUEL_PROGRAM) + " mux raw b --flavor 3").status, 0);
+  EXPECT_EQ(test::read_bytes(path("a")), test::read_bytes(path("b")));
+  ASSERT_EQ(shell(std::string("cat a | ") + QUEL_PROGRAM + " demux - c").status, 0);
+  EXPECT_EQ(test::read_bytes(path("c")), test::read_bytes(path("raw")));
+  ASSERT_EQ(shell(std::string(QUEL_PROGRAM) + " dump a | " + QUEL_PROGRAM + " mux --from-dump - d")
+                .status,
+            0);
+  EXPECT_EQ(test::read_bytes(path("d")), test::read_bytes(path("a")));
+}
+
+TEST_F(Mux, KeepsAnExistingFileUnlessForced) {
+  make_raw(1, 3);
+  test::write_bytes(path("c"), {1, 2});
+  EXPECT_EQ(quel({"mux", path("raw"), path("c"), "--flavor", "1"}).status, 1);
+  EXPECT_EQ(test::read_bytes(path("c")), (Bytes{1, 2}));
+  EXPECT_EQ(quel({"mux", path("raw"), path("c"), "--flavor", "1", "--force"}).status, 0);
+  EXPECT_EQ(quel({"demux", path("c"), path("raw")}).status, 1);
+  EXPECT_EQ(quel({"demux", path("c"), path("raw"), "--force"}).status, 0);
+}
+
+TEST_F(Mux, FailuresNameFileAndCause) {
+  for (const std::vector<std::string>& call :
+       std::vector<std::vector<std::string>>{{"mux", path("none"), path("o"), "--flavor", "1"},
+                                             {"mux", path("none"), path("o"), "--from-dump"},
+                                             {"demux", path("none"), path("o")},
+                                             {"dump", path("none")},
+                                             {"info", path("none")}}) {
+    const ProgramResult result = quel(call);
+    EXPECT_EQ(result.status, 1) << call[0];
+    EXPECT_EQ(result.err, "quel: " + path("none") + ": No such file or directory\n");
+  }
+  make_raw(1, 1);
+  EXPECT_EQ(quel({"mux", path("raw"), path("o"), "--flavor", "1", "--comment", "x"}).status, 1);
+  EXPECT_EQ(quel({"mux", path("raw"), path("o"), "--from-dump"}).status, 1);
+  EXPECT_EQ(quel({"demux", path("raw"), path("o")}).status, 1);
+  EXPECT_THAT(names(), ElementsAre("raw"));
+}
+
+TEST_F(Mux, WrongUseIsStatusTwo) {
+  for (const std::vector<std::string>& call : std::vector<std::vector<std::string>>{
+           {"mux", "a", "b"},
+           {"mux", "a", "b", "--flavor", "4"},
+           {"mux", "a", "b", "--flavor", "1", "--from-dump"},
+           {"mux", "a", "b", "--samples", "5", "--from-dump"},
+           {"mux", "a", "b", "--flavor", "1", "--samples", "-1"},
+           {"mux", "a", "b", "--flavor", "1", "--input-rate", "999"},
+           {"mux", "a", "b", "--flavor", "1", "--packet-ms", "0"},
+           {"mux", "a", "b", "--flavor", "1", "--page-ms", "60001"},
+           {"mux", "a", "--flavor", "1"},
+           {"demux", "a"},
+           {"dump"},
+           {"dump", "a", "b"},
+           {"info"},
+           {"selftest", "a"}}) {
+    EXPECT_EQ(quel(call).status, 2) << ::testing::PrintToString(call);
+  }
+  EXPECT_THAT(names(), IsEmpty());
+}
+
+}  // namespace
+}  // namespace quel::tools

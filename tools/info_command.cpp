@@ -1,0 +1,154 @@
+#include "tools/info_command.h"
+
+#include <CLI/CLI.hpp>
+#include <exception>
+#include <ostream>
+
+#include "tools/command.h"
+#include "tools/eval_text.h"
+#include "tools/file_error.h"
+
+namespace quel::tools {
+namespace {
+
+constexpr const char* flavor_names[] = {"6.5 kbit/s", "8.5 kbit/s", "5 kbit/s", "16 kbit/s"};
+
+std::string counted(std::uint64_t count, const std::string& what) {
+  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
+std::string damage_text(const OggReport& report) {
+  std::string text;
+  const auto add = [&text](const std::string& piece) {
+    text += (text.empty() ? "" : ", ") + piece;
+  };
+  if (report.lost_units > 0) {
+    add(counted(report.lost_units, "lost unit") + " in " + counted(report.holes, "hole"));
+  }
+  if (report.damaged_pages > 0) add(counted(report.damaged_pages, "damaged page"));
+  if (report.misplaced_pages > 0) add(counted(report.misplaced_pages, "misplaced page"));
+  if (report.skipped_bytes > 0) add(counted(report.skipped_bytes, "byte") + " outside pages");
+  if (!report.complete) add("cut short: the end is missing");
+  if (!report.tags_error.empty()) add(report.tags_error);
+  return text.empty() ? "none" : text;
+}
+
+// What only a terminal would obey stays out of it.
+std::string printable(const std::string& text) {
+  std::string out;
+  for (const char c : valid_utf8(text)) {
+    out += static_cast<unsigned char>(c) < 0x20 || c == 0x7f ? ' ' : c;
+  }
+  return out;
+}
+
+double overhead_percent(const OggInfo& info) {
+  return 100.0 * (info.gross_bit_rate / info.net_bit_rate - 1.0);
+}
+
+OggInfo read(const std::string& path) {
+  FileSource source(path);
+  OggReader reader(source, path);
+  return read_info(reader);
+}
+
+}  // namespace
+
+std::string info_text(const std::string& name, const OggInfo& info) {
+  const OggHead& head = info.head;
+  std::string text = printable(name) + "\n";
+  const auto line = [&text](const std::string& what, const std::string& value) {
+    text += "  " + what + std::string(12 - what.size(), ' ') + value + "\n";
+  };
+  line("flavor", std::to_string(head.flavor) + " (" + flavor_names[head.flavor] + ")");
+  line("duration", fixed(info.seconds, 3) + " s, " + counted(info.samples, "sample") + " at " +
+                       std::to_string(info.rate) + " Hz");
+  line("source",
+       head.input_rate == 0 ? "of unknown rate" : std::to_string(head.input_rate) + " Hz");
+  line("net rate", fixed(info.net_bit_rate, 0) + " bit/s");
+  line("gross rate", info.samples == 0 ? "none"
+                                       : fixed(info.gross_bit_rate, 0) + " bit/s, " +
+                                             fixed(overhead_percent(info), 2) + " % more");
+  line("delay", std::to_string(info.delay) + " samples, " +
+                    fixed(1000.0 * info.delay / info.rate, 1) + " ms");
+  line("skipped", std::to_string(head.pre_skip) + " samples at the start");
+  line("encoder", printable(info.tags.encoder) + ", behaviour " + std::to_string(head.behaviour));
+  for (const auto& [key, value] : info.tags.comments) {
+    line("tag", printable(key) + "=" + printable(value));
+  }
+  line("damage", damage_text(info.report));
+  if (info.report.foreign_pages > 0) {
+    line("beside", counted(info.report.foreign_pages, "page") + " of other streams");
+  }
+  if (info.report.further_streams > 0) {
+    line("further", counted(info.report.further_streams, "coded stream") + " not looked at");
+  }
+  return text;
+}
+
+std::string info_json(const std::string& name, const OggInfo& info) {
+  const OggReport& report = info.report;
+  const auto number = [](std::uint64_t value) { return std::to_string(value); };
+  std::string tags;
+  for (const auto& [key, value] : info.tags.comments) {
+    tags += (tags.empty() ? "" : ",") + std::string("{\"name\":") + json_string(key) +
+            ",\"value\":" + json_string(value) + "}";
+  }
+  return "{\"file\":" + json_string(name) +
+         ",\"flavor\":" + number(static_cast<std::uint64_t>(info.head.flavor)) +
+         ",\"name\":" + json_string(flavor_names[info.head.flavor]) +
+         ",\"rate\":" + std::to_string(info.rate) +
+         ",\"input_rate\":" + number(info.head.input_rate) +
+         ",\"samples\":" + number(info.samples) + ",\"seconds\":" + shortest(info.seconds) +
+         ",\"net_bit_rate\":" + shortest(info.net_bit_rate) +
+         ",\"gross_bit_rate\":" + shortest(info.gross_bit_rate) +
+         ",\"delay\":" + std::to_string(info.delay) +
+         ",\"pre_skip\":" + number(info.head.pre_skip) +
+         ",\"behaviour\":" + number(info.head.behaviour) +
+         ",\"encoder\":" + json_string(info.tags.encoder) + ",\"tags\":[" + tags + "]" +
+         ",\"bytes\":" + number(report.bytes) + ",\"units\":" + number(report.units) +
+         ",\"damaged\":" + (report.damaged() ? "true" : "false") +
+         ",\"complete\":" + (report.complete ? "true" : "false") +
+         ",\"lost_units\":" + number(report.lost_units) + ",\"holes\":" + number(report.holes) +
+         ",\"damaged_pages\":" + number(report.damaged_pages) +
+         ",\"misplaced_pages\":" + number(report.misplaced_pages) +
+         ",\"skipped_bytes\":" + number(report.skipped_bytes) +
+         ",\"foreign_pages\":" + number(report.foreign_pages) +
+         ",\"further_streams\":" + number(report.further_streams) +
+         ",\"tags_error\":" + json_string(report.tags_error) + "}";
+}
+
+CLI::App* add_info_command(CLI::App& app, InfoJob& job) {
+  auto* info =
+      app.add_subcommand("info", "flavor, rates, duration, delay, tags and damage of coded files");
+  info->add_option("input", job.inputs, "coded files, OUT.part included; - for standard input")
+      ->required();
+  info->add_flag("--json", job.json, "a JSON list in place of text");
+  return info;
+}
+
+int run_info_command(const InfoJob& job, std::ostream& out, std::ostream& err) {
+  int status = exit_done;
+  std::string separator = "[";
+  for (const std::string& input : job.inputs) {
+    try {
+      const OggInfo info = read(input);
+      if (job.json) {
+        out << separator << '\n' << info_json(input, info);
+        separator = ",";
+      } else {
+        out << info_text(input, info);
+      }
+    } catch (const std::exception& error) {
+      err << "quel: " << error.what() << '\n';
+      status = exit_failed;
+    }
+  }
+  if (job.json) out << (separator == "[" ? "[" : "") << "\n]\n";
+  out.flush();
+  if (out) return status;
+  err << "quel: standard output: cannot be written\n";
+  return exit_failed;
+}
+
+}  // namespace quel::tools

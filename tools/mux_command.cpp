@@ -1,0 +1,85 @@
+#include "tools/mux_command.h"
+
+#include <CLI/CLI.hpp>
+#include <exception>
+#include <limits>
+#include <map>
+#include <ostream>
+
+#include "tools/command.h"
+
+namespace quel::tools {
+
+CLI::App* add_mux_command(CLI::App& app, MuxJob& job) {
+  const std::map<std::string, int> flavors = {{"6.5", 0}, {"8.5", 1}, {"5", 2}, {"16", 3}};
+  auto* mux = app.add_subcommand("mux", "bare coded units in, coded file out");
+  mux->add_option("input", job.input, "coded units back to back, - for standard input")->required();
+  mux->add_option("output", job.output, "coded file, - for standard output")->required();
+  auto* flavor = mux->add_option("--flavor", job.flavor,
+                                 "of the units: 0 (6.5), 1 (8.5), 2 (5) or 3 (16 kbit/s)")
+                     ->transform(CLI::Transformer(flavors))
+                     ->check(CLI::Range(0, 3))
+                     ->option_text("0..3|6.5|8.5|5|16");
+  mux->add_option("--samples", job.samples,
+                  "length of the source at the flavor's rate; by default all that the units hold")
+      ->check(CLI::Range(std::int64_t{0}, std::numeric_limits<std::int64_t>::max()))
+      ->option_text("N");
+  mux->add_option("--input-rate", job.input_rate, "of the source, Hz, for information; 0 unknown")
+      ->check(CLI::Range(1000, 1000000) | CLI::Range(0, 0))
+      ->option_text("HZ");
+  mux->add_option("--comment", job.comments, "TAG=value; may be given more than once")
+      ->take_all()
+      ->expected(1)
+      ->option_text("TAG=VALUE");
+  mux->add_option("--packet-ms", job.packet_ms, "length of a packet, 1 to 10000 ms")
+      ->check(CLI::Range(1, 10000))
+      ->capture_default_str()
+      ->option_text("MS");
+  mux->add_option("--page-ms", job.page_ms, "length of a page, 1 to 60000 ms")
+      ->check(CLI::Range(1, 60000))
+      ->capture_default_str()
+      ->option_text("MS");
+  auto* from_dump = mux->add_flag("--from-dump", job.from_dump,
+                                  "the input is the text of quel dump, which says everything else");
+  for (auto* option : mux->get_options()) {
+    if (option->get_name().starts_with("--") && option != from_dump &&
+        option != mux->get_help_ptr()) {
+      option->excludes(from_dump);
+    }
+  }
+  mux->add_flag("-f,--force", job.force, "replace an existing output");
+  mux->final_callback([flavor, &job] {
+    if (!job.from_dump && flavor->count() == 0) throw CLI::RequiredError("--flavor");
+  });
+  return mux;
+}
+
+CLI::App* add_demux_command(CLI::App& app, DemuxJob& job) {
+  auto* demux = app.add_subcommand("demux", "coded file in, bare coded units out");
+  demux->add_option("input", job.input, "coded file, - for standard input")->required();
+  demux->add_option("output", job.output, "coded units back to back, - for standard output")
+      ->required();
+  demux->add_flag("-f,--force", job.force, "replace an existing output");
+  return demux;
+}
+
+int run_mux_command(const MuxJob& job, std::ostream& err) {
+  try {
+    run_mux(job);
+  } catch (const std::exception& error) {
+    err << "quel: " << error.what() << '\n';
+    return exit_failed;
+  }
+  return exit_done;
+}
+
+int run_demux_command(const DemuxJob& job, std::ostream& err) {
+  try {
+    return run_demux(job, err) ? exit_done : exit_failed;
+  } catch (const std::exception& error) {
+    err << "quel: " << error.what() << '\n';
+    return exit_failed;
+  }
+}
+
+}  // namespace quel::tools
