@@ -2,6 +2,7 @@
 #include <iostream>
 #include <quelcodec/quelcodec.hpp>
 #include <string>
+#include <string_view>
 
 #include "tools/command.h"
 #include "tools/decode_command.h"
@@ -9,6 +10,7 @@
 #include "tools/encode_command.h"
 #include "tools/eval_command.h"
 #include "tools/info_command.h"
+#include "tools/man.h"
 #include "tools/mux_command.h"
 #include "tools/selftest_command.h"
 
@@ -41,6 +43,16 @@ int main(int argc, char** argv) {
                               std::to_string(QUEL_VERSION_PATCH);
   app.set_version_flag("-V,--version", version);
   for (const Command& command : commands) command.app->set_version_flag("-V,--version", version);
+  // For the build, which installs them; a reader of --help has no use for these.
+  const std::string_view first = argc > 1 ? argv[1] : "";
+  if (first == "--man" && argc == 2) {
+    std::cout << man_page(app, version);
+    return exit_done;
+  }
+  if (first == "--completions" && argc == 3 && std::string_view(argv[2]) == "bash") {
+    std::cout << bash_completion(app);
+    return exit_done;
+  }
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
