@@ -1,27 +1,14 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <quelcodec/quelcodec.hpp>
 #include <span>
 #include <vector>
 
-#include "tools/quel_file.h"
+#include "tools/loss.h"
 
 namespace quel::tools {
-
-/// Draws which frames are lost, the same for a seed everywhere.
-class LossPattern {
- public:
-  /// percent  0..100, the probability that a frame is lost
-  LossPattern(double percent, std::uint64_t seed) : percent_(percent), state_(seed) {}
-
-  /// Whether the next frame is lost.
-  bool lost();
-
- private:
-  double percent_;
-  std::uint64_t state_;
-};
 
 struct DecodeOptions {
   Concealment concealment = Concealment::immediate;
@@ -29,25 +16,25 @@ struct DecodeOptions {
   std::uint64_t seed = 1;     ///< of the losses
 };
 
-/// Decodes units so that what comes out lies where the source lay: the codec's delay is cut off
-/// the start, everything past the source's length off the end.
+/// Decodes units in memory so that what comes out lies where the source lay: the codec's delay is
+/// cut off the start, everything past the source's length off the end.
 class AlignedDecoder {
  public:
-  AlignedDecoder(const QuelHeader& header, const DecodeOptions& options);
+  /// samples  of the source
+  AlignedDecoder(int flavor, std::size_t samples, const DecodeOptions& options);
 
   /// The samples that a unit brings; they live until the next call.
   std::span<const std::int16_t> decode(std::span<const std::uint8_t> unit);
 
-  std::uint32_t frames() const { return frames_; }      ///< decoded so far, lost ones included
-  std::uint32_t lost() const { return lost_; }          ///< of these
-  std::uint32_t missing() const { return remaining_; }  ///< samples of the source still to come
+  std::uint32_t frames() const { return frames_; }  ///< decoded so far, lost ones included
+  std::uint32_t lost() const { return lost_; }      ///< of these
 
  private:
   Decoder decoder_;
   LossPattern losses_;
   int frames_per_unit_;
-  std::uint32_t skip_;  // samples of delay still to be cut off
-  std::uint32_t remaining_;
+  std::size_t skip_;  // samples of delay still to be cut off
+  std::size_t remaining_;
   std::uint32_t frames_ = 0;
   std::uint32_t lost_ = 0;
   std::vector<std::int16_t> pcm_;

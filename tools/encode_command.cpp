@@ -1,34 +1,121 @@
 #include "tools/encode_command.h"
 
 #include <CLI/CLI.hpp>
-#include <exception>
-#include <ostream>
+#include <algorithm>
+#include <cctype>
+#include <set>
+#include <stdexcept>
 
-#include "tools/command.h"
+#include "tools/eval_text.h"
+#include "tools/file_arguments.h"
+#include "tools/ogg_head.h"
 
 namespace quel::tools {
+namespace {
 
-CLI::App* add_encode_command(CLI::App& app, EncodeJob& job) {
-  auto* encode = app.add_subcommand("encode", "speech in, coded units out");
-  encode->add_option("input", job.input, "audio file: any rate, any channels")->required();
-  encode->add_option("output", job.output, "coded file")->required();
+bool is_sound_file(const std::filesystem::path& path) {
+  static const std::set<std::string> extensions = {
+      ".wav",  ".flac", ".ogg", ".oga", ".opus", ".aif", ".aiff", ".aifc", ".au", ".snd",
+      ".rf64", ".w64",  ".caf", ".mp3", ".wve",  ".voc", ".sph",  ".nist", ".bwf"};
+  std::string extension = path.extension();
+  for (char& c : extension) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return extensions.count(extension) > 0;
+}
+
+bool is_bare_file(const std::filesystem::path& path) {
+  return path.extension() == ".raw" || path.extension() == ".pcm";
+}
+
+/// Everything that the bytes of an output depend on beside its input.
+std::string text_of(const EncodeCommand& command) {
+  const EncodeSettings& s = command.settings;
+  std::string text =
+      "encode behaviour=" + std::to_string(quel_behaviour) + " encoder=" + s.tags.encoder;
+  if (s.flavor) text += " flavor=" + std::to_string(*s.flavor);
+  if (s.audio.raw_rate > 0) {
+    text += " raw=" + std::to_string(s.audio.raw_rate) + "," +
+            std::to_string(s.audio.raw_channels) + "," + command.endianness;
+  }
+  if (s.audio.channel > 0) text += " channel=" + std::to_string(s.audio.channel);
+  if (s.gain_db != 0.0) text += " gain=" + shortest(s.gain_db);
+  text += s.raw ? " bare" : " packet=" + std::to_string(s.packet_ms);
+  for (const auto& [name, value] : s.tags.comments) text += " comment=" + name + "=" + value;
+  return text;
+}
+
+void check_command(EncodeCommand& command, const CLI::App& app) {
+  check_file_arguments(command.files);
+  command.settings.audio.raw_big_endian = command.endianness == "big";
+  const bool bare_input = command.settings.audio.raw_rate > 0;
+  for (const char* option : {"--raw-chan", "--raw-endianness"}) {
+    if (!bare_input && app.count(option) > 0) {
+      throw CLI::ValidationError(option, "needs --raw-rate");
+    }
+  }
+  for (const char* option : {"--comment", "--packet-ms"}) {
+    if (command.settings.raw && app.count(option) > 0) {
+      throw CLI::ValidationError(option, "has no place among bare coded units (--raw)");
+    }
+  }
+  try {
+    for (const std::string& comment : command.comments) {
+      add_comment(command.settings.tags, comment);
+    }
+    pack_tags(command.settings.tags);
+  } catch (const std::invalid_argument& error) {
+    throw CLI::ValidationError("--comment", error.what());
+  }
+}
+
+}  // namespace
+
+CLI::App* add_encode_command(CLI::App& app, EncodeCommand& command) {
+  EncodeSettings& settings = command.settings;
+  auto* encode = app.add_subcommand("encode", "sound in, coded speech out");
+  add_file_arguments(*encode, command.files, "audio file of any kind, rate and number of channels",
+                     "coded file, .quel");
+  add_flavor_option(*encode, settings.flavor,
+                    "by default 16 for inputs of 16 kHz and above, else 8.5; ");
   encode
-      ->add_option("--flavor", job.flavor,
-                   "0: 6.5 kbit/s, 1: 8.5 kbit/s, 2: 5 kbit/s (8 kHz); 3: 16 kbit/s (16 kHz)")
-      ->required()
-      ->check(CLI::Range(0, 3));
-  encode->add_flag("-f,--force", job.force, "replace an existing output");
+      ->add_option("--channel", settings.audio.channel,
+                   "take this channel, from 1, instead of the mean of all")
+      ->check(CLI::Range(1, 1024))
+      ->option_text("N");
+  add_gain_option(*encode, settings.gain_db);
+  encode
+      ->add_option("--comment", command.comments,
+                   "say something of the recording, TITLE=Tea for one; may be repeated")
+      ->allow_extra_args(false)
+      ->option_text("TAG=VALUE");
+  encode->add_option("--packet-ms", settings.packet_ms, "length of a packet aimed at, 1 to 10000")
+      ->check(CLI::Range(1, 10000))
+      ->option_text("MS")
+      ->capture_default_str();
+  encode->add_flag("--raw", settings.raw, "write bare coded units, without a file around them");
+  encode
+      ->add_option("--raw-rate", settings.audio.raw_rate,
+                   "the input is bare 16-bit samples at this rate")
+      ->check(CLI::Range(1000, 1000000))
+      ->option_text("HZ");
+  encode->add_option("--raw-chan", settings.audio.raw_channels, "their channels, by default 1")
+      ->check(CLI::Range(1, 1024))
+      ->option_text("N");
+  encode->add_option("--raw-endianness", command.endianness, "their byte order, by default little")
+      ->check(CLI::IsMember({"little", "big"}))
+      ->option_text("little|big");
+  encode->final_callback([encode, &command] { check_command(command, *encode); });
   return encode;
 }
 
-int run_encode_command(const EncodeJob& job, std::ostream& err) {
-  try {
-    run_encode(job);
-  } catch (const std::exception& error) {
-    err << "quel: " << error.what() << '\n';
-    return exit_failed;
-  }
-  return exit_done;
+int run_encode_command(const EncodeCommand& command, std::ostream& err) {
+  const EncodeSettings& settings = command.settings;
+  FileWork work;
+  work.run = [&](const std::string& input, OutputFile& output, const std::string&,
+                 const Meter& meter) { return encode_sound(settings, input, output, meter); };
+  work.takes = settings.audio.raw_rate > 0 ? is_bare_file : is_sound_file;
+  work.extension = settings.raw ? ".units" : ".quel";
+  work.settings = text_of(command);
+  return run_files(command.files, work, err);
 }
 
 }  // namespace quel::tools

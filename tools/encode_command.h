@@ -1,8 +1,10 @@
 #pragma once
 
 #include <iosfwd>
+#include <string>
+#include <vector>
 
-#include "tools/jobs.h"
+#include "tools/batch.h"
 
 namespace CLI {
 class App;
@@ -10,13 +12,20 @@ class App;
 
 namespace quel::tools {
 
-/// Declares `quel encode` and its options, which parsing stores in `job`; it lives as long as
+struct EncodeCommand {
+  FileArguments files;
+  EncodeSettings settings;
+  std::string endianness = "little";
+  std::vector<std::string> comments;  ///< "TAG=value"
+};
+
+/// Declares `quel encode` and its options, which parsing stores in `command`; it lives as long as
 /// `app`.
-CLI::App* add_encode_command(CLI::App& app, EncodeJob& job);
+CLI::App* add_encode_command(CLI::App& app, EncodeCommand& command);
 
 /// err  gets "quel: FILE: cause" where something fails
 ///
 /// Returns the exit status.
-int run_encode_command(const EncodeJob& job, std::ostream& err);
+int run_encode_command(const EncodeCommand& command, std::ostream& err);
 
 }  // namespace quel::tools

@@ -1,80 +1,247 @@
 #include "tools/jobs.h"
 
 #include <algorithm>
-#include <cstdint>
-#include <ostream>
+#include <cmath>
+#include <filesystem>
+#include <memory>
 #include <quelcodec/quelcodec.hpp>
 #include <span>
-#include <vector>
+#include <stdexcept>
+#include <system_error>
 
 #include "tools/audio_file.h"
 #include "tools/file_error.h"
-#include "tools/output_file.h"
-#include "tools/quel_file.h"
+#include "tools/ogg_source.h"
+#include "tools/ogg_writer.h"
+#include "tools/raw_units.h"
+#include "tools/resampler.h"
 
 namespace quel::tools {
 namespace {
 
-void write_silence(WavWriter& writer, std::uint32_t samples) {
-  const std::vector<std::int16_t> silence(4096);
-  while (samples > 0) {
-    const auto count = std::min<std::uint32_t>(samples, 4096);
-    writer.write(std::span(silence).first(count));
-    samples -= count;
+/// Passes every tenth of a second of sound on to a meter.
+class Pace {
+ public:
+  Pace(const Meter& meter, int rate) : meter_(meter), step_(static_cast<std::uint64_t>(rate) / 10) {
+    next_ = step_;
+  }
+
+  template <class Share>
+  void at(std::uint64_t samples, Share share) {
+    if (!meter_ || samples < next_) return;
+    next_ = samples + step_;
+    meter_(0.1 * static_cast<double>(samples) / static_cast<double>(step_), share());
+  }
+
+ private:
+  const Meter& meter_;
+  std::uint64_t step_;
+  std::uint64_t next_;
+};
+
+/// Units to the output, as a file or bare.
+class UnitWriter {
+ public:
+  UnitWriter(const EncodeSettings& settings, const OggHead& head, OutputFile& output)
+      : output_(output) {
+    if (settings.raw) return;
+    OggWriterOptions options;
+    options.packet_ms = settings.packet_ms;
+    // Flushed, so that whatever befalls this program a file can be read up to here.
+    const auto sink = [this](std::span<const std::uint8_t> page) {
+      output_.write(page);
+      output_.flush();
+    };
+    ogg_ = std::make_unique<OggWriter>(sink, head, settings.tags, options);
+  }
+
+  void write(std::span<const std::uint8_t> unit) {
+    if (ogg_) {
+      ogg_->write(unit);
+    } else {
+      output_.write(unit);
+    }
+  }
+
+  void finish(std::uint64_t samples) {
+    if (ogg_) ogg_->finish(samples);
+    output_.commit();
+  }
+
+ private:
+  OutputFile& output_;
+  std::unique_ptr<OggWriter> ogg_;
+};
+
+std::optional<double> share_of(std::uint64_t done, std::optional<std::uint64_t> whole) {
+  if (!whole || *whole == 0) return std::nullopt;
+  return std::min(1.0, static_cast<double>(done) / static_cast<double>(*whole));
+}
+
+/// Sound on its way out: level, sampling rate, format.
+class SoundOutput {
+ public:
+  SoundOutput(const DecodeSettings& settings, int rate, OutputFile& file, SoundFormat format)
+      : rate_(settings.rate > 0 ? settings.rate : rate),
+        gain_(static_cast<float>(std::pow(10.0, settings.gain_db / 20.0))),
+        as_it_is_(rate_ == rate && settings.gain_db == 0.0),
+        resampler_(rate, rate_),
+        writer_(make_sound_writer(file, rate_, format)) {}
+
+  int rate() const { return rate_; }
+  std::uint64_t samples() const { return samples_; }
+
+  void write(std::span<const std::int16_t> pcm) {
+    if (as_it_is_) {
+      put(pcm);
+      return;
+    }
+    level_.resize(pcm.size());
+    std::transform(pcm.begin(), pcm.end(), level_.begin(),
+                   [this](std::int16_t x) { return gain_ * (static_cast<float>(x) / 32768.0f); });
+    resampler_.process(level_, ready_);
+    put_ready();
+  }
+
+  void finish() {
+    resampler_.finish(ready_);
+    put_ready();
+    writer_->finish();
+  }
+
+ private:
+  void put(std::span<const std::int16_t> pcm) {
+    writer_->write(pcm);
+    samples_ += pcm.size();
+  }
+
+  void put_ready() {
+    pcm_.resize(ready_.size());
+    std::transform(ready_.begin(), ready_.end(), pcm_.begin(), to_pcm);
+    ready_.clear();
+    put(pcm_);
+  }
+
+  int rate_;
+  float gain_;
+  bool as_it_is_;
+  Resampler resampler_;
+  std::unique_ptr<SoundWriter> writer_;
+  std::uint64_t samples_ = 0;
+  std::vector<float> level_, ready_;
+  std::vector<std::int16_t> pcm_;
+};
+
+std::string count_of(std::uint64_t count, const std::string& what) {
+  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
+/// What the user should know of a damaged file.
+void note_damage(const OggReport& report, std::uint64_t samples, JobResult& result) {
+  result.damaged = report.damaged();
+  if (report.lost_units + report.damaged_pages + report.skipped_bytes + report.misplaced_pages >
+      0) {
+    result.notes.push_back("damaged: " + count_of(report.lost_units, "lost unit") + " concealed, " +
+                           count_of(report.damaged_pages, "damaged page") + ", " +
+                           count_of(report.misplaced_pages, "misplaced page") + ", " +
+                           count_of(report.skipped_bytes, "byte") + " skipped");
+  }
+  if (!report.tags_error.empty()) {
+    result.notes.push_back("comments not read: " + report.tags_error);
+  }
+  if (!report.complete) {
+    result.notes.push_back("cut short: decoded " + count_of(samples, "sample"));
+  }
+  if (report.further_streams > 0) {
+    result.notes.push_back(count_of(report.further_streams, "further coded stream") + " ignored");
   }
 }
 
 }  // namespace
 
-void run_encode(const EncodeJob& job) {
-  Encoder encoder(job.flavor);
-  AudioReader reader(job.input, check(quel_sampling_rate(job.flavor)));
-  OutputFile file(job.output, job.force, job.input);
-  QuelWriter writer(file, job.flavor);
-  std::vector<std::int16_t> pcm(encoder.samples_per_unit());
-  QuelHeader header{job.flavor, 0};
-  for (std::uint32_t units = 0;; ++units) {
-    const auto count = static_cast<std::uint32_t>(reader.read(pcm));
-    if (count > wav_max_samples - header.samples) {
-      throw FileError(job.input, "longer than a WAV file holds");
-    }
-    header.samples += count;
-    // Past the end, silence pushes the last samples through the delay.
-    if (count < pcm.size() && units >= unit_count(header)) break;
-    std::fill(pcm.begin() + count, pcm.end(), std::int16_t{0});
-    writer.write(encoder.encode(pcm));
-  }
-  writer.finish(header.samples);
+int default_flavor(int input_rate) {
+  return input_rate >= 16000 ? QUEL_FLAVOR_16K : QUEL_FLAVOR_8K5;
 }
 
-bool run_decode(const DecodeJob& job, std::ostream& log) {
-  QuelReader reader(job.input);
-  const QuelHeader& header = reader.header();
-  OutputFile file(job.output, job.force, job.input);
-  WavWriter writer(file, check(quel_sampling_rate(header.flavor)));
-  AlignedDecoder decoder(header, job.options);
-  std::vector<std::uint8_t> unit(static_cast<std::size_t>(quel_bytes_per_unit(header.flavor)));
-  const std::uint32_t units = unit_count(header);
-  std::uint32_t done = 0;
-  while (done < units && reader.read(unit)) {
-    writer.write(decoder.decode(unit));
-    ++done;
+JobResult encode_sound(const EncodeSettings& settings, const std::string& input, OutputFile& output,
+                       const Meter& meter) {
+  AudioSource source(input, settings.audio);
+  const int flavor = settings.flavor.value_or(default_flavor(source.rate()));
+  const int rate = check(quel_sampling_rate(flavor));
+  AudioReader reader(source, rate, settings.gain_db);
+  const OggHead head = make_head(flavor, static_cast<std::uint32_t>(source.rate()));
+  UnitWriter writer(settings, head, output);
+  Encoder encoder(flavor);
+  Pace pace(meter, rate);
+  std::optional<std::uint64_t> whole = source.frames();
+  if (whole) whole = resampled_length(*whole, source.rate(), rate);
+
+  std::vector<std::int16_t> pcm(encoder.samples_per_unit());
+  std::vector<std::uint8_t> unit(encoder.bytes_per_unit());
+  JobResult result;
+  for (std::uint64_t units = 0;; ++units) {
+    const std::size_t count = reader.read(pcm);
+    result.samples += count;
+    // Past the end, silence pushes the last samples through the delay.
+    if (count < pcm.size() && units >= unit_count(head, result.samples)) break;
+    std::fill(pcm.begin() + static_cast<std::ptrdiff_t>(count), pcm.end(), std::int16_t{0});
+    encoder.encode(pcm, unit);
+    writer.write(unit);
+    pace.at(result.samples, [&] { return share_of(result.samples, whole); });
   }
-  if (job.report) {
-    log << "quel: " << job.input << ": " << decoder.lost() << " of " << decoder.frames()
-        << " frames lost\n";
-  }
-  if (done < units) {
-    log << "quel: " << job.input << ": cut short: " << done << " of " << units << " units, decoded "
-        << header.samples - decoder.missing() << " of " << header.samples << " samples\n";
+  writer.finish(result.samples);
+  result.seconds = static_cast<double>(result.samples) / rate;
+  return result;
+}
+
+JobResult decode_sound(const DecodeSettings& settings, const std::string& input, OutputFile& output,
+                       const std::string& output_name, const Meter& meter) {
+  std::unique_ptr<OggSource> source;
+  RawUnits* raw = nullptr;
+  if (settings.flavor) {
+    auto units = std::make_unique<RawUnits>(input, *settings.flavor);
+    raw = units.get();
+    source = std::move(units);
   } else {
-    write_silence(writer, decoder.missing());
-    if (std::uint8_t extra = 0; reader.read(std::span(&extra, 1))) {
-      log << "quel: " << job.input << ": bytes after the last unit are ignored\n";
-    }
+    source = std::make_unique<FileSource>(input);
   }
-  writer.finish();
-  return done == units;
+  OggReader reader(*source, input == "-" ? "standard input" : input);
+  OggDecodeOptions options;
+  options.concealment = settings.concealment;
+  LossPattern losses = settings.losses;
+  options.lose = [&losses] { return losses.lost(); };
+  OggDecoder decoder(reader, options);
+  const int rate = check(quel_sampling_rate(reader.head().flavor));
+  SoundOutput sound(settings, rate, output, settings.format.value_or(format_of(output_name)));
+
+  std::optional<std::uint64_t> bytes;
+  std::error_code unknown;
+  if (std::filesystem::is_regular_file(input, unknown)) {
+    bytes = std::filesystem::file_size(input, unknown);
+  }
+  Pace pace(meter, rate);
+  for (auto pcm = decoder.next(); !pcm.empty(); pcm = decoder.next()) {
+    sound.write(pcm);
+    pace.at(decoder.samples(), [&] {
+      return share_of(raw != nullptr ? raw->bytes_read() : reader.report().bytes, bytes);
+    });
+  }
+  sound.finish();
+
+  JobResult result;
+  result.samples = sound.samples();
+  result.seconds = static_cast<double>(result.samples) / sound.rate();
+  if (settings.report_losses) {
+    result.notes.push_back(std::to_string(decoder.lost_frames()) + " of " +
+                           std::to_string(decoder.frames()) + " frames lost");
+  }
+  note_damage(reader.report(), decoder.samples(), result);
+  if (raw != nullptr && raw->left_over() > 0) {
+    result.damaged = true;
+    result.notes.push_back("cut short: " + count_of(raw->left_over(), "byte") +
+                           " after the last whole unit");
+  }
+  return result;
 }
 
 }  // namespace quel::tools

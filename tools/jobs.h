@@ -1,39 +1,68 @@
 #pragma once
 
-#include <iosfwd>
+#include <cstdint>
+#include <functional>
+#include <optional>
 #include <string>
+#include <vector>
 
-#include "tools/aligned_decoder.h"
+#include "tools/audio_source.h"
+#include "tools/loss.h"
+#include "tools/ogg_decoder.h"
+#include "tools/ogg_tags.h"
+#include "tools/output_file.h"
+#include "tools/sound_writer.h"
 
 namespace quel::tools {
 
-/// Codes an audio file.
-struct EncodeJob {
-  std::string input;   ///< audio file, any rate, any channels
-  std::string output;  ///< coded file
-  int flavor = 0;      ///< 0..3
-  bool force = false;  ///< replace an existing output
+/// Told now and then how far a job is.
+///
+/// seconds  of sound done
+/// share    of the whole, 0..1; nothing where the whole is unknown
+using Meter = std::function<void(double seconds, std::optional<double> share)>;
+
+struct JobResult {
+  std::uint64_t samples = 0;       ///< of the source, or given by decoding, at the output's rate
+  double seconds = 0.0;            ///< these
+  std::vector<std::string> notes;  ///< for the user, without the input's name
+  bool damaged = false;            ///< the input is not whole; the output holds what there is
 };
 
-/// Throws FileError, then no output is left behind.
-void run_encode(const EncodeJob& job);
-
-/// Decodes a coded file to WAV.
-struct DecodeJob {
-  std::string input;      ///< coded file
-  std::string output;     ///< 16-bit mono WAV at the flavor's rate
-  bool report = false;    ///< write to `log` how many frames were lost
-  DecodeOptions options;  ///< concealment and losses
-  bool force = false;     ///< replace an existing output
+struct EncodeSettings {
+  std::optional<int> flavor;  ///< 0..3; by default from the input's rate, default_flavor()
+  AudioOptions audio;
+  double gain_db = 0.0;
+  OggTags tags = make_tags();
+  int packet_ms = 240;  ///< 1..10000
+  bool raw = false;     ///< bare coded units
 };
 
-/// Decodes to the source's length, or up to where the coded file is cut; with deferred concealment,
-/// which drops the time of long losses, silence fills up the end.
+/// 3 for inputs of 16 kHz and above, else 1.
+int default_flavor(int input_rate);
+
+/// Codes a sound and commits the output.
 ///
-/// log  gets lines that start with "quel: "
+/// input  audio file, "-" for standard input
+/// meter  may be empty
 ///
-/// Returns whether the coded file was complete; if not, log says so. Throws FileError, then no
-/// output is left behind.
-bool run_decode(const DecodeJob& job, std::ostream& log);
+/// Throws FileError.
+JobResult encode_sound(const EncodeSettings& settings, const std::string& input, OutputFile& output,
+                       const Meter& meter = {});
+
+struct DecodeSettings {
+  std::optional<int> flavor;  ///< given where the input is bare coded units
+  OggConcealment concealment = OggConcealment::immediate;
+  LossPattern losses;
+  bool report_losses = false;  ///< note how many frames were lost
+  double gain_db = 0.0;
+  int rate = 0;                       ///< of the output, Hz; 0 is the flavor's
+  std::optional<SoundFormat> format;  ///< by default from the output's name
+};
+
+/// Decodes to the source's length, or up to where the coded file is cut, and commits the output.
+///
+/// Throws FileError.
+JobResult decode_sound(const DecodeSettings& settings, const std::string& input, OutputFile& output,
+                       const std::string& output_name, const Meter& meter = {});
 
 }  // namespace quel::tools

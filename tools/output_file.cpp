@@ -1,8 +1,13 @@
 #include "tools/output_file.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstring>
 #include <system_error>
+#include <utility>
 
 #include "tools/file_error.h"
 
@@ -12,6 +17,10 @@ namespace fs = std::filesystem;
 
 OutputFile::OutputFile(const std::string& name, bool force, const std::string& input)
     : name_(name), target_(name), force_(force) {
+  if (name == "-") {
+    open_standard_output();
+    return;
+  }
   std::error_code error;
   if (const fs::path resolved = fs::canonical(target_, error); !error) target_ = resolved;
   refuse_existing();
@@ -21,40 +30,75 @@ OutputFile::OutputFile(const std::string& name, bool force, const std::string& i
     throw FileError(name_, "writing it would overwrite the input " + input);
   }
   file_ = std::fopen(part_.c_str(), "wb");
-  if (file_ == nullptr) fail(errno);
+  if (file_ == nullptr) {
+    part_.clear();
+    fail(errno);
+  }
+}
+
+void OutputFile::open_standard_output() {
+  name_ = "standard output";
+  if (isatty(STDOUT_FILENO) != 0) {
+    throw FileError(name_, "is a terminal; name a file or a pipe");
+  }
+  file_ = stdout;
+  struct stat status {};
+  const bool regular = fstat(STDOUT_FILENO, &status) == 0 && S_ISREG(status.st_mode);
+  const bool appends = (fcntl(STDOUT_FILENO, F_GETFL) & O_APPEND) != 0;
+  start_ = regular && !appends ? std::ftell(stdout) : -1;
+  seekable_ = start_ >= 0;
 }
 
 OutputFile::~OutputFile() {
-  if (file_ == nullptr) return;
-  std::fclose(file_);
-  std::error_code ignored;
-  fs::remove(part_, ignored);
+  if (file_ == stdout) return;
+  if (file_ != nullptr) std::fclose(file_);
+  remove_part();
 }
 
 void OutputFile::write(std::span<const std::uint8_t> bytes) {
   if (std::fwrite(bytes.data(), 1, bytes.size(), file_) != bytes.size()) fail(errno);
 }
 
+void OutputFile::flush() {
+  if (std::fflush(file_) != 0) fail(errno);
+}
+
+void OutputFile::seek(std::uint64_t offset) {
+  if (std::fseek(file_, start_ + static_cast<long>(offset), SEEK_SET) != 0) fail(errno);
+}
+
 void OutputFile::rewrite_start(std::span<const std::uint8_t> bytes) {
-  if (std::fseek(file_, 0, SEEK_SET) != 0) fail(errno);
+  const long end = std::ftell(file_);
+  if (end < 0) fail(errno);
+  seek(0);
   write(bytes);
-  if (std::fseek(file_, 0, SEEK_END) != 0) fail(errno);
+  if (std::fseek(file_, end, SEEK_SET) != 0) fail(errno);
 }
 
 void OutputFile::commit() {
-  if (std::fflush(file_) != 0) fail(errno);
-  refuse_existing();
+  flush();
+  if (file_ == stdout) return;
   // Some file systems report a failed write only here; the part is then of no use.
-  const int closed = std::fclose(file_);
-  const int error = errno;
-  file_ = nullptr;
-  std::error_code renaming;
-  if (closed == 0) fs::rename(part_, target_, renaming);
-  if (closed == 0 && !renaming) return;
+  if (std::fclose(std::exchange(file_, nullptr)) != 0) {
+    const int error = errno;
+    remove_part();
+    fail(error);
+  }
+  if (!held_back_) release();
+}
+
+void OutputFile::release() {
+  refuse_existing();
+  std::error_code error;
+  fs::rename(part_, target_, error);
+  if (error) throw FileError(name_, error.message());
+  part_.clear();
+}
+
+void OutputFile::remove_part() {
   std::error_code ignored;
-  fs::remove(part_, ignored);
-  if (closed != 0) fail(error);
-  throw FileError(name_, renaming.message());
+  if (!part_.empty()) fs::remove(part_, ignored);
+  part_.clear();
 }
 
 void OutputFile::fail(int error) const {

@@ -9,7 +9,9 @@
 namespace quel::tools {
 
 /// A file that appears under its name only when it is complete: everything goes to NAME.part,
-/// which commit() renames and which the destructor removes where commit() was not reached.
+/// which commit() renames and which the destructor removes where commit() was not reached. A
+/// program that is killed leaves NAME.part behind. "-" is standard output, which takes everything
+/// as it comes.
 class OutputFile {
  public:
   /// Opens NAME.part.
@@ -19,29 +21,58 @@ class OutputFile {
   /// input  the file that is being read meanwhile, which must not be NAME.part
   ///
   /// Throws FileError where NAME exists and `force` is false, where it is no regular file (a
-  /// device or a folder would be replaced by the renaming) or where NAME.part cannot be opened.
+  /// device or a folder would be replaced by the renaming), where NAME.part cannot be opened or
+  /// where "-" is a terminal, which nobody wants to see filled with bytes.
   OutputFile(const std::string& name, bool force, const std::string& input);
   ~OutputFile();
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
 
+  /// For messages.
+  const std::string& name() const { return name_; }
+
+  /// Whether written bytes can be replaced: not in pipes.
+  bool seekable() const { return seekable_; }
+
   /// Appends. Throws FileError.
   void write(std::span<const std::uint8_t> bytes);
 
-  /// Replaces the file's first bytes; later writes append again. Throws FileError.
+  /// Hands what was written to the system. Throws FileError.
+  void flush();
+
+  /// Later writes go there, counted from the output's first byte. Only where seekable(). Throws
+  /// FileError.
+  void seek(std::uint64_t offset);
+
+  /// Replaces the file's first bytes; later writes append again. Only where seekable(). Throws
+  /// FileError.
   void rewrite_start(std::span<const std::uint8_t> bytes);
+
+  /// Makes commit() stop short of the naming, which release() then does.
+  void hold_back() { held_back_ = true; }
 
   /// Closes the file and gives it its name. Throws FileError. Nothing may be written after it.
   void commit();
 
+  /// Gives a file that was held back its name. Throws FileError.
+  void release();
+
+  /// NAME.part, where the bytes are until the file has its name.
+  std::string part() const { return part_.string(); }
+
  private:
   [[noreturn]] void fail(int error) const;
+  void open_standard_output();
   void refuse_existing() const;
+  void remove_part();
 
   std::string name_;              // as the user wrote it
   std::filesystem::path target_;  // links resolved
   std::filesystem::path part_;
   bool force_;
+  bool seekable_ = true;
+  long start_ = 0;  // where the output begins in what the shell opened
+  bool held_back_ = false;
   std::FILE* file_ = nullptr;
 };
 

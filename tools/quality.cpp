@@ -7,6 +7,7 @@
 #include <cmath>
 
 #include "dsp/hp_2nd.h"
+#include "tools/ogg_writer.h"
 
 namespace quel::tools {
 namespace {
@@ -70,8 +71,7 @@ std::vector<float> reference(int flavor, std::span<const std::int16_t> pcm) {
 
 Trial try_codec(int flavor, std::span<const std::int16_t> pcm, const DecodeOptions& options,
                 std::vector<std::int16_t>* heard) {
-  const QuelHeader header{flavor, static_cast<std::uint32_t>(pcm.size())};
-  const std::size_t units = unit_count(header);
+  const std::size_t units = static_cast<std::size_t>(unit_count(make_head(flavor, 0), pcm.size()));
   const int rate = check(quel_sampling_rate(flavor));
   Encoder encoder(flavor);
   const std::size_t unit_samples = encoder.samples_per_unit();
@@ -91,7 +91,7 @@ Trial try_codec(int flavor, std::span<const std::int16_t> pcm, const DecodeOptio
   trial.encode_seconds = thread_seconds() - start;
   trial.coded_seconds = static_cast<double>(units * unit_samples) / rate;
 
-  AlignedDecoder decoder(header, options);
+  AlignedDecoder decoder(flavor, pcm.size(), options);
   start = thread_seconds();
   for (std::size_t u = 0; u < units; ++u) {
     const auto part = decoder.decode(std::span(coded).subspan(u * unit_bytes, unit_bytes));

@@ -20,8 +20,8 @@ int main(int argc, char** argv) {
   app.name("quel");
   app.require_subcommand(1);
 
-  EncodeJob encode;
-  DecodeJob decode;
+  EncodeCommand encode;
+  DecodeCommand decode;
   InfoJob info;
   DumpJob dump;
   MuxJob mux;

@@ -71,18 +71,41 @@ TEST_F(Quel, WrongUseIsStatusTwoAndTouchesNothing) {
       {"transcode", "a", "b"},
       {"encode"},
       {"encode", "a"},
-      {"encode", "a", "b"},
       {"encode", "a", "b", "--flavor"},
       {"encode", "a", "b", "--flavor", "4"},
       {"encode", "a", "b", "--flavor", "-1"},
       {"encode", "a", "b", "--flavor", "1.5"},
       {"encode", "a", "b", "c", "--flavor", "1"},
       {"encode", "a", "b", "--flavor", "1", "--loss", "5"},
+      {"encode", "a", "b", "--channel", "0"},
+      {"encode", "a", "b", "--gain", "nan"},
+      {"encode", "a", "b", "--comment", "no value"},
+      {"encode", "a", "b", "--comment", "=x"},
+      {"encode", "a", "b", "--packet-ms", "0"},
+      {"encode", "a", "b", "--raw", "--comment", "A=b"},
+      {"encode", "a", "b", "--raw-chan", "2"},
+      {"encode", "a", "b", "--raw-endianness", "big"},
+      {"encode", "a", "b", "--raw-rate", "8000", "--raw-endianness", "middle"},
+      {"encode", "a", "b", "--raw-rate", "999"},
+      {"encode", "a", "b", "--jobs", "2"},
+      {"encode", "a", "b", "--manifest", "m"},
+      {"encode", "--output-dir", path("o")},
+      {"encode", "-", "--output-dir", path("o")},
+      {"encode", "/", "b"},
       {"decode", "a"},
       {"decode", "a", "b", "--loss", "101"},
       {"decode", "a", "b", "--loss", "-1"},
       {"decode", "a", "b", "--loss", "nan"},
       {"decode", "a", "b", "--loss", "many"},
+      {"decode", "a", "b", "--loss-burst", "5"},
+      {"decode", "a", "b", "--loss-burst", "5,0"},
+      {"decode", "a", "b", "--loss-burst", "90%,2"},
+      {"decode", "a", "b", "--loss", "5", "--loss-burst", "5,2"},
+      {"decode", "a", "b", "--loss", "5", "--loss-file", "l"},
+      {"decode", "a", "b", "--raw"},
+      {"decode", "a", "b", "--rate", "0"},
+      {"decode", "a", "b", "--format", "mp3"},
+      {"decode", "a", "b", "--raw-endianness", "big"},
       {"decode", "a", "b", "--seed", "x"},
       {"decode", "a", "b", "--seed", "-1"},
       {"decode", "a", "b", "--conceal", "never"},
@@ -149,6 +172,19 @@ TEST_F(Quel, LossesAreReportedOnStandardError) {
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.out, "");
   EXPECT_THAT(result.err, MatchesRegex("quel: .*/c: [1-9][0-9]* of 57 frames lost\n"));
+  const auto lost = [&](const std::vector<std::string>& arguments) {
+    std::vector<std::string> all = {"decode", path("c"), path("out.wav"), "-f"};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    const ProgramResult lossy = quel(all);
+    EXPECT_EQ(lossy.status, 0) << lossy.err;
+    return lossy.err;
+  };
+  EXPECT_EQ(lost({"--loss", "20%", "--seed", "3"}), result.err);
+  EXPECT_THAT(lost({"--loss-burst", "30%,4"}), HasSubstr(" of 57 frames lost"));
+  write_bytes(path("l"), {'1', '0', '0', '\n'});
+  EXPECT_THAT(lost({"--loss-file", path("l")}), HasSubstr(": 19 of 57 frames lost"));
+  EXPECT_EQ(quel({"decode", path("c"), path("o"), "--loss-file", path("none")}).err,
+            "quel: " + path("none") + ": No such file or directory\n");
 }
 
 TEST_F(Quel, ConcealmentIsChosen) {
@@ -163,18 +199,19 @@ TEST_F(Quel, ConcealmentIsChosen) {
   const Bytes immediate = with("immediate");
   EXPECT_EQ(with(""), immediate);
   EXPECT_NE(with("deferred"), immediate);
+  EXPECT_NE(with("none"), immediate);
+  EXPECT_NE(with("none"), with("deferred"));
 }
 
 TEST_F(Quel, ACutFileIsDecodedWithStatusOne) {
   make_coded();
   Bytes bytes = read_bytes(path("c"));
-  bytes.resize(10 + 19 * 5);
+  bytes.resize(bytes.size() - 1);
   write_bytes(path("c"), bytes);
   const ProgramResult result = quel({"decode", path("c"), path("out.wav")});
   EXPECT_EQ(result.status, 1);
-  EXPECT_EQ(result.err,
-            "quel: " + path("c") + ": cut short: 5 of 57 units, decoded 600 of 8000 samples\n");
-  EXPECT_EQ(load_audio(path("out.wav")).samples.size(), 600u);
+  EXPECT_THAT(result.err, HasSubstr("quel: " + path("c") + ": cut short: decoded 0 samples\n"));
+  EXPECT_EQ(load_audio(path("out.wav")).samples.size(), 0u);
 }
 
 }  // namespace

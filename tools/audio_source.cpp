@@ -1,0 +1,224 @@
+#include "tools/audio_source.h"
+
+#include <fcntl.h>
+#include <sndfile.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <vector>
+
+#include "tools/file_error.h"
+#include "tools/wav_pipe.h"
+
+namespace quel::tools {
+namespace {
+
+constexpr std::size_t block_frames = 4096;
+constexpr int lowest_rate = 1000;
+constexpr int highest_rate = 1000000;
+/// Tells libsndfile of a length that no pipe reaches.
+constexpr std::uint64_t endless = std::uint64_t{1} << 60;
+
+/// "System error." -> "System error"
+std::string without_stop(std::string text) {
+  while (!text.empty() && (text.back() == '.' || text.back() == ' ')) text.pop_back();
+  return text;
+}
+
+struct CloseSound {
+  void operator()(SNDFILE* file) const { sf_close(file); }
+};
+
+/// Bare samples out of a pipe, as libsndfile wants its own input: what it asks for beside reading
+/// it needs only to find its bearings at the start.
+struct BarePipe {
+  PipeInput* input;
+  std::uint64_t length;
+  std::uint64_t position = 0;
+  std::string error;
+
+  static sf_count_t get_length(void* self) {
+    return static_cast<sf_count_t>(static_cast<BarePipe*>(self)->length);
+  }
+  static sf_count_t seek(sf_count_t, int, void* self) { return tell(self); }
+  static sf_count_t tell(void* self) {
+    return static_cast<sf_count_t>(static_cast<BarePipe*>(self)->position);
+  }
+  static sf_count_t write(const void*, sf_count_t, void*) { return 0; }
+  // No exception may cross libsndfile.
+  static sf_count_t read(void* bytes, sf_count_t count, void* self) {
+    auto& pipe = *static_cast<BarePipe*>(self);
+    try {
+      const auto asked = std::min(static_cast<std::uint64_t>(count), pipe.length - pipe.position);
+      const std::size_t got =
+          pipe.input->read(static_cast<std::uint8_t*>(bytes), static_cast<std::size_t>(asked));
+      pipe.position += got;
+      return static_cast<sf_count_t>(got);
+    } catch (const std::exception& failure) {
+      pipe.error = failure.what();
+      return 0;
+    }
+  }
+};
+
+}  // namespace
+
+struct AudioSource::Impl {
+  std::string path;
+  AudioOptions options;
+  int descriptor = -1;
+  SF_INFO info{};
+  std::optional<PipeInput> pipe;
+  BarePipe bare{};
+  std::unique_ptr<SNDFILE, CloseSound> file;
+  std::optional<std::uint64_t> frames;
+  std::vector<float> interleaved;
+
+  ~Impl() {
+    file.reset();
+    if (descriptor > STDIN_FILENO) close(descriptor);
+  }
+
+  std::string shown() const { return path == "-" ? "standard input" : path; }
+  void open();
+  void open_pipe();
+  void open_bare(const WavStreamFormat& format);
+  int spool();
+  std::size_t read_block(float* mono, std::size_t count);
+};
+
+void AudioSource::Impl::open() {
+  // Opened here, since the system's own words are clearer than the library's where that fails.
+  descriptor = path == "-" ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (descriptor < 0) throw FileError(path, std::strerror(errno));
+  struct stat status {};
+  if (fstat(descriptor, &status) != 0) throw FileError(shown(), std::strerror(errno));
+  if (S_ISDIR(status.st_mode)) throw FileError(shown(), std::strerror(EISDIR));
+  if (options.raw_rate > 0) {
+    info.samplerate = options.raw_rate;
+    info.channels = options.raw_channels;
+    info.format = SF_FORMAT_RAW | SF_FORMAT_PCM_16 |
+                  (options.raw_big_endian ? SF_ENDIAN_BIG : SF_ENDIAN_LITTLE);
+  }
+  if (S_ISREG(status.st_mode) && lseek(descriptor, 0, SEEK_CUR) == 0) {
+    file.reset(sf_open_fd(descriptor, SFM_READ, &info, /*close_desc=*/SF_FALSE));
+    frames = static_cast<std::uint64_t>(std::max<sf_count_t>(0, info.frames));
+  } else {
+    open_pipe();
+  }
+  if (!file) {
+    throw FileError(shown(), "no readable audio file (" + without_stop(sf_strerror(nullptr)) + ")");
+  }
+  if (info.samplerate < lowest_rate || info.samplerate > highest_rate) {
+    throw FileError(shown(), "its sampling rate of " + std::to_string(info.samplerate) +
+                                 " Hz is outside " + std::to_string(lowest_rate) + " to " +
+                                 std::to_string(highest_rate) + " Hz");
+  }
+  if (options.channel > info.channels) {
+    throw FileError(shown(), "has no channel " + std::to_string(options.channel) + ", only " +
+                                 std::to_string(info.channels));
+  }
+}
+
+void AudioSource::Impl::open_pipe() {
+  pipe.emplace(descriptor, shown());
+  if (options.raw_rate > 0) {
+    open_bare({SF_FORMAT_PCM_16, options.raw_rate, options.raw_channels, {}});
+  } else if (const auto format = read_wav_header(*pipe)) {
+    info.format = SF_FORMAT_RAW | format->subtype | SF_ENDIAN_LITTLE;
+    open_bare(*format);
+  } else {
+    file.reset(sf_open_fd(spool(), SFM_READ, &info, /*close_desc=*/SF_TRUE));
+    frames = static_cast<std::uint64_t>(std::max<sf_count_t>(0, info.frames));
+  }
+}
+
+void AudioSource::Impl::open_bare(const WavStreamFormat& format) {
+  info.samplerate = format.rate;
+  info.channels = format.channels;
+  SF_VIRTUAL_IO io{BarePipe::get_length, BarePipe::seek, BarePipe::read, BarePipe::write,
+                   BarePipe::tell};
+  bare = {&*pipe, format.bytes.value_or(endless), 0, {}};
+  file.reset(sf_open_virtual(&io, SFM_READ, &info, &bare));
+  if (file && format.bytes) frames = static_cast<std::uint64_t>(info.frames);
+}
+
+// Most formats cannot be read without going back and forth. The file has no name and goes with its
+// descriptor.
+int AudioSource::Impl::spool() {
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> spooled(std::tmpfile(), std::fclose);
+  if (!spooled) throw FileError("a temporary file", std::strerror(errno));
+  std::array<std::uint8_t, 65536> bytes;
+  for (std::size_t got = bytes.size(); got == bytes.size();) {
+    got = pipe->read(bytes.data(), bytes.size());
+    if (std::fwrite(bytes.data(), 1, got, spooled.get()) != got) {
+      throw FileError("a temporary file", std::strerror(errno));
+    }
+  }
+  if (std::fflush(spooled.get()) != 0) throw FileError("a temporary file", std::strerror(errno));
+  std::rewind(spooled.get());
+  const int copy = dup(fileno(spooled.get()));
+  if (copy < 0) throw FileError("a temporary file", std::strerror(errno));
+  return copy;
+}
+
+std::size_t AudioSource::Impl::read_block(float* mono, std::size_t count) {
+  const auto channels = static_cast<std::size_t>(info.channels);
+  interleaved.resize(count * channels);
+  const auto got = static_cast<std::size_t>(std::max<sf_count_t>(
+      0, sf_readf_float(file.get(), interleaved.data(), static_cast<sf_count_t>(count))));
+  if (!bare.error.empty()) throw std::runtime_error(bare.error);
+  // The next call would forget it.
+  if (got < count && sf_error(file.get()) != SF_ERR_NO_ERROR) {
+    throw FileError(shown(), "damaged (" + without_stop(sf_strerror(file.get())) + ")");
+  }
+  for (std::size_t n = 0; n < got; ++n) {
+    const float* const frame = &interleaved[n * channels];
+    double sum = 0.0;
+    for (std::size_t c = 0; c < channels; ++c) sum += frame[c];
+    const float value =
+        options.channel > 0 ? frame[options.channel - 1] : static_cast<float>(sum / info.channels);
+    mono[n] = std::isfinite(value) ? value : 0.0f;
+  }
+  return got;
+}
+
+AudioSource::AudioSource(const std::string& path, const AudioOptions& options)
+    : impl_(std::make_unique<Impl>()) {
+  impl_->path = path;
+  impl_->options = options;
+  impl_->open();
+}
+
+AudioSource::~AudioSource() = default;
+
+int AudioSource::rate() const {
+  return impl_->info.samplerate;
+}
+
+int AudioSource::channels() const {
+  return impl_->info.channels;
+}
+
+std::optional<std::uint64_t> AudioSource::frames() const {
+  return impl_->frames;
+}
+
+std::size_t AudioSource::read(std::span<float> mono) {
+  std::size_t done = 0;
+  while (done < mono.size()) {
+    const std::size_t count = std::min(block_frames, mono.size() - done);
+    const std::size_t got = impl_->read_block(mono.data() + done, count);
+    if (got == 0) break;
+    done += got;
+  }
+  return done;
+}
+
+}  // namespace quel::tools

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+
+namespace quel::tools {
+
+/// How to read sound.
+struct AudioOptions {
+  /// Hz; where > 0, the input is bare 16-bit samples whatever its name and content.
+  int raw_rate = 0;
+  int raw_channels = 1;
+  bool raw_big_endian = false;
+  int channel = 0;  ///< the one to take, from 1; 0 takes the mean of all
+};
+
+/// Any audio file that libsndfile knows, or a stream of these from a pipe, as mono sound at its own
+/// rate, block by block. WAV and bare samples from a pipe are read as they come, whatever length
+/// their header claims; other formats have to arrive whole first.
+class AudioSource {
+ public:
+  /// path  "-" is standard input
+  ///
+  /// Throws FileError where the file cannot be opened, is no audio, lacks the channel asked for or
+  /// has a sampling rate outside 1000..1000000 Hz.
+  explicit AudioSource(const std::string& path, const AudioOptions& options = {});
+  ~AudioSource();
+  AudioSource(const AudioSource&) = delete;
+  AudioSource& operator=(const AudioSource&) = delete;
+
+  int rate() const;      ///< Hz
+  int channels() const;  ///< before they are joined
+  /// Length in samples as far as it is known beforehand; for display only.
+  std::optional<std::uint64_t> frames() const;
+
+  /// Fills `mono` from its start, full scale 1, and returns how many samples it got; fewer than
+  /// asked only at the end. Samples that are not finite count as 0. Throws FileError where the file
+  /// is damaged.
+  std::size_t read(std::span<float> mono);
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace quel::tools

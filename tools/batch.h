@@ -1,0 +1,39 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+#include "tools/jobs.h"
+
+namespace quel::tools {
+
+/// Which files to work on, and how.
+struct FileArguments {
+  std::vector<std::string> files;  ///< input and output; with a folder for outputs, inputs
+  std::string output_dir;          ///< gets a tree as the inputs' one; empty: one input, one output
+  std::string manifest;            ///< empty: quel-manifest.tsv in output_dir
+  int jobs = 0;                    ///< threads; 0: as many as the machine has processors
+  bool force = false;              ///< replace existing outputs
+  bool quiet = false;              ///< no progress
+};
+
+/// What a command does with a file.
+struct FileWork {
+  /// Throws where it fails.
+  std::function<JobResult(const std::string& input, OutputFile& output,
+                          const std::string& output_name, const Meter& meter)>
+      run;
+  std::function<bool(const std::filesystem::path&)> takes;  ///< which files of a folder
+  std::string extension;                                    ///< of outputs in a tree, ".quel"
+  std::string settings;  ///< what outputs depend on beside the inputs, for the manifest
+};
+
+/// err  gets "quel: FILE: cause" for each failure
+///
+/// Returns the exit status: 1 where a file failed or was damaged; the others are finished.
+int run_files(const FileArguments& arguments, const FileWork& work, std::ostream& err);
+
+}  // namespace quel::tools

@@ -1,0 +1,251 @@
+#include "tools/batch_manifest.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <optional>
+#include <string_view>
+#include <system_error>
+
+#include "tools/eval_text.h"
+#include "tools/file_error.h"
+
+namespace quel::tools {
+namespace {
+
+constexpr std::array<const char*, 10> columns = {
+    "input",        "output",       "settings",      "status",  "input_bytes",
+    "input_sha256", "output_bytes", "output_sha256", "samples", "message"};
+constexpr const char* json_start = "{\"quel_manifest\": 1, \"files\": [";
+
+using Fields = std::array<std::string, columns.size()>;
+
+bool is_number(std::size_t column) {
+  return column == 4 || column == 6 || column == 8;
+}
+
+Fields fields_of(const ManifestRow& row) {
+  return {row.input,
+          row.output,
+          row.settings,
+          row.status,
+          std::to_string(row.input_bytes),
+          row.input_sha256,
+          std::to_string(row.output_bytes),
+          row.output_sha256,
+          std::to_string(row.samples),
+          row.message};
+}
+
+std::optional<std::uint64_t> number(const std::string& text) {
+  std::uint64_t value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return value;
+}
+
+std::optional<ManifestRow> row_of(const Fields& f) {
+  const auto input_bytes = number(f[4]), output_bytes = number(f[6]), samples = number(f[8]);
+  if (!input_bytes || !output_bytes || !samples) return std::nullopt;
+  return ManifestRow{f[0], f[1],          f[2], f[3],     *input_bytes,
+                     f[5], *output_bytes, f[7], *samples, f[9]};
+}
+
+std::string escaped(const std::string& text) {
+  std::string out;
+  for (const char c : text) {
+    switch (c) {
+      case '\t':
+        out += "\\t";
+        break;
+      case '\n':
+        out += "\\n";
+        break;
+      case '\r':
+        out += "\\r";
+        break;
+      case '\\':
+        out += "\\\\";
+        break;
+      default:
+        out += c;
+    }
+  }
+  return out;
+}
+
+std::optional<ManifestRow> parse_tsv(std::string_view line) {
+  Fields fields;
+  std::size_t column = 0;
+  for (std::size_t i = 0; i < line.size(); ++i) {
+    if (line[i] == '\t') {
+      if (++column == fields.size()) return std::nullopt;
+    } else if (line[i] == '\\' && i + 1 < line.size()) {
+      const char c = line[++i];
+      fields[column] += c == 't' ? '\t' : c == 'n' ? '\n' : c == 'r' ? '\r' : c;
+    } else {
+      fields[column] += line[i];
+    }
+  }
+  if (column + 1 != fields.size()) return std::nullopt;
+  return row_of(fields);
+}
+
+std::string label_of(std::size_t column) {
+  std::string text = column == 0 ? "{\"" : ", \"";
+  text += columns[column];
+  text += "\": ";
+  return text;
+}
+
+std::string json_line(const ManifestRow& row) {
+  const Fields fields = fields_of(row);
+  std::string text;
+  for (std::size_t i = 0; i < fields.size(); ++i) {
+    text += label_of(i);
+    text += is_number(i) ? fields[i] : json_string(fields[i]);
+  }
+  return text + "}";
+}
+
+/// A string of JSON; `at` is behind its opening quote and ends behind the closing one.
+std::optional<std::string> parse_json_string(std::string_view text, std::size_t& at) {
+  constexpr std::string_view names = "nrtbf", meanings = "\n\r\t\b\f";
+  std::string out;
+  while (at < text.size() && text[at] != '"') {
+    if (text[at] != '\\') {
+      out += text[at++];
+      continue;
+    }
+    if (at + 1 >= text.size()) return std::nullopt;
+    const char c = text[at + 1];
+    at += 2;
+    if (c == 'u') {
+      // Only control characters are written like this.
+      unsigned value = 0;
+      if (at + 4 > text.size()) return std::nullopt;
+      const auto [end, error] = std::from_chars(&text[at], &text[at] + 4, value, 16);
+      if (error != std::errc() || end != &text[at] + 4 || value > 0x7f) return std::nullopt;
+      out += static_cast<char>(value);
+      at += 4;
+    } else {
+      const std::size_t known = names.find(c);
+      out += known == std::string_view::npos ? c : meanings[known];
+    }
+  }
+  if (at >= text.size()) return std::nullopt;
+  ++at;
+  return out;
+}
+
+/// One line as json_line() writes it; other programs' layouts are not understood.
+std::optional<ManifestRow> parse_json(std::string_view line) {
+  Fields fields;
+  std::size_t at = 0;
+  for (std::size_t i = 0; i < fields.size(); ++i) {
+    const std::string label = label_of(i);
+    if (line.substr(at, label.size()) != label) return std::nullopt;
+    at += label.size();
+    if (is_number(i)) {
+      const std::size_t end = std::min(line.find_first_of(",}", at), line.size());
+      fields[i] = line.substr(at, end - at);
+      at = end;
+    } else {
+      if (at >= line.size() || line[at] != '"') return std::nullopt;
+      const auto value = parse_json_string(line, ++at);
+      if (!value) return std::nullopt;
+      fields[i] = *value;
+    }
+  }
+  return row_of(fields);
+}
+
+std::string header_line() {
+  std::string text;
+  for (const char* name : columns) {
+    if (!text.empty()) text += '\t';
+    text += name;
+  }
+  return text;
+}
+
+bool is_json(const std::string& path) {
+  return std::filesystem::path(path).extension() == ".json";
+}
+
+std::optional<std::string> read_text(const std::string& path) {
+  std::error_code unknown;
+  if (!std::filesystem::exists(path, unknown)) return std::nullopt;
+  std::ifstream file(path, std::ios::binary);
+  if (!file) throw FileError(path, std::strerror(errno));
+  return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+}
+
+/// Lines that have an end.
+std::vector<std::string_view> lines_of(std::string_view text) {
+  std::vector<std::string_view> lines;
+  for (std::size_t at = 0, end; (end = text.find('\n', at)) != std::string_view::npos;
+       at = end + 1) {
+    lines.push_back(text.substr(at, end - at));
+  }
+  return lines;
+}
+
+}  // namespace
+
+std::string tsv_line(const ManifestRow& row) {
+  std::string text;
+  const Fields fields = fields_of(row);
+  for (const std::string& field : fields) text += escaped(field) + '\t';
+  text.back() = '\n';
+  return text;
+}
+
+std::string manifest_text(const std::string& path, const std::vector<ManifestRow>& rows) {
+  if (!is_json(path)) {
+    std::string text = header_line() + "\n";
+    for (const ManifestRow& row : rows) text += tsv_line(row);
+    return text;
+  }
+  std::string text = std::string(json_start) + "\n";
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    text += json_line(rows[i]) + (i + 1 < rows.size() ? ",\n" : "\n");
+  }
+  return text + "]}\n";
+}
+
+std::vector<ManifestRow> read_manifest(const std::string& path) {
+  const auto text = read_text(path);
+  if (!text) return {};
+  std::vector<std::string_view> lines = lines_of(*text);
+  const bool json = is_json(path);
+  const bool sound = !lines.empty() && lines.front() == (json ? json_start : header_line()) &&
+                     (!json || lines.back() == "]}");
+  if (!sound) throw FileError(path, "exists already and is no manifest of quel");
+  lines.erase(lines.begin());
+  if (json) lines.pop_back();
+  std::vector<ManifestRow> rows;
+  for (const std::string_view line : lines) {
+    const auto row = json ? parse_json(line) : parse_tsv(line);
+    if (!row) throw FileError(path, "damaged: a line of it is no row of a manifest");
+    rows.push_back(*row);
+  }
+  return rows;
+}
+
+std::vector<ManifestRow> read_journal(const std::string& path) {
+  const auto text = read_text(path);
+  if (!text) return {};
+  std::vector<ManifestRow> rows;
+  for (const std::string_view line : lines_of(*text)) {
+    if (const auto row = parse_tsv(line)) rows.push_back(*row);
+  }
+  return rows;
+}
+
+}  // namespace quel::tools

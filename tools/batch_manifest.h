@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace quel::tools {
+
+/// What became of one input.
+struct ManifestRow {
+  std::string input;     ///< as it was found
+  std::string output;    ///< relative to the output folder; empty where there is none
+  std::string settings;  ///< what the output depends on beside the input
+  std::string status;    ///< "done", "damaged" (done as far as the input goes) or "failed"
+  std::uint64_t input_bytes = 0;
+  std::string input_sha256;
+  std::uint64_t output_bytes = 0;
+  std::string output_sha256;
+  std::uint64_t samples = 0;
+  std::string message;  ///< why not "done"
+
+  bool operator==(const ManifestRow&) const = default;
+};
+
+/// A line, its end included. TSV escapes tabs, ends of lines and backslashes as \t, \n, \r, \\.
+std::string tsv_line(const ManifestRow& row);
+
+/// A whole manifest, JSON where the name ends so, else TSV with a line of column names.
+std::string manifest_text(const std::string& path, const std::vector<ManifestRow>& rows);
+
+/// The rows of a manifest; none where there is no such file. Throws FileError where the file is no
+/// manifest, so that nobody's file is overwritten by a slip.
+std::vector<ManifestRow> read_manifest(const std::string& path);
+
+/// The rows of a journal, which is lines of TSV alone; a last line that is cut is left out.
+std::vector<ManifestRow> read_journal(const std::string& path);
+
+}  // namespace quel::tools

@@ -1,0 +1,91 @@
+#include "tools/file_arguments.h"
+
+#include <CLI/CLI.hpp>
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <system_error>
+
+namespace quel::tools {
+
+void add_file_arguments(CLI::App& command, FileArguments& arguments, const std::string& inputs,
+                        const std::string& outputs) {
+  command
+      .add_option("files", arguments.files,
+                  "INPUT OUTPUT, or with --output-dir any number of inputs and folders. Input: " +
+                      inputs + ". Output: " + outputs + ". - is standard input and standard output")
+      ->required()
+      ->option_text("FILE...");
+  command
+      .add_option("--output-dir", arguments.output_dir,
+                  "put the outputs there, in folders as the inputs'; files that are done already "
+                  "are skipped")
+      ->option_text("FOLDER");
+  command
+      .add_option("--manifest", arguments.manifest,
+                  "with --output-dir: where to keep what was done, JSON if its name ends in .json, "
+                  "else TSV; by default quel-manifest.tsv in the folder")
+      ->option_text("FILE");
+  command
+      .add_option("--jobs", arguments.jobs,
+                  "with --output-dir: files at a time; by default one per processor")
+      ->check(CLI::Range(1, 1024))
+      ->option_text("N");
+  command.add_flag("-f,--force", arguments.force, "replace existing outputs");
+  command.add_flag("-q,--quiet", arguments.quiet, "no progress, even on a terminal");
+}
+
+void check_file_arguments(const FileArguments& arguments) {
+  const auto fail = [](const std::string& text) { throw CLI::ValidationError(text); };
+  if (!arguments.output_dir.empty()) {
+    for (const std::string& file : arguments.files) {
+      if (file == "-") fail("- is one input and one output, without --output-dir");
+      if (file.empty()) fail("an input has an empty name");
+    }
+    return;
+  }
+  if (!arguments.manifest.empty()) fail("--manifest needs --output-dir");
+  if (arguments.jobs > 0) fail("--jobs needs --output-dir");
+  if (arguments.files.size() != 2) {
+    fail("one input and one output are due, or --output-dir and inputs");
+  }
+  std::error_code unknown;
+  if (std::filesystem::is_directory(arguments.files[0], unknown)) {
+    fail(arguments.files[0] + " is a folder, which needs --output-dir");
+  }
+}
+
+CLI::Option* add_flavor_option(CLI::App& command, std::optional<int>& flavor,
+                               const std::string& text) {
+  const std::map<std::string, int> names = {{"6.5", 0}, {"8.5", 1}, {"5", 2}, {"16", 3}};
+  return command
+      .add_option("--flavor", flavor,
+                  text +
+                      "0 or 6.5, 1 or 8.5, 2 or 5 (kbit/s, 8 kHz), 3 or 16 "
+                      "(kbit/s, 16 kHz)")
+      ->transform(CLI::Transformer(names))
+      ->check(CLI::Range(0, 3))
+      ->option_text("0..3|6.5|8.5|5|16");
+}
+
+CLI::Option* add_gain_option(CLI::App& command, double& gain_db) {
+  return command.add_option("--gain", gain_db, "added to the level, -100 to 100 dB")
+      ->check([](const std::string& text) -> std::string {
+        double gain = 0.0;  // CLI::Range lets "nan" pass
+        if (CLI::detail::lexical_cast(text, gain) && gain >= -100.0 && gain <= 100.0) return "";
+        return text + " is not a number from -100 to 100";
+      })
+      ->option_text("DB");
+}
+
+double parse_percentage(const std::string& option, const std::string& text) {
+  std::string number = text;
+  if (!number.empty() && number.back() == '%') number.pop_back();
+  double percent = 0.0;
+  if (CLI::detail::lexical_cast(number, percent) && percent >= 0.0 && percent <= 100.0) {
+    return percent;
+  }
+  throw CLI::ValidationError(option, text + " is not a percentage from 0 to 100");
+}
+
+}  // namespace quel::tools

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "tools/batch.h"
+
+namespace CLI {
+class App;
+class Option;
+}  // namespace CLI
+
+namespace quel::tools {
+
+/// Declares inputs, outputs and what goes for many of them.
+///
+/// inputs   what an input may be, for the help
+/// outputs  likewise
+void add_file_arguments(CLI::App& command, FileArguments& arguments, const std::string& inputs,
+                        const std::string& outputs);
+
+/// Throws a parse error where the arguments do not go together.
+void check_file_arguments(const FileArguments& arguments);
+
+/// A flavor by number or name, "0" or "6.5".
+CLI::Option* add_flavor_option(CLI::App& command, std::optional<int>& flavor,
+                               const std::string& text);
+
+CLI::Option* add_gain_option(CLI::App& command, double& gain_db);
+
+/// "5" and "5%" as 5; throws a parse error for what is not 0 to 100.
+double parse_percentage(const std::string& option, const std::string& text);
+
+}  // namespace quel::tools

@@ -1,0 +1,185 @@
+#include "tools/sound_writer.h"
+
+#include <sndfile.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstring>
+#include <exception>
+#include <filesystem>
+
+#include "tools/file_error.h"
+
+namespace quel::tools {
+namespace {
+
+void put_le(std::vector<std::uint8_t>& out, std::uint32_t value, int bytes) {
+  for (int i = 0; i < bytes; ++i) out.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
+}
+
+void put_text(std::vector<std::uint8_t>& out, const char* text) {
+  out.insert(out.end(), text, text + std::strlen(text));
+}
+
+std::vector<std::uint8_t> sample_bytes(std::span<const std::int16_t> pcm, bool big_endian) {
+  std::vector<std::uint8_t> bytes;
+  bytes.reserve(2 * pcm.size());
+  for (const std::int16_t x : pcm) {
+    const auto low = static_cast<std::uint8_t>(x & 0xff);
+    const auto high = static_cast<std::uint8_t>(x >> 8 & 0xff);
+    bytes.push_back(big_endian ? high : low);
+    bytes.push_back(big_endian ? low : high);
+  }
+  return bytes;
+}
+
+class RawWriter : public SoundWriter {
+ public:
+  RawWriter(OutputFile& file, bool big_endian) : file_(file), big_endian_(big_endian) {}
+
+  void write(std::span<const std::int16_t> pcm) override {
+    file_.write(sample_bytes(pcm, big_endian_));
+  }
+  void finish() override { file_.commit(); }
+
+ private:
+  OutputFile& file_;
+  bool big_endian_;
+};
+
+/// FLAC through libsndfile, which goes back to the start at the end.
+class FlacWriter : public SoundWriter {
+ public:
+  FlacWriter(OutputFile& file, int rate) : file_(file) {
+    if (!file.seekable()) throw FileError(file.name(), "FLAC cannot be written to a pipe");
+    SF_INFO info{};
+    info.samplerate = rate;
+    info.channels = 1;
+    info.format = SF_FORMAT_FLAC | SF_FORMAT_PCM_16;
+    SF_VIRTUAL_IO io{get_length, seek, read, put, tell};
+    sound_ = sf_open_virtual(&io, SFM_WRITE, &info, this);
+    fail_if_broken();
+    if (sound_ == nullptr) throw FileError(file_.name(), sf_strerror(nullptr));
+  }
+  ~FlacWriter() override {
+    if (sound_ != nullptr) sf_close(sound_);
+  }
+  FlacWriter(const FlacWriter&) = delete;
+  FlacWriter& operator=(const FlacWriter&) = delete;
+
+  void write(std::span<const std::int16_t> pcm) override {
+    const auto count = static_cast<sf_count_t>(pcm.size());
+    const sf_count_t done = sf_write_short(sound_, pcm.data(), count);
+    fail_if_broken();
+    if (done != count) throw FileError(file_.name(), sf_strerror(sound_));
+  }
+
+  void finish() override {
+    const int error = sf_close(sound_);
+    sound_ = nullptr;
+    fail_if_broken();
+    if (error != 0) throw FileError(file_.name(), sf_error_number(error));
+    file_.commit();
+  }
+
+ private:
+  void fail_if_broken() {
+    if (failure_) std::rethrow_exception(failure_);
+  }
+
+  // No exception may cross libsndfile.
+  template <class Work>
+  sf_count_t guarded(Work work) {
+    if (failure_) return 0;
+    try {
+      return work();
+    } catch (...) {
+      failure_ = std::current_exception();
+      return 0;
+    }
+  }
+  static FlacWriter& self(void* user) { return *static_cast<FlacWriter*>(user); }
+  static sf_count_t get_length(void* user) { return static_cast<sf_count_t>(self(user).length_); }
+  static sf_count_t tell(void* user) { return static_cast<sf_count_t>(self(user).position_); }
+  static sf_count_t read(void*, sf_count_t, void*) { return 0; }
+  static sf_count_t seek(sf_count_t offset, int whence, void* user) {
+    FlacWriter& writer = self(user);
+    return writer.guarded([&] {
+      const auto from = whence == SEEK_SET   ? 0
+                        : whence == SEEK_CUR ? writer.position_
+                                             : writer.length_;
+      writer.position_ = from + static_cast<std::uint64_t>(offset);
+      writer.file_.seek(writer.position_);
+      return static_cast<sf_count_t>(writer.position_);
+    });
+  }
+  static sf_count_t put(const void* bytes, sf_count_t count, void* user) {
+    FlacWriter& writer = self(user);
+    return writer.guarded([&] {
+      const auto size = static_cast<std::size_t>(count);
+      writer.file_.write({static_cast<const std::uint8_t*>(bytes), size});
+      writer.position_ += size;
+      writer.length_ = std::max(writer.length_, writer.position_);
+      return count;
+    });
+  }
+
+  OutputFile& file_;
+  SNDFILE* sound_ = nullptr;
+  std::exception_ptr failure_;
+  std::uint64_t position_ = 0;
+  std::uint64_t length_ = 0;
+};
+
+}  // namespace
+
+SoundFormat format_of(const std::string& path) {
+  std::string extension = std::filesystem::path(path).extension();
+  for (char& c : extension) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  if (extension == ".flac") return SoundFormat::flac;
+  if (extension == ".raw" || extension == ".pcm") return SoundFormat::raw;
+  return SoundFormat::wav;
+}
+
+std::unique_ptr<SoundWriter> make_sound_writer(OutputFile& file, int rate, SoundFormat format) {
+  if (format == SoundFormat::flac) return std::make_unique<FlacWriter>(file, rate);
+  if (format == SoundFormat::wav) return std::make_unique<WavWriter>(file, rate);
+  return std::make_unique<RawWriter>(file, format == SoundFormat::raw_big_endian);
+}
+
+WavWriter::WavWriter(OutputFile& file, int rate) : file_(file), rate_(rate) {
+  file_.write(header(0xffffffffu));
+}
+
+void WavWriter::write(std::span<const std::int16_t> pcm) {
+  if (file_.seekable() && pcm.size() > wav_max_samples - samples_) {
+    throw FileError(file_.name(), "longer than a WAV file holds (FLAC and raw hold more)");
+  }
+  file_.write(sample_bytes(pcm, false));
+  samples_ += pcm.size();
+}
+
+void WavWriter::finish() {
+  if (file_.seekable()) file_.rewrite_start(header(static_cast<std::uint32_t>(2 * samples_)));
+  file_.commit();
+}
+
+std::vector<std::uint8_t> WavWriter::header(std::uint32_t data_bytes) const {
+  const auto rate = static_cast<std::uint32_t>(rate_);
+  std::vector<std::uint8_t> out;
+  put_text(out, "RIFF");
+  put_le(out, data_bytes < 0xffffffffu ? 36 + data_bytes : data_bytes, 4);
+  put_text(out, "WAVEfmt ");
+  put_le(out, 16, 4);        // bytes of this chunk
+  put_le(out, 1, 2);         // PCM
+  put_le(out, 1, 2);         // channels
+  put_le(out, rate, 4);      // samples per second
+  put_le(out, 2 * rate, 4);  // bytes per second
+  put_le(out, 2, 2);         // bytes per sample
+  put_le(out, 16, 2);        // bits per sample
+  put_text(out, "data");
+  put_le(out, data_bytes, 4);
+  return out;
+}
+
+}  // namespace quel::tools

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace quel::tools {
+
+/// What the header of a WAV stream says of the samples after it.
+struct WavStreamFormat {
+  int subtype = 0;  ///< libsndfile's SF_FORMAT_PCM_16 and the like
+  int rate = 0;     ///< Hz
+  int channels = 0;
+  std::optional<std::uint64_t> bytes;  ///< of samples; nothing where only the end will tell
+};
+
+/// Bytes of a pipe, of which those read last can be read again.
+class PipeInput {
+ public:
+  /// descriptor  stays the caller's
+  /// name        for messages
+  PipeInput(int descriptor, std::string name) : descriptor_(descriptor), name_(std::move(name)) {}
+
+  /// Fewer than asked only at the end. Throws FileError.
+  std::size_t read(std::uint8_t* bytes, std::size_t count);
+
+  /// Makes the next reads give these bytes first.
+  void put_back(const std::vector<std::uint8_t>& bytes);
+
+ private:
+  int descriptor_;
+  std::string name_;
+  std::vector<std::uint8_t> waiting_;
+  std::size_t next_ = 0;
+};
+
+/// Reads the header of a WAV or RF64 stream; the samples come next.
+///
+/// Nothing where it is something else or holds a coding that only libsndfile's own reader
+/// understands; the input is then at its start again. Throws FileError where reading fails.
+std::optional<WavStreamFormat> read_wav_header(PipeInput& input);
+
+}  // namespace quel::tools
