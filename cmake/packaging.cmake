@@ -19,6 +19,9 @@ install(FILES ${PROJECT_BINARY_DIR}/quelcodec-config.cmake
               ${PROJECT_BINARY_DIR}/quelcodec-config-version.cmake
   DESTINATION ${package_dir} COMPONENT dev)
 
+# Relative, since neither `cmake --install --prefix` nor cpack installs to the configured prefix.
+file(RELATIVE_PATH prefix_from_pkgconfig
+  ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(${CMAKE_CURRENT_LIST_DIR}/quelcodec.pc.in ${PROJECT_BINARY_DIR}/quelcodec.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/quelcodec.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)
