@@ -33,16 +33,13 @@ constexpr double speech_rms = 100.0;
 // or what the spacing from below pushes it to.
 constexpr float highest_lsf = 7940.0f;
 
-// After losses the predictor memory can lie outside the tables, the further the wider the columns
-// are. Within these limits even then no frequency reaches the sampling rate; few rows touch them.
 struct Range {
   float low;
   float high;
 };
 Range column_range(int i) {
   const float room = lsf_min_dist * static_cast<float>(order - 1 - i);
-  const float high = i < 9 ? 1050.0f : i < 12 ? 1000.0f : 600.0f;
-  return {i == 0 ? -335.0f : -880.0f, std::min(high, highest_lsf - room - mean_lsf[i])};
+  return {-1e4f, highest_lsf - room - mean_lsf[i]};
 }
 
 void lsf_to_filter(const float* lsf, float* a) {
