@@ -8,8 +8,8 @@
 namespace quel::tools {
 
 /// The codec's behaviour: which sound a given unit stands for. It rises together with the number in
-/// conformance/digests.h, whenever tables or arithmetic change; files of another behaviour would decode
-/// to noise.
+/// conformance/digests.h, whenever tables or arithmetic change; files of another behaviour would
+/// decode to noise.
 inline constexpr std::uint16_t quel_behaviour = 1;
 
 /// First packet of a coded stream. docs/ogg-mapping.md gives its bytes.

@@ -27,8 +27,8 @@
  *     if (quel_decoder_create(&dec_options, &decoder) != QUEL_OK) return 1;
  *     bytes = quel_encode(encoder, pcm, (size_t)quel_samples_per_unit(QUEL_FLAVOR_8K5), unit,
  *                         sizeof unit);
- *     samples = quel_decode(decoder, unit, (size_t)bytes, QUEL_ALL_RECEIVED, pcm, QUEL_MAX_SAMPLES);
- *     printf("%d bytes, %d samples\n", bytes, samples);
+ *     samples = quel_decode(decoder, unit, (size_t)bytes, QUEL_ALL_RECEIVED, pcm,
+ * QUEL_MAX_SAMPLES); printf("%d bytes, %d samples\n", bytes, samples);
  *     quel_encoder_destroy(encoder);
  *     quel_decoder_destroy(decoder);
  *     return bytes == 19 && samples == 144 ? 0 : 1;
@@ -44,7 +44,8 @@
 extern "C" {
 #endif
 
-/* ---- Version ---------------------------------------------------------------------------------- */
+/* ---- Version ----------------------------------------------------------------------------------
+ */
 
 #define QUEL_VERSION_MAJOR 0
 #define QUEL_VERSION_MINOR 1
@@ -55,13 +56,16 @@ extern "C" {
 /** The library's version, as QUEL_VERSION counts; compare it with the header's. */
 int quel_version(void);
 
-/* ---- Flavors ---------------------------------------------------------------------------------- */
+/* ---- Flavors ----------------------------------------------------------------------------------
+ */
 
 enum {
-  QUEL_FLAVOR_6K5 = 0, /**< 6.5 kbit/s, 8 kHz:  frames of 144 samples, units of 2 frames, 29 bytes */
-  QUEL_FLAVOR_8K5 = 1, /**< 8.5 kbit/s, 8 kHz:  frames of 144 samples, units of 1 frame,  19 bytes */
-  QUEL_FLAVOR_5K = 2,  /**< 5 kbit/s,   8 kHz:  frames of 240 samples, units of 2 frames, 37 bytes */
-  QUEL_FLAVOR_16K = 3  /**< 16 kbit/s,  16 kHz: frames of 160 samples, units of 1 frame,  20 bytes */
+  QUEL_FLAVOR_6K5 =
+      0, /**< 6.5 kbit/s, 8 kHz:  frames of 144 samples, units of 2 frames, 29 bytes */
+  QUEL_FLAVOR_8K5 =
+      1,              /**< 8.5 kbit/s, 8 kHz:  frames of 144 samples, units of 1 frame,  19 bytes */
+  QUEL_FLAVOR_5K = 2, /**< 5 kbit/s,   8 kHz:  frames of 240 samples, units of 2 frames, 37 bytes */
+  QUEL_FLAVOR_16K = 3 /**< 16 kbit/s,  16 kHz: frames of 160 samples, units of 1 frame,  20 bytes */
 };
 
 /** Buffer sizes that serve every flavor and every call of a stream. */
@@ -69,26 +73,27 @@ enum {
 #define QUEL_MAX_SAMPLES 1680 /**< samples that one quel_decode gives: 7 frames of 240 */
 
 /* Each returns a positive count, or QUEL_ERROR_FLAVOR for a flavor outside 0..3. */
-int quel_sampling_rate(int flavor);    /**< Hz: 8000 or 16000 */
+int quel_sampling_rate(int flavor);     /**< Hz: 8000 or 16000 */
 int quel_samples_per_frame(int flavor); /**< 144, 144, 240, 160 */
-int quel_frames_per_unit(int flavor);  /**< 2, 1, 2, 1 */
-int quel_samples_per_unit(int flavor); /**< 288, 144, 480, 160 */
-int quel_bytes_per_unit(int flavor);   /**< 29, 19, 37, 20 */
+int quel_frames_per_unit(int flavor);   /**< 2, 1, 2, 1 */
+int quel_samples_per_unit(int flavor);  /**< 288, 144, 480, 160 */
+int quel_bytes_per_unit(int flavor);    /**< 29, 19, 37, 20 */
 /** Samples by which a decoder's output lies behind the encoder's input, beyond the unit that a call
  *  takes: 120, 120, 360, 80. Sample n of the input comes out as sample n + delay. */
 int quel_delay(int flavor);
 
-/* ---- Errors ----------------------------------------------------------------------------------- */
+/* ---- Errors -----------------------------------------------------------------------------------
+ */
 
 /** Negative results. A call that returns one has changed neither its stream nor its outputs. */
 enum {
   QUEL_OK = 0,
   QUEL_ERROR_ARGUMENT = -1, /**< a pointer is null that must not be */
   QUEL_ERROR_FLAVOR = -2,   /**< the flavor is outside 0..3 */
-  QUEL_ERROR_OPTIONS = -3,  /**< an option has a value, or a size, that this library does not know */
-  QUEL_ERROR_MEMORY = -4,   /**< no memory for the stream */
-  QUEL_ERROR_LENGTH = -5,   /**< the input is not exactly one unit */
-  QUEL_ERROR_CAPACITY = -6  /**< the output buffer is too small for what the call would give */
+  QUEL_ERROR_OPTIONS = -3, /**< an option has a value, or a size, that this library does not know */
+  QUEL_ERROR_MEMORY = -4,  /**< no memory for the stream */
+  QUEL_ERROR_LENGTH = -5,  /**< the input is not exactly one unit */
+  QUEL_ERROR_CAPACITY = -6 /**< the output buffer is too small for what the call would give */
 };
 
 /** One English sentence for a result code, never null; static storage. */
@@ -110,7 +115,8 @@ typedef struct quel_encoder_options {
   int flavor;  /**< QUEL_FLAVOR_...; kept for the stream's life */
 } quel_encoder_options;
 
-#define QUEL_ENCODER_OPTIONS(flavor) {sizeof(quel_encoder_options), (flavor)}
+#define QUEL_ENCODER_OPTIONS(flavor) \
+  { sizeof(quel_encoder_options), (flavor) }
 
 /** How a decoder stream makes up for lost frames. */
 enum {
@@ -130,7 +136,7 @@ typedef struct quel_decoder_options {
 } quel_decoder_options;
 
 #define QUEL_DECODER_OPTIONS(flavor) \
-  {sizeof(quel_decoder_options), (flavor), QUEL_CONCEAL_IMMEDIATE}
+  { sizeof(quel_decoder_options), (flavor), QUEL_CONCEAL_IMMEDIATE }
 
 /** Creates an encoder. QUEL_OK and a stream in *encoder; else *encoder is left as it was.
  *  Errors: ARGUMENT, OPTIONS, FLAVOR, MEMORY. */

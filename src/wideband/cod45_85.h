@@ -40,8 +40,8 @@ struct AcelpWork {
 
 /// Searches the algebraic codebook of one 80-sample subframe (J.-P. Adoul et al., "Fast CELP coding
 /// based on algebraic codes", ICASSP 1987): ten pulses of amplitude 1 or -1, two on each of five
-/// interleaved tracks, placed pair after pair. Sums are in double and stored as float, as everywhere
-/// in this coder.
+/// interleaved tracks, placed pair after pair. Sums are in double and stored as float, as
+/// everywhere in this coder.
 ///
 /// work      rewritten
 /// dn        [0..79] backward-filtered target; made sign-free

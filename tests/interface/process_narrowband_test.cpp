@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <cstring>
 
+#include "interface/process_support.h"
 #include "narrowband/find_F.h"
 #include "narrowband/random_func.h"
-#include "interface/process_support.h"
 
 namespace quel {
 namespace {

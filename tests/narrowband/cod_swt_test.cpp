@@ -346,7 +346,8 @@ TEST_P(CodSwt, SilenceCodesToSilence) {
     decoder.frame(mode, prm, 0);
   }
   // Where the smallest correction of the table, 0.1615, repeats, the predicted gain settles at
-  // 10^((34 - 1.729 * 15.8) / 20) * 0.1615 = 0.35; a few shaped pulses of that are two steps of PCM.
+  // 10^((34 - 1.729 * 15.8) / 20) * 0.1615 = 0.35; a few shaped pulses of that are two steps of
+  // PCM.
   EXPECT_TRUE(test::bounded(last(decoder.synthesis, 2400), 2.0f));
 }
 
