@@ -28,7 +28,8 @@
  *     bytes = quel_encode(encoder, pcm, (size_t)quel_samples_per_unit(QUEL_FLAVOR_8K5), unit,
  *                         sizeof unit);
  *     samples = quel_decode(decoder, unit, (size_t)bytes, QUEL_ALL_RECEIVED, pcm,
- * QUEL_MAX_SAMPLES); printf("%d bytes, %d samples\n", bytes, samples);
+ *                           QUEL_MAX_SAMPLES);
+ *     printf("%d bytes, %d samples\n", bytes, samples);
  *     quel_encoder_destroy(encoder);
  *     quel_decoder_destroy(decoder);
  *     return bytes == 19 && samples == 144 ? 0 : 1;
@@ -44,8 +45,7 @@
 extern "C" {
 #endif
 
-/* ---- Version ----------------------------------------------------------------------------------
- */
+/* ---- Version --------------------------------------------------------------------------------- */
 
 #define QUEL_VERSION_MAJOR 0
 #define QUEL_VERSION_MINOR 1
@@ -56,16 +56,13 @@ extern "C" {
 /** The library's version, as QUEL_VERSION counts; compare it with the header's. */
 int quel_version(void);
 
-/* ---- Flavors ----------------------------------------------------------------------------------
- */
+/* ---- Flavors --------------------------------------------------------------------------------- */
 
 enum {
-  QUEL_FLAVOR_6K5 =
-      0, /**< 6.5 kbit/s, 8 kHz:  frames of 144 samples, units of 2 frames, 29 bytes */
-  QUEL_FLAVOR_8K5 =
-      1,              /**< 8.5 kbit/s, 8 kHz:  frames of 144 samples, units of 1 frame,  19 bytes */
-  QUEL_FLAVOR_5K = 2, /**< 5 kbit/s,   8 kHz:  frames of 240 samples, units of 2 frames, 37 bytes */
-  QUEL_FLAVOR_16K = 3 /**< 16 kbit/s,  16 kHz: frames of 160 samples, units of 1 frame,  20 bytes */
+  QUEL_FLAVOR_6K5 = 0, /**< 6.5 kbit/s, 8 kHz: frames of 144 samples, 2 in a unit of 29 bytes */
+  QUEL_FLAVOR_8K5 = 1, /**< 8.5 kbit/s, 8 kHz: frames of 144 samples, 1 in a unit of 19 bytes */
+  QUEL_FLAVOR_5K = 2,  /**< 5 kbit/s, 8 kHz: frames of 240 samples, 2 in a unit of 37 bytes */
+  QUEL_FLAVOR_16K = 3  /**< 16 kbit/s, 16 kHz: frames of 160 samples, 1 in a unit of 20 bytes */
 };
 
 /** Buffer sizes that serve every flavor and every call of a stream. */
@@ -82,8 +79,7 @@ int quel_bytes_per_unit(int flavor);    /**< 29, 19, 37, 20 */
  *  takes: 120, 120, 360, 80. Sample n of the input comes out as sample n + delay. */
 int quel_delay(int flavor);
 
-/* ---- Errors -----------------------------------------------------------------------------------
- */
+/* ---- Errors ---------------------------------------------------------------------------------- */
 
 /** Negative results. A call that returns one has changed neither its stream nor its outputs. */
 enum {
@@ -99,7 +95,7 @@ enum {
 /** One English sentence for a result code, never null; static storage. */
 const char* quel_error_text(int code);
 
-/* ---- Streams ----------------------------------------------------------------------------------
+/* ---- Streams ---------------------------------------------------------------------------------
  *
  * A stream belongs to its creator until it is destroyed. Any number may live at once; each may move
  * from thread to thread but is used by one thread at a time. No call allocates but create.
@@ -111,12 +107,13 @@ typedef struct quel_decoder quel_decoder;
 /** Set by QUEL_ENCODER_OPTIONS. The struct may grow at its end; `size` tells the library how much
  *  of it the caller knows. Bytes beyond what the library knows must be zero. */
 typedef struct quel_encoder_options {
-  size_t size; /**< sizeof(quel_encoder_options) */
-  int flavor;  /**< QUEL_FLAVOR_...; kept for the stream's life */
+  size_t size;  /**< sizeof(quel_encoder_options) */
+  int flavor;   /**< QUEL_FLAVOR_...; kept for the stream's life */
+  int reserved; /**< 0 */
 } quel_encoder_options;
 
 #define QUEL_ENCODER_OPTIONS(flavor) \
-  { sizeof(quel_encoder_options), (flavor) }
+  { sizeof(quel_encoder_options), (flavor), 0 }
 
 /** How a decoder stream makes up for lost frames. */
 enum {
@@ -188,7 +185,7 @@ int quel_decoder_max_samples(const quel_decoder* decoder);
 int quel_decode(quel_decoder* decoder, const uint8_t* unit, size_t bytes, uint32_t received,
                 int16_t* pcm, size_t capacity);
 
-/* ---- Plug-in functions ------------------------------------------------------------------------
+/* ---- Plug-in functions -----------------------------------------------------------------------
  *
  * One encoder and one decoder per process; one thread at a time. Order of use: SetFlavor, then
  * InitEncoder and/or InitDecoder, then any number of Encode and Decode, then FreeEncoder and

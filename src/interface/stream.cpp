@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
+#include <type_traits>
 
 #include "interface/frame_driver.h"
 #include "quelcodec/quelcodec.h"
@@ -40,9 +41,10 @@ int flavor_figure(int flavor, Figure figure) {
 
 // Takes the caller's options, which may be older (shorter) or newer (longer) than ours. What an
 // older caller does not know keeps its default in `known`; what we do not know must be zero. A
-// member added later must enlarge its struct: within an older caller's padding stands anything.
+// member added later must enlarge its struct, which therefore has no padding for it to hide in.
 template <typename Options>
 bool take_options(const Options* given, std::size_t oldest, Options& known) {
+  static_assert(std::has_unique_object_representations_v<Options>);
   std::size_t size = 0;
   std::memcpy(&size, given, sizeof size);
   if (size < oldest) return false;
@@ -177,6 +179,7 @@ int quel_encoder_create(const quel_encoder_options* options, quel_encoder** enco
   if (options == nullptr || encoder == nullptr) return QUEL_ERROR_ARGUMENT;
   quel_encoder_options known = QUEL_ENCODER_OPTIONS(0);
   if (!take_options(options, sizeof known, known)) return QUEL_ERROR_OPTIONS;
+  if (known.reserved != 0) return QUEL_ERROR_OPTIONS;
   if (!is_flavor(known.flavor)) return QUEL_ERROR_FLAVOR;
   auto* stream = new (std::nothrow) quel_encoder{known.flavor, {}, {}};
   if (stream == nullptr) return QUEL_ERROR_MEMORY;

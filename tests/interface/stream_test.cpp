@@ -171,6 +171,9 @@ TEST(Stream, CreateChecksItsOptionsAndLeavesTheHandle) {
     EXPECT_EQ(quel_decoder_create(&dec, &decoder), QUEL_ERROR_FLAVOR);
   }
   enc.flavor = dec.flavor = 1;
+  enc.reserved = 1;
+  EXPECT_EQ(quel_encoder_create(&enc, &encoder), QUEL_ERROR_OPTIONS);
+  enc.reserved = 0;
   for (const int none : {-1, 2}) {
     dec.concealment = none;
     EXPECT_EQ(quel_decoder_create(&dec, &decoder), QUEL_ERROR_OPTIONS);
