@@ -316,6 +316,17 @@ TEST_F(QuelIo, ATerminalGetsNoBytesButProgress) {
   const ProgramResult refused = shell("script -qec \"$Q encode in.wav -\" /dev/null < /dev/null");
   EXPECT_EQ(refused.status, 1);
   EXPECT_THAT(refused.out, HasSubstr("standard output: is a terminal"));
+  // A pipe that stops for a while, so that the progress has something to tell.
+  const auto on_terminal = [&](const std::string& options) {
+    const std::string slow =
+        "(head -c 80044 in.wav; sleep 0.5; tail -c +80045 in.wav) | \"$Q\" encode - c -f" + options;
+    write_bytes(path("slow"), Bytes(slow.begin(), slow.end()));
+    const ProgramResult result = shell("export Q && script -qec 'sh slow' /dev/null < /dev/null");
+    EXPECT_EQ(result.status, 0);
+    return result.out;
+  };
+  EXPECT_THAT(on_terminal(""), HasSubstr(" x real time"));
+  EXPECT_EQ(on_terminal(" --quiet"), "");
 }
 
 }  // namespace
