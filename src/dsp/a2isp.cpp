@@ -5,6 +5,7 @@
 #include <numbers>
 
 #include "dsp/elementary.h"
+#include "dsp/interlaced_roots.h"
 #include "dsp/scratch.h"
 
 namespace quel {
@@ -22,25 +23,6 @@ constexpr std::array<float, grid_intervals + 1> cosine_grid() {
 }
 
 constexpr std::array<float, grid_intervals + 1> grid = cosine_grid();
-
-// The root of f between xlow and xhigh, across which its sign changes.
-float refine(float xlow, double ylow, float xhigh, double yhigh, const float* f, int n) {
-  for (int i = 0; i < 4; ++i) {
-    const float xmid = (xlow + xhigh) * 0.5f;
-    const double ymid = chebyshev2(xmid, f, n);
-    if (ylow * ymid <= 0.0) {
-      xhigh = xmid;
-      yhigh = ymid;
-    } else {
-      xlow = xmid;
-      ylow = ymid;
-    }
-  }
-  // Zero at both ends: any point between is as good a root, and 0/0 is none.
-  if (yhigh == ylow) return xlow;
-  const double width = static_cast<double>(xhigh) - xlow;
-  return static_cast<float>(xlow - ylow * width / (yhigh - ylow));
-}
 
 }  // namespace
 
@@ -66,27 +48,8 @@ void a2isp(const float* a, float* isp, const float* old_isp, int M) {
   f1[nc] = 2.0f * a[nc];
   for (int i = 2; i < nc; ++i) f2[i] += f2[i - 2];  // divides F2 by 1 - z^-2
 
-  const float* f = f1.data();
-  int order = nc;
-  int found = 0;
-  float xlow = grid[0];
-  double ylow = chebyshev2(xlow, f, order);
-  for (int j = 0; found < M - 1 && j < grid_intervals;) {
-    ++j;
-    const float xhigh = xlow;
-    const double yhigh = ylow;
-    xlow = grid[static_cast<std::size_t>(j)];
-    ylow = chebyshev2(xlow, f, order);
-    if (ylow * yhigh <= 0.0) {
-      --j;  // the other polynomial's next root may lie in this same interval
-      xlow = refine(xlow, ylow, xhigh, yhigh, f, order);
-      isp[found++] = xlow;
-      const bool was_sum = f == f1.data();
-      f = was_sum ? f2.data() : f1.data();
-      order = was_sum ? nc - 1 : nc;
-      ylow = chebyshev2(xlow, f, order);
-    }
-  }
+  const int found = interlaced_roots(grid.data(), grid_intervals, chebyshev2, {f1.data(), nc},
+                                     {f2.data(), nc - 1}, isp, M - 1);
   isp[M - 1] = a[M];
   if (found < M - 1) std::copy_n(old_isp, M, isp);
 }

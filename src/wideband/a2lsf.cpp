@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <utility>
 
 #include "dsp/elementary.h"
+#include "dsp/interlaced_roots.h"
 #include "dsp/scratch.h"
 
 namespace quel {
@@ -23,25 +23,6 @@ constexpr std::array<float, lsf_grid_points> search_grid() {
 }
 
 constexpr std::array<float, lsf_grid_points> grid = search_grid();
-
-// The root of f between xlow and xhigh, across which its sign changes.
-float refine(float xlow, double ylow, float xhigh, double yhigh, const float* f, int n) {
-  for (int i = 0; i < 4; ++i) {
-    const float xmid = (xlow + xhigh) * 0.5f;
-    const double ymid = chebyshev(xmid, f, n);
-    if (ylow * ymid <= 0.0) {
-      xhigh = xmid;
-      yhigh = ymid;
-    } else {
-      xlow = xmid;
-      ylow = ymid;
-    }
-  }
-  // Zero at both ends: any point between is as good a root, and 0/0 is none.
-  if (yhigh == ylow) return xlow;
-  const double width = static_cast<double>(xhigh) - xlow;
-  return static_cast<float>(xlow - ylow * width / (yhigh - ylow));
-}
 
 }  // namespace
 
@@ -71,25 +52,8 @@ void a2lsf(const float* a, float* lsp, const float* old_lsp, int m) {
     f2[i + 1] = static_cast<float>(front - back + f2[i]);
   }
 
-  const float* f = f1.data();
-  const float* other = f2.data();
-  int found = 0;
-  float xlow = grid[0];
-  double ylow = chebyshev(xlow, f, nc);
-  for (std::size_t j = 0; found < m && j < grid.size() - 1;) {
-    ++j;
-    const float xhigh = xlow;
-    const double yhigh = ylow;
-    xlow = grid[j];
-    ylow = chebyshev(xlow, f, nc);
-    if (ylow * yhigh <= 0.0) {
-      --j;  // the other polynomial's next root may lie in this same interval
-      xlow = refine(xlow, ylow, xhigh, yhigh, f, nc);
-      lsp[found++] = xlow;
-      std::swap(f, other);
-      ylow = chebyshev(xlow, f, nc);
-    }
-  }
+  const int found = interlaced_roots(grid.data(), lsf_grid_points - 1, chebyshev, {f1.data(), nc},
+                                     {f2.data(), nc}, lsp, m);
   if (found < m) std::copy_n(old_lsp, m, lsp);
 }
 
