@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Compiles and runs the programs that the documentation shows.
-#   docs_test.sh SOURCE_FOLDER C_COMPILER CXX_COMPILER LIBRARY_FOLDER
+# Compiles and runs the programs and runs the commands that the documentation shows.
+#   docs_test.sh SOURCE_FOLDER C_COMPILER CXX_COMPILER LIBRARY_FOLDER PROGRAM_FOLDER
 set -euo pipefail
-source=$1 cc=$2 cxx=$3 libraries=$4
+source=$1 cc=$2 cxx=$3 libraries=$4 programs=$5
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 
@@ -41,3 +41,36 @@ block "$source/docs/streams.md" cpp >"$folder/streams.cpp"
 build "$cxx" c++20 "$folder/streams.cpp"
 expect docs/streams.md "$("$folder/program")" "20 bytes, 160 and 160 samples
 -5: The input is not exactly one unit."
+
+# Every block of commands, in a folder with what they speak of: a second of sound from random units.
+export PATH=$programs:$PATH
+mkdir -p "$folder/shell/recordings/more"
+cd "$folder/shell"
+head -c 1064 /dev/urandom >units
+quel decode --raw --flavor 1 units speech.wav
+quel decode --raw --flavor 1 units speech.flac
+cp speech.wav recordings/a.wav
+cp speech.flac "recordings/more/b c.flac"
+for page in README.md docs/flavors.md docs/concealment.md docs/dump.md docs/numerics.md; do
+  awk '/^```sh$/ { inside = 1; next } /^```/ { inside = 0 } inside' "$source/$page" >commands
+  [[ -s commands ]] || { echo "$page has no commands"; exit 1; }
+  bash -euo pipefail commands >log 2>&1 || { echo "$page:"; cat log; exit 1; }
+done
+for file in small.quel heard.wav piped.wav lossy.wav eval.html random.wav bursts.wav deferred.wav \
+  again.quel; do
+  [[ -s $file ]] || { echo "nothing made $file"; exit 1; }
+done
+expect "A folder" "$(find coded -name '*.quel' | wc -l)" 2
+cmp heard.wav piped.wav
+
+# What the container costs, as the page says.
+while IFS= read -r row; do
+  grep -qF -- "$row" "$source/docs/packets.md" || { echo "docs/packets.md lacks: $row"; exit 1; }
+done < <("$source/tests/tools/packet_table.sh" "$programs/quel")
+
+# Links between pages.
+for page in "$source"/*.md "$source"/docs/*.md; do
+  grep -oE '\]\([^)#:]+\)' "$page" | tr -d '()]' | while read -r link; do
+    [[ -e $(dirname "$page")/$link ]] || { echo "$page links to $link, which is not there"; exit 1; }
+  done
+done
