@@ -63,7 +63,7 @@ class Dump : public test::ToolTest {
 TEST_F(Dump, GoesBackToTheSameBytesForEveryFlavorLengthAndLayout) {
   for (int flavor = 0; flavor < 4; ++flavor) {
     const auto units = test::coded_units(flavor, 40);
-    for (const std::uint64_t cut : {0, 1, 77}) {
+    for (const std::uint64_t cut : {0u, 1u, 77u}) {
       for (const auto& [packet_ms, page_ms] :
            {std::pair{240, 2000}, {60, 180}, {10, 1}, {1000, 1000}}) {
         SCOPED_TRACE(::testing::Message() << flavor << ' ' << cut << ' ' << packet_ms);
@@ -81,7 +81,7 @@ TEST_F(Dump, GoesBackToTheSameBytesForEveryFlavorLengthAndLayout) {
 TEST_F(Dump, GoesBackToTheSameBytesForTheShortestSources) {
   for (int flavor = 0; flavor < 4; ++flavor) {
     const auto units = test::coded_units(flavor, 2);
-    for (const std::uint64_t samples : {0, 1}) {
+    for (const std::uint64_t samples : {0u, 1u}) {
       const Bytes file = test::ogg_file(flavor, units, samples);
       EXPECT_EQ(through_dump(file), file) << flavor << ' ' << samples;
     }

@@ -35,7 +35,7 @@ class Mux : public test::ToolTest {
 TEST_F(Mux, DemuxIsTheWayBackForEveryFlavor) {
   for (int flavor = 0; flavor < 4; ++flavor) {
     SCOPED_TRACE(flavor);
-    for (const std::uint64_t n : {0, 1, 2, 50}) {
+    for (const std::uint64_t n : {0u, 1u, 2u, 50u}) {
       const Bytes raw = make_raw(flavor, n);
       ASSERT_EQ(
           quel({"mux", path("raw"), path("c"), "-f", "--flavor", std::to_string(flavor)}).status,
