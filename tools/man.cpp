@@ -1,103 +1,88 @@
 #include "tools/man.h"
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <cctype>
 #include <string_view>
 #include <vector>
 
+#include "tools/declared.h"
+#include "tools/man_text.h"
+
 namespace quel::tools {
 namespace {
-
-// What stands after the options: nothing here follows from their declarations.
-constexpr const char* man_end = R"(.SH EXIT STATUS
-.TP
-.B 0
-Everything worked.
-.TP
-.B 1
-Something failed, or a coded file was damaged or cut short and only what is there was written.
-Messages on standard error name file and cause.
-.TP
-.B 2
-Wrong use.
-.SH FILES
-An output appears under its name only once it is complete; until then it is
-.IR NAME .part.
-A run that is killed leaves this file behind.
-.SH EXAMPLES
-.TP
-.B quel encode speech.wav speech.quel
-.TP
-.B quel decode speech.quel heard.wav
-.TP
-.B quel info speech.quel
-.TP
-.B quel dump speech.quel | quel mux \-\-from\-dump \- copy.quel
-.SH SEE ALSO
-.BR quelo (1)
-)";
 
 // Text that roff takes for what it is.
 std::string roff(std::string_view text) {
   std::string out;
-  if (!text.empty() && (text[0] == '.' || text[0] == '\'')) out += "\\&";
+  if (!text.empty() && text[0] == '.') out += "\\&";
   for (const char c : text) {
-    if (c == '\\') {
-      out += "\\e";
-    } else if (c == '-') {
-      out += "\\-";
-    } else if (c == '\n') {
-      out += ' ';
-    } else {
-      out += c;
+    switch (c) {
+      case '\\':
+        out += "\\e";
+        break;
+      case '-':
+        out += "\\-";
+        break;
+      case '\'':
+        out += "\\(aq";
+        break;
+      case '^':
+        out += "\\(ha";
+        break;
+      case '~':
+        out += "\\(ti";
+        break;
+      case '`':
+        out += "\\(ga";
+        break;
+      case '\n':
+        out += ' ';
+        break;
+      default:
+        out += c;
     }
   }
   return out;
 }
 
-std::vector<const CLI::Option*> shown_options(const CLI::App& app) {
-  return app.get_options([](const CLI::Option* option) {
-    return !option->get_group().empty() && option->nonpositional();
-  });
+std::string bold(const std::string& text) {
+  return "\\fB" + roff(text) + "\\fR";
 }
 
-std::vector<const CLI::Option*> positionals(const CLI::App& app) {
-  return app.get_options([](const CLI::Option* option) {
-    return !option->get_group().empty() && option->get_positional();
-  });
+std::string italic(const std::string& text) {
+  return "\\fI" + roff(text) + "\\fR";
 }
 
-std::vector<const CLI::App*> commands(const CLI::App& app) {
-  return app.get_subcommands([](const CLI::App* command) { return !command->get_group().empty(); });
+/// Paragraphs of plain text.
+std::string paragraphs(std::string_view text) {
+  std::string out;
+  for (;;) {
+    const std::size_t end = text.find("\n\n");
+    out += roff(text.substr(0, end)) + '\n';
+    if (end == std::string_view::npos) return out;
+    text.remove_prefix(end + 2);
+    out += ".PP\n";
+  }
 }
 
-bool takes_value(const CLI::Option& option) {
-  return option.get_items_expected_max() > 0;
+std::string capitals(std::string text) {
+  for (char& c : text) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return text;
 }
 
-std::vector<std::string> names(const CLI::Option& option) {
-  std::vector<std::string> names;
-  for (const std::string& name : option.get_snames()) names.push_back("-" + name);
-  for (const std::string& name : option.get_lnames()) names.push_back("--" + name);
-  return names;
-}
-
-std::string value_text(const CLI::Option& option) {
-  if (!takes_value(option)) return "";
-  if (!option.get_option_text().empty()) return option.get_option_text();
-  const std::string type = option.get_type_name();
-  return type.empty() ? "VALUE" : type.substr(0, type.find(':'));
+std::string title(const std::string& name, const std::string& version, const std::string& what) {
+  return ".TH " + roff(capitals(name)) + " 1 \"\" \"" + roff(version) +
+         "\" \"User commands\"\n.SH NAME\n" + roff(name) + " \\- " + roff(what) + '\n';
 }
 
 std::string option_entry(const CLI::Option& option) {
   std::string entry = ".TP\n";
   std::string separator;
-  for (const std::string& name : names(option)) {
-    entry += separator + "\\fB" + roff(name) + "\\fR";
+  for (const std::string& name : option_names(option)) {
+    entry += separator + bold(name);
     separator = ", ";
   }
-  if (takes_value(option)) entry += " \\fI" + roff(value_text(option)) + "\\fR";
+  if (takes_value(option)) entry += " " + italic(value_text(option));
   entry += '\n' + roff(option.get_description());
   if (takes_value(option) && !option.get_default_str().empty()) {
     entry += " (by default " + roff(option.get_default_str()) + ")";
@@ -105,108 +90,115 @@ std::string option_entry(const CLI::Option& option) {
   return entry + '\n';
 }
 
-std::string command_section(const CLI::App& program, const CLI::App& command) {
-  std::string text = ".SS " + roff(program.get_name() + " " + command.get_name()) + " [options]";
-  for (const CLI::Option* option : positionals(command)) {
+/// Options in bold, names in capitals in italics.
+std::string synopsis_line(const std::string& call, const std::string& arguments) {
+  std::string line = ".B " + roff(call) + '\n';
+  std::string_view rest = arguments;
+  std::string separator;
+  while (!rest.empty()) {
+    const std::string word(rest.substr(0, rest.find(' ')));
+    rest.remove_prefix(std::min(rest.size(), word.size() + 1));
+    const bool option = word.find('-') != std::string::npos;
+    const bool name = std::isupper(static_cast<unsigned char>(word[0])) != 0;
+    line += separator + (option ? bold(word) : name ? italic(word) : roff(word));
+    separator = " ";
+  }
+  return line + '\n';
+}
+
+std::string declared_arguments(const CLI::App& command) {
+  std::string line = "[options]";
+  for (const CLI::Option* option : declared_positionals(command)) {
     const bool several = option->get_items_expected_max() > 1;
-    const std::string name = roff(option->get_name()) + (several ? " ..." : "");
-    text += option->get_required() ? " " + name : " [" + name + "]";
+    line += " " + capitals(option->get_name()) + (several ? "..." : "");
   }
-  text += '\n' + roff(command.get_description()) + ".\n";
-  for (const CLI::Option* option : positionals(command)) {
-    text +=
-        ".TP\n\\fI" + roff(option->get_name()) + "\\fR\n" + roff(option->get_description()) + '\n';
-  }
-  for (const CLI::Option* option : shown_options(command)) text += option_entry(*option);
-  return text;
+  return line;
 }
 
-// The words that an option's text lists, such as immediate|deferred; words in capitals and ranges
-// stand for something else.
-std::vector<std::string> fixed_values(const CLI::Option& option) {
-  std::vector<std::string> values;
-  std::string text = option.get_option_text() + "|";
-  if (std::count(text.begin(), text.end(), '|') < 2) return values;
-  for (std::size_t bar = text.find('|'); bar != std::string::npos; bar = text.find('|')) {
-    const std::string word = text.substr(0, bar);
-    text.erase(0, bar + 1);
-    const bool plain = std::all_of(word.begin(), word.end(), [](unsigned char c) {
-      return std::islower(c) != 0 || std::isdigit(c) != 0 || c == '.';
-    });
-    if (plain && !word.empty() && word.find("..") == std::string::npos) values.push_back(word);
-  }
-  return values;
-}
-
-std::string joined(const std::vector<std::string>& words, const std::string& separator) {
-  std::string out;
-  for (const std::string& word : words) {
-    if (!out.empty()) out += separator;
-    out += word;
+std::string synopsis(const CLI::App& command, const std::string& call, const ManText* text) {
+  std::vector<std::string> forms;
+  if (text != nullptr) forms.assign(text->synopsis.begin(), text->synopsis.end());
+  if (forms.empty()) forms = {declared_arguments(command)};
+  std::string out = ".SH SYNOPSIS\n";
+  std::string separator;
+  for (const std::string& form : forms) {
+    out += separator + synopsis_line(call, form);
+    separator = ".br\n";
   }
   return out;
 }
 
-std::string completion_case(const CLI::App& command) {
-  std::vector<std::string> options;
-  std::string values;
-  for (const CLI::Option* option : shown_options(command)) {
-    for (const std::string& name : names(*option)) options.push_back(name);
-    if (!takes_value(*option)) continue;
-    const std::string pattern = joined(names(*option), "|");
-    if (const auto words = fixed_values(*option); !words.empty()) {
-      values += "        " + pattern + ") words='" + joined(words, " ") + "' ;;\n";
-    } else {
-      values += "        " + pattern + ") words= files=1 ;;\n";
+std::string exit_status(const ManText& text) {
+  return ".SH EXIT STATUS\n.TP\n.B 0\nEverything worked.\n.TP\n.B 1\n" + paragraphs(text.failure) +
+         ".TP\n.B 2\nWrong use; nothing was done.\n";
+}
+
+std::string examples(const ManText& text) {
+  std::string out = ".SH EXAMPLES\n";
+  bool first = true;
+  for (const ManExample& example : text.examples) {
+    if (*example.purpose != '\0') {
+      out += (first ? "" : ".PP\n") + roff(example.purpose) + ":\n.PP\n";
     }
+    out += ".RS 4\n.EX\n" + roff(example.line) + "\n.EE\n.RE\n";
+    first = false;
   }
-  return "    " + command.get_name() + ")\n      words='" + joined(options, " ") +
-         "'\n      [[ $current == -* ]] || words= files=1\n      case $previous in\n" + values +
-         "        *) ;;\n      esac ;;\n";
+  return out;
+}
+
+std::string ending(const ManText* text) {
+  if (text == nullptr) return "";
+  std::string out = exit_status(*text);
+  if (*text->files != '\0') out += ".SH FILES\n" + paragraphs(text->files);
+  return out + examples(*text);
+}
+
+std::string see_also(std::vector<std::string> pages) {
+  std::string out = ".SH SEE ALSO\n";
+  for (std::size_t i = 0; i < pages.size(); ++i) {
+    out += ".BR " + roff(pages[i]) + " (1)" + (i + 1 < pages.size() ? ",\n" : "\n");
+  }
+  return out;
 }
 
 }  // namespace
 
 std::string man_page(const CLI::App& app, const std::string& version) {
-  const std::string name = app.get_name();
-  std::string capitals = name;
-  for (char& c : capitals) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-  std::string page = ".TH " + capitals + " 1 \"\" \"" + roff(version) + "\" \"User commands\"\n";
-  page += ".SH NAME\n" + name + " \\- " + roff(app.get_description()) + '\n';
-  page +=
-      ".SH SYNOPSIS\n.B " + name + "\n.I command\n[options] ...\n.SH DESCRIPTION\n.B " + name +
-      "\ncodes speech at 5, 6.5, 8.5 and 16 kbit/s into files (.quel, audio/x\\-quel) and back.\n"
-      "Data goes to standard output, messages to standard error.\n";
-  for (const CLI::Option* option : shown_options(app)) page += option_entry(*option);
+  const std::string& name = app.get_name();
+  const ManText* text = man_text("");
+  std::string page = title(name, version, app.get_description()) + ".SH SYNOPSIS\n.B " + name +
+                     "\n.I COMMAND\n[options] ...\n";
+  page += ".SH DESCRIPTION\n.B " + name + '\n' + paragraphs(text->description);
   page += ".SH COMMANDS\n";
-  for (const CLI::App* command : commands(app)) page += command_section(app, *command);
-  return page + man_end;
+  std::vector<std::string> others;
+  for (const CLI::App* command : declared_commands(app)) {
+    others.push_back(name + "-" + command->get_name());
+    page += ".TP\n.BR " + roff(others.back()) + " (1)\n" + roff(command->get_description()) + '\n';
+  }
+  page += ".SH OPTIONS\n";
+  for (const CLI::Option* option : declared_options(app)) page += option_entry(*option);
+  others.push_back("quelo");
+  return page + ending(text) + see_also(others);
 }
 
-std::string bash_completion(const CLI::App& app) {
-  const std::string name = app.get_name();
-  std::vector<std::string> first, command_names;
-  for (const CLI::App* command : commands(app)) command_names.push_back(command->get_name());
-  first = command_names;
-  for (const CLI::Option* option : shown_options(app)) {
-    for (const std::string& option_name : names(*option)) first.push_back(option_name);
+std::string man_page(const CLI::App& app, const CLI::App& command, const std::string& version) {
+  const std::string call = app.get_name() + " " + command.get_name();
+  const std::string name = app.get_name() + "-" + command.get_name();
+  const ManText* text = man_text(command.get_name());
+  std::string page = title(name, version, command.get_description()) +
+                     synopsis(command, call, text) + ".SH DESCRIPTION\n.B " + roff(call) + '\n';
+  page += paragraphs(text != nullptr ? text->description : command.get_description());
+  for (const CLI::Option* option : declared_positionals(command)) {
+    page += ".TP\n" + italic(capitals(option->get_name())) + '\n' +
+            roff(option->get_description()) + '\n';
   }
-  std::string script = "# Completions of " + name + " for bash, made by " + name +
-                       " --completions bash.\n_" + name + "() {\n" +
-                       "  local current=${COMP_WORDS[COMP_CWORD]}\n"
-                       "  local previous=${COMP_WORDS[COMP_CWORD-1]}\n"
-                       "  local words= files=0\n"
-                       "  if [[ $COMP_CWORD -eq 1 ]]; then\n    words='" +
-                       joined(first, " ") + "'\n  else\n    case ${COMP_WORDS[1]} in\n";
-  for (const CLI::App* command : commands(app)) script += completion_case(*command);
-  script +=
-      "    *) ;;\n    esac\n  fi\n"
-      "  COMPREPLY=($(compgen -W \"$words\" -- \"$current\"))\n"
-      "  if [[ $files -eq 1 && ${#COMPREPLY[@]} -eq 0 ]]; then\n"
-      "    local IFS=$'\\n'\n"
-      "    COMPREPLY=($(compgen -f -- \"$current\"))\n"
-      "  fi\n}\n";
-  return script + "complete -o filenames -F _" + name + " " + name + "\n";
+  page += ".SH OPTIONS\n";
+  for (const CLI::Option* option : declared_options(command)) page += option_entry(*option);
+  std::vector<std::string> others = {app.get_name()};
+  for (const CLI::App* other : declared_commands(app)) {
+    if (other != &command) others.push_back(app.get_name() + "-" + other->get_name());
+  }
+  return page + ending(text) + see_also(others);
 }
 
 }  // namespace quel::tools

@@ -1,65 +1,7 @@
-#include <CLI/CLI.hpp>
 #include <iostream>
-#include <quelcodec/quelcodec.hpp>
-#include <string>
-#include <string_view>
 
-#include "tools/command.h"
-#include "tools/decode_command.h"
-#include "tools/dump_command.h"
-#include "tools/encode_command.h"
-#include "tools/eval_command.h"
-#include "tools/info_command.h"
-#include "tools/man.h"
-#include "tools/mux_command.h"
-#include "tools/selftest_command.h"
+#include "tools/quel_main.h"
 
 int main(int argc, char** argv) {
-  using namespace quel::tools;
-  CLI::App app{"Speech codec for slow links"};
-  app.name("quel");
-  app.require_subcommand(1);
-
-  EncodeCommand encode;
-  DecodeCommand decode;
-  InfoJob info;
-  DumpJob dump;
-  MuxJob mux;
-  DemuxJob demux;
-  EvalJob eval;
-  const Command commands[] = {
-      {add_encode_command(app, encode), [&] { return run_encode_command(encode, std::cerr); }},
-      {add_decode_command(app, decode), [&] { return run_decode_command(decode, std::cerr); }},
-      {add_info_command(app, info), [&] { return run_info_command(info, std::cout, std::cerr); }},
-      {add_dump_command(app, dump), [&] { return run_dump_command(dump, std::cout, std::cerr); }},
-      {add_mux_command(app, mux), [&] { return run_mux_command(mux, std::cerr); }},
-      {add_demux_command(app, demux), [&] { return run_demux_command(demux, std::cerr); }},
-      {add_eval_command(app, eval), [&] { return run_eval(eval, std::cout, std::cerr); }},
-      {add_selftest_command(app), [] { return run_selftest_command(std::cout); }},
-  };
-
-  const std::string version = "quel " + std::to_string(QUEL_VERSION_MAJOR) + "." +
-                              std::to_string(QUEL_VERSION_MINOR) + "." +
-                              std::to_string(QUEL_VERSION_PATCH);
-  app.set_version_flag("-V,--version", version);
-  for (const Command& command : commands) command.app->set_version_flag("-V,--version", version);
-  // For the build, which installs them; a reader of --help has no use for these.
-  const std::string_view first = argc > 1 ? argv[1] : "";
-  if (first == "--man" && argc == 2) {
-    std::cout << man_page(app, version);
-    return exit_done;
-  }
-  if (first == "--completions" && argc == 3 && std::string_view(argv[2]) == "bash") {
-    std::cout << bash_completion(app);
-    return exit_done;
-  }
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? exit_done : exit_usage;
-  }
-  for (const Command& command : commands) {
-    if (command.app->parsed()) return command.run();
-  }
-  return exit_usage;
+  return quel::tools::run_quel(argc, argv, std::cout, std::cerr);
 }

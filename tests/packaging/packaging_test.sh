@@ -81,8 +81,14 @@ tools)
   version=$("$prefix/bin/quel" --version)
   expect "$version" "quel $(sed -n 's/^project(quelcodec VERSION \([0-9.]*\).*/\1/p' "$source/CMakeLists.txt")"
   expect "$("$prefix/bin/quel" --man)" "$(cat "$prefix/share/man/man1/quel.1")"
-  expect "$("$prefix/bin/quel" --completions bash)" \
-    "$(cat "$prefix/share/bash-completion/completions/quel")"
+  for command in $("$prefix/bin/quel" --help | sed -n '/^Subcommands:/,$s/^  \([a-z]*\) .*/\1/p'); do
+    expect "$("$prefix/bin/quel" --man "$command")" "$(cat "$prefix/share/man/man1/quel-$command.1")"
+  done
+  [[ -n ${command-} ]]
+  for shell in bash-completion/completions/quel zsh/site-functions/_quel \
+    fish/vendor_completions.d/quel.fish; do
+    expect "$("$prefix/bin/quel" --completions "${shell%%[-/]*}")" "$(cat "$prefix/share/$shell")"
+  done
   grep -q '^\.TH QUELO 1 ' "$prefix/share/man/man1/quelo.1"
   # The programs find the library beside them, wherever the tree was moved to.
   mv "$prefix" "$prefix.moved"
@@ -93,8 +99,9 @@ deb)
   (cd "$work" && cpack -G DEB --config "$build/CPackConfig.cmake" >log 2>&1) || { cat "$work/log"; exit 1; }
   for package in "$work"/*.deb; do dpkg-deb -x "$package" "$work/root"; done
   expect "$(find "$work" -maxdepth 1 -name '*.deb' | wc -l)" 3
-  for file in bin/quel bin/quelo share/man/man1/quel.1 share/bash-completion/completions/quel \
-    include/quelcodec/quelcodec.h; do
+  for file in bin/quel bin/quelo share/man/man1/quel.1 share/man/man1/quel-encode.1 \
+    share/bash-completion/completions/quel share/zsh/vendor-completions/_quel \
+    share/fish/vendor_completions.d/quel.fish include/quelcodec/quelcodec.h; do
     [[ -s $work/root/usr/$file ]] || { echo "no /usr/$file"; exit 1; }
   done
   "$work/root/usr/bin/quel" --version

@@ -1,0 +1,140 @@
+#include "tools/man_text.h"
+
+#include <algorithm>
+
+namespace quel::tools {
+namespace {
+
+constexpr const char* part_file =
+    "An output appears under its name only once it is complete; until then it is NAME.part. A run "
+    "that is killed leaves this file behind, and quel info and quel decode read it.";
+
+constexpr const char* part_file_and_manifest =
+    "An output appears under its name only once it is complete; until then it is NAME.part. A run "
+    "that is killed leaves this file behind, and quel info and quel decode read it.\n\n"
+    "With --output-dir, quel-manifest.tsv in that folder keeps what was done: inputs and outputs "
+    "with their sizes and digests. While a run lasts, quel-manifest.tsv.journal stands beside it.";
+
+constexpr const char* some_failed =
+    "Something failed: messages on standard error name file and cause, and no output is left.";
+
+const ManText program = {
+    "",
+    {},
+    "codes speech at 5, 6.5, 8.5 (8 kHz) and 16 kbit/s (16 kHz) into files (.quel, audio/x-quel) "
+    "and back.\n\n"
+    "Each command has a page of its own. Data goes to standard output, messages to standard error. "
+    "Where a command takes one, - as a file name is standard input or output. Existing outputs are "
+    "kept unless -f is given.",
+    "Something failed, or quel decode or quel demux met a coded file that was damaged or cut short "
+    "and wrote what is there. Messages on standard error name file and cause.",
+    part_file,
+    {{"Code a recording and listen to it", "quel encode speech.wav speech.quel"},
+     {"", "quel decode speech.quel heard.wav"},
+     {"Look at the file", "quel info speech.quel"}}};
+
+const ManText commands[] = {
+    {"encode",
+     {"[options] INPUT OUTPUT", "[options] --output-dir FOLDER INPUT..."},
+     "codes sound. The input is any audio file that libsndfile reads, of any sampling rate and "
+     "number of channels: channels are averaged and the rate is converted to the flavor's, 8000 or "
+     "16000 Hz. On standard input it is WAV, or bare samples with --raw-rate.\n\n"
+     "With --output-dir, inputs may be files and folders. The outputs stand in folders as the "
+     "inputs do; what is done already and has not changed is skipped.",
+     "Something failed: messages on standard error name file and cause. With --output-dir, the "
+     "other files are finished.",
+     part_file_and_manifest,
+     {{"16 kbit/s, or 8.5 for a source below 16 kHz", "quel encode speech.wav speech.quel"},
+      {"5 kbit/s, with a title",
+       "quel encode speech.wav small.quel --flavor 5 --comment TITLE=Tea"},
+      {"Through pipes", "quel encode - - < speech.wav > piped.quel"},
+      {"All of a folder, on all processors",
+       "quel encode recordings --output-dir coded --flavor 8.5"}}},
+    {"decode",
+     {"[options] INPUT OUTPUT", "[options] --output-dir FOLDER INPUT..."},
+     "decodes files of quel encode. The output is as long as the source, at the flavor's rate "
+     "unless --rate is given, and lies where the source lay, to the sample. Its form follows from "
+     "its name: FLAC for .flac, bare 16-bit samples for .raw and .pcm, else WAV.\n\n"
+     "Frames that a damaged file lacks, and those that the --loss options take away, are made up "
+     "for as --conceal says; time never shifts.",
+     "Something failed, or a coded file was damaged or cut short and only what is there was "
+     "written. Messages on standard error name file and cause. With --output-dir, the other files "
+     "are finished. Losses that were asked for are no failure.",
+     part_file_and_manifest,
+     {{"To WAV and to FLAC", "quel decode speech.quel heard.wav"},
+      {"", "quel decode speech.quel heard.flac"},
+      {"With 5 % of the frames lost in runs of three",
+       "quel decode speech.quel lossy.wav --loss-burst 5,3 --seed 7"},
+      {"Bare coded units, as the plug-in functions write them",
+       "quel decode --raw --flavor 8.5 units units.wav"}}},
+    {"info",
+     {},
+     "tells what coded files hold. Bit rates are those of the coded units alone (net) and of the "
+     "whole file (gross).\n\n"
+     "Damage is part of what it tells and no failure: lost units, damaged and misplaced pages, "
+     "bytes outside pages, a missing end.",
+     "A file could not be read or is no coded file; the others are told all the same. A damaged "
+     "file is no failure.",
+     "",
+     {{"For a reader", "quel info speech.quel"},
+      {"For a program", "quel info --json speech.quel small.quel"}}},
+    {"dump",
+     {},
+     "writes every frame's indices to standard output, and what they stand for: spectral "
+     "frequencies, and for each subframe lag, gains and pulses. The text has one statement a line "
+     "and starts with quel-dump 1. quel mux --from-dump makes the file of it again.\n\n"
+     "Where units were lost, the dump says so.",
+     "The input could not be read or is no coded file, or the output could not be written.",
+     "",
+     {{"Into a file and back", "quel dump speech.quel > speech.txt"},
+      {"", "quel mux --from-dump speech.txt again.quel"},
+      {"JSON", "quel dump --json speech.quel > speech.json"}}},
+    {"mux",
+     {"[options] --flavor FLAVOR INPUT OUTPUT", "--from-dump [-f] INPUT OUTPUT"},
+     "puts bare coded units into a file, such as the plug-in functions and quelo write: whole "
+     "units back to back, all of one flavor. With --from-dump it makes a file from the text of "
+     "quel dump, the identical one where quel wrote the first.",
+     some_failed,
+     part_file,
+     {{"Units of 8.5 kbit/s", "quel mux --flavor 8.5 units units.quel"},
+      {"A copy by way of text", "quel dump speech.quel | quel mux --from-dump - copy.quel"}}},
+    {"demux",
+     {},
+     "takes the coded units out of a file and writes them back to back. Zeros stand where units "
+     "are lost, so that time does not shift.",
+     "Something failed, or the file was damaged or cut short and only what is there was written. "
+     "Messages on standard error name file and cause.",
+     part_file,
+     {{"Units for a program of your own", "quel demux speech.quel speech.units"}}},
+    {"eval",
+     {},
+     "codes and decodes a recording with every flavor and prints bit rate, signal-to-noise ratios, "
+     "spectral distortion, intelligibility (STOI and ESTOI) and speed. All compare with what a "
+     "perfect coder would give; - stands where there is no figure.\n\n"
+     "The page of --html needs no other file: the table, and players and spectrograms of the first "
+     "two minutes.",
+     some_failed,
+     part_file,
+     {{"A table", "quel eval speech.wav"},
+      {"Two flavors, with and without losses",
+       "quel eval speech.wav --flavor 8.5,16 --loss 0,5 --html eval.html"}}},
+    {"selftest",
+     {},
+     "codes and decodes built-in signals with every flavor, with and without losses, and compares "
+     "digests of the results with the project's. Each line has the digest, ok or DIFFERS, and the "
+     "signal's name. A build whose digests differ makes files that other builds decode wrongly.",
+     "A digest differs.",
+     "",
+     {{"Is this build sound?", "quel selftest"}}},
+};
+
+}  // namespace
+
+const ManText* man_text(std::string_view command) {
+  if (command.empty()) return &program;
+  const auto* text = std::find_if(std::begin(commands), std::end(commands),
+                                  [&](const ManText& each) { return each.name == command; });
+  return text == std::end(commands) ? nullptr : text;
+}
+
+}  // namespace quel::tools
