@@ -1,4 +1,5 @@
-/* quelcodec: speech coding at 5, 6.5, 8.5 (8 kHz) and 16 kbit/s (16 kHz).
+/** @file
+ * quelcodec: speech coding at 5, 6.5, 8.5 (8 kHz) and 16 kbit/s (16 kHz).
  *
  * Two interfaces in one library:
  *
@@ -12,28 +13,28 @@
  *
  * A program that codes and decodes one unit of silence:
  *
- *   #include <quelcodec/quelcodec.h>
- *   #include <stdio.h>
+ *     #include <quelcodec/quelcodec.h>
+ *     #include <stdio.h>
  *
- *   int main(void) {
- *     quel_encoder_options enc_options = QUEL_ENCODER_OPTIONS(QUEL_FLAVOR_8K5);
- *     quel_decoder_options dec_options = QUEL_DECODER_OPTIONS(QUEL_FLAVOR_8K5);
- *     quel_encoder* encoder = NULL;
- *     quel_decoder* decoder = NULL;
- *     int16_t pcm[QUEL_MAX_SAMPLES] = {0};
- *     uint8_t unit[QUEL_MAX_BYTES];
- *     int bytes, samples;
- *     if (quel_encoder_create(&enc_options, &encoder) != QUEL_OK) return 1;
- *     if (quel_decoder_create(&dec_options, &decoder) != QUEL_OK) return 1;
- *     bytes = quel_encode(encoder, pcm, (size_t)quel_samples_per_unit(QUEL_FLAVOR_8K5), unit,
- *                         sizeof unit);
- *     samples = quel_decode(decoder, unit, (size_t)bytes, QUEL_ALL_RECEIVED, pcm,
- *                           QUEL_MAX_SAMPLES);
- *     printf("%d bytes, %d samples\n", bytes, samples);
- *     quel_encoder_destroy(encoder);
- *     quel_decoder_destroy(decoder);
- *     return bytes == 19 && samples == 144 ? 0 : 1;
- *   }
+ *     int main(void) {
+ *       quel_encoder_options enc_options = QUEL_ENCODER_OPTIONS(QUEL_FLAVOR_8K5);
+ *       quel_decoder_options dec_options = QUEL_DECODER_OPTIONS(QUEL_FLAVOR_8K5);
+ *       quel_encoder* encoder = NULL;
+ *       quel_decoder* decoder = NULL;
+ *       int16_t pcm[QUEL_MAX_SAMPLES] = {0};
+ *       uint8_t unit[QUEL_MAX_BYTES];
+ *       int bytes, samples;
+ *       if (quel_encoder_create(&enc_options, &encoder) != QUEL_OK) return 1;
+ *       if (quel_decoder_create(&dec_options, &decoder) != QUEL_OK) return 1;
+ *       bytes = quel_encode(encoder, pcm, (size_t)quel_samples_per_unit(QUEL_FLAVOR_8K5), unit,
+ *                           sizeof unit);
+ *       samples = quel_decode(decoder, unit, (size_t)bytes, QUEL_ALL_RECEIVED, pcm,
+ *                             QUEL_MAX_SAMPLES);
+ *       printf("%d bytes, %d samples\n", bytes, samples);
+ *       quel_encoder_destroy(encoder);
+ *       quel_decoder_destroy(decoder);
+ *       return bytes == 19 && samples == 144 ? 0 : 1;
+ *     }
  */
 #ifndef QUELCODEC_QUELCODEC_H_
 #define QUELCODEC_QUELCODEC_H_
@@ -47,9 +48,9 @@ extern "C" {
 
 /* ---- Version --------------------------------------------------------------------------------- */
 
-#define QUEL_VERSION_MAJOR 0
-#define QUEL_VERSION_MINOR 1
-#define QUEL_VERSION_PATCH 0
+#define QUEL_VERSION_MAJOR 0 /**< header's version, first number: 0 while interfaces may change */
+#define QUEL_VERSION_MINOR 1 /**< header's version, second number */
+#define QUEL_VERSION_PATCH 0 /**< header's version, third number */
 /** The header's version as one number, 10000 * major + 100 * minor + patch. */
 #define QUEL_VERSION (10000 * QUEL_VERSION_MAJOR + 100 * QUEL_VERSION_MINOR + QUEL_VERSION_PATCH)
 
@@ -58,6 +59,7 @@ int quel_version(void);
 
 /* ---- Flavors --------------------------------------------------------------------------------- */
 
+/** Operating points. */
 enum {
   QUEL_FLAVOR_6K5 = 0, /**< 6.5 kbit/s, 8 kHz: frames of 144 samples, 2 in a unit of 29 bytes */
   QUEL_FLAVOR_8K5 = 1, /**< 8.5 kbit/s, 8 kHz: frames of 144 samples, 1 in a unit of 19 bytes */
@@ -65,7 +67,7 @@ enum {
   QUEL_FLAVOR_16K = 3  /**< 16 kbit/s, 16 kHz: frames of 160 samples, 1 in a unit of 20 bytes */
 };
 
-/** Buffer sizes that serve every flavor and every call of a stream. */
+/* Buffer sizes that serve every flavor and every call of a stream. */
 #define QUEL_MAX_BYTES 37     /**< bytes of a coded unit */
 #define QUEL_MAX_SAMPLES 1680 /**< samples that one quel_decode gives: 7 frames of 240 */
 
@@ -83,7 +85,7 @@ int quel_delay(int flavor);
 
 /** Negative results. A call that returns one has changed neither its stream nor its outputs. */
 enum {
-  QUEL_OK = 0,
+  QUEL_OK = 0,              /**< nothing failed */
   QUEL_ERROR_ARGUMENT = -1, /**< a pointer is null that must not be */
   QUEL_ERROR_FLAVOR = -2,   /**< the flavor is outside 0..3 */
   QUEL_ERROR_OPTIONS = -3, /**< an option has a value, or a size, that this library does not know */
@@ -101,8 +103,8 @@ const char* quel_error_text(int code);
  * from thread to thread but is used by one thread at a time. No call allocates but create.
  */
 
-typedef struct quel_encoder quel_encoder;
-typedef struct quel_decoder quel_decoder;
+typedef struct quel_encoder quel_encoder; /**< made by quel_encoder_create */
+typedef struct quel_decoder quel_decoder; /**< made by quel_decoder_create */
 
 /** Set by QUEL_ENCODER_OPTIONS. The struct may grow at its end; `size` tells the library how much
  *  of it the caller knows. Bytes beyond what the library knows must be zero. */
@@ -112,6 +114,7 @@ typedef struct quel_encoder_options {
   int reserved; /**< 0 */
 } quel_encoder_options;
 
+/** Initialises a quel_encoder_options. */
 #define QUEL_ENCODER_OPTIONS(flavor) \
   { sizeof(quel_encoder_options), (flavor), 0 }
 
@@ -132,6 +135,7 @@ typedef struct quel_decoder_options {
   int concealment; /**< QUEL_CONCEAL_... */
 } quel_decoder_options;
 
+/** Initialises a quel_decoder_options: immediate concealment. */
 #define QUEL_DECODER_OPTIONS(flavor) \
   { sizeof(quel_decoder_options), (flavor), QUEL_CONCEAL_IMMEDIATE }
 

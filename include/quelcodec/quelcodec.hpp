@@ -1,11 +1,12 @@
-// quelcodec for C++: the streams of quelcodec.h as classes. Header only, so that no exception
-// crosses the library's C boundary.
-//
-//   quel::Encoder encoder(QUEL_FLAVOR_8K5);
-//   quel::Decoder decoder(QUEL_FLAVOR_8K5);
-//   std::vector<std::int16_t> pcm(encoder.samples_per_unit());
-//   std::vector<std::uint8_t> unit = encoder.encode(pcm);
-//   std::vector<std::int16_t> heard = decoder.decode(unit);
+/// @file
+/// quelcodec for C++: the streams of quelcodec.h as classes. Header only, so that no exception
+/// crosses the library's C boundary.
+///
+///     quel::Encoder encoder(QUEL_FLAVOR_8K5);
+///     quel::Decoder decoder(QUEL_FLAVOR_8K5);
+///     std::vector<std::int16_t> pcm(encoder.samples_per_unit());
+///     std::vector<std::uint8_t> unit = encoder.encode(pcm);
+///     std::vector<std::int16_t> heard = decoder.decode(unit);
 #ifndef QUELCODEC_QUELCODEC_HPP_
 #define QUELCODEC_QUELCODEC_HPP_
 
@@ -18,11 +19,13 @@
 #include <stdexcept>
 #include <vector>
 
+/// The C++ classes.
 namespace quel {
 
 /// What every failure throws; what() is quel_error_text(code()).
 class Error : public std::runtime_error {
  public:
+  /// code  a QUEL_ERROR_... value
   explicit Error(int code) : std::runtime_error(quel_error_text(code)), code_(code) {}
   /// A QUEL_ERROR_... value.
   int code() const noexcept { return code_; }
@@ -57,6 +60,7 @@ class Encoder {
     stream_.reset(stream);
   }
 
+  /// The flavor given at construction.
   int flavor() const { return check(quel_encoder_flavor(stream_.get())); }
   /// Samples that encode() takes.
   std::size_t samples_per_unit() const {
@@ -106,6 +110,7 @@ class Decoder {
     stream_.reset(stream);
   }
 
+  /// The flavor given at construction.
   int flavor() const { return check(quel_decoder_flavor(stream_.get())); }
   /// The most samples that one decode() gives.
   std::size_t max_samples() const {
