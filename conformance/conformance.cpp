@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 
+#include "bitstream/serial.h"
 #include "conformance/random.h"
 #include "quelcodec/quelcodec.h"
 
@@ -100,31 +101,109 @@ std::vector<std::uint8_t> encode(int flavor, const std::vector<std::int16_t>& pc
   return units;
 }
 
-// loss: of 16 frames how many are lost, in bursts now and then.
+// Of 16 frames `loss` are lost, in bursts now and then.
+class ScatteredLosses {
+ public:
+  ScatteredLosses(int flavor, int loss)
+      : random_(static_cast<std::uint64_t>(flavor) + 100), loss_(loss) {}
+  bool operator()(std::size_t) {
+    const bool lost = burst_ > 0 || random_.integer(0, 15) < loss_;
+    burst_ = burst_ > 0 ? burst_ - 1 : (lost && random_.integer(0, 5) == 0 ? 9 : 0);
+    return lost;
+  }
+
+ private:
+  Random random_;
+  int loss_, burst_ = 0;
+};
+
+// lost: asked for two frames of every unit, and told the unit's number.
+template <typename Lost>
 std::vector<std::uint8_t> decode(int flavor, int concealment,
-                                 const std::vector<std::uint8_t>& units, int loss) {
+                                 const std::vector<std::uint8_t>& units, Lost lost) {
   quel_decoder_options options = QUEL_DECODER_OPTIONS(flavor);
   options.concealment = concealment;
   quel_decoder* decoder = nullptr;
   quel_decoder_create(&options, &decoder);
   const auto bytes = static_cast<std::size_t>(quel_bytes_per_unit(flavor));
-  Random random(static_cast<std::uint64_t>(flavor) + 100);
   std::vector<std::int16_t> pcm;
   std::array<std::int16_t, QUEL_MAX_SAMPLES> block{};
-  int burst = 0;
   for (std::size_t k = 0; k < units.size() / bytes; ++k) {
     std::uint32_t received = 0;
-    for (std::uint32_t frame = 0; frame < 2; ++frame) {
-      const bool lost = burst > 0 || random.integer(0, 15) < loss;
-      burst = burst > 0 ? burst - 1 : (lost && random.integer(0, 5) == 0 ? 9 : 0);
-      received |= (lost ? 0u : 1u) << frame;
-    }
-    const int n =
-        quel_decode(decoder, &units[k * bytes], bytes, received, block.data(), block.size());
+    for (std::uint32_t frame = 0; frame < 2; ++frame) received |= (lost(k) ? 0u : 1u) << frame;
+    const bool nothing = received == 0;
+    const int n = quel_decode(decoder, nothing ? nullptr : &units[k * bytes], nothing ? 0 : bytes,
+                              received, block.data(), block.size());
     pcm.insert(pcm.end(), block.begin(), block.begin() + (n > 0 ? n : 0));
   }
   quel_decoder_destroy(decoder);
   return bytes_of(pcm);
+}
+
+std::vector<std::uint8_t> random_units(int flavor, std::size_t count) {
+  std::vector<std::uint8_t> bits(count * static_cast<std::size_t>(quel_bytes_per_unit(flavor)));
+  Random random(77);
+  for (std::uint8_t& byte : bits) byte = static_cast<std::uint8_t>(random.bits() >> 24);
+  return bits;
+}
+
+// Units whose excitation grows until the decoder clears its histories, again and again: the largest
+// gains at a steady lag, everything else random.
+std::vector<std::uint8_t> growing_units(int flavor, int frame_count) {
+  struct Field {
+    std::size_t word;
+    std::int32_t value;
+  };
+  static const std::vector<Field> growth[4] = {
+      {{6, 62}, {11, 17}, {16, 17}, {10, 127}, {15, 127}, {20, 127}},
+      {{6, 62}, {11, 17}, {16, 17}, {10, 127}, {15, 127}, {20, 127}},
+      {{6, 62},
+       {9, 17},
+       {12, 62},
+       {15, 17},
+       {18, 17},
+       {8, 127},
+       {11, 127},
+       {14, 127},
+       {17, 127},
+       {20, 127}},
+      {{6, 0}, {14, 0}, {7, 15}, {15, 15}, {13, 31}, {21, 31}}};
+  const int frames = quel_frames_per_unit(flavor);
+  const auto bytes = static_cast<std::size_t>(quel_bytes_per_unit(flavor));
+  const int frame_bits = static_cast<int>(bytes) * 8 / frames;
+  const auto count = static_cast<std::size_t>(frame_count / frames);
+  std::vector<std::uint8_t> units(count * bytes);
+  Random random(78);
+  for (std::size_t k = 0; k < count; ++k) {
+    for (int frame = 0; frame < frames; ++frame) {
+      std::array<std::int32_t, 22> words{};
+      for (std::int32_t& word : words) word = static_cast<std::int32_t>(random.bits() >> 16);
+      for (const Field& field : growth[flavor]) words[field.word] = field.value;
+      if (TestBigEndian() != 0) SwapIntBytes(words.data(), static_cast<std::int32_t>(words.size()));
+      std::array<std::uint8_t, QUEL_MAX_BYTES> bits{};
+      prm2binary(words.data(), bits.data(), flavor);
+      bitcopy(&units[k * bytes], bits.data(), frame * frame_bits, 0, frame_bits);
+    }
+  }
+  return units;
+}
+
+// What speech never is: lone impulses, the faintest noise, direct current, the highest frequency
+// at full scale, tones at either end of the band that start and stop.
+std::vector<std::int16_t> extreme_signal(int rate) {
+  Random random(79);
+  std::vector<std::int16_t> out;
+  const int part = rate / 5;
+  for (int i = 0; i < part; ++i) out.push_back(i % 611 == 17 ? 32767 : 0);
+  for (int i = 0; i < part; ++i) out.push_back(clip(random.uniform(-1.9, 1.9)));
+  for (int i = 0; i < part; ++i) out.push_back(32767);
+  for (int i = 0; i < part; ++i) out.push_back(i % 2 == 0 ? 32767 : -32768);
+  for (int i = 0; i < part; ++i) out.push_back(-1);
+  add_tone(out, part, 1.9999);
+  add_tone(out, part, -1.9999);
+  out.insert(out.end(), static_cast<std::size_t>(part), std::int16_t{0});
+  for (int i = 0; i < part; ++i) out.push_back(i % 85 == 0 ? -32768 : 0);
+  return out;
 }
 
 }  // namespace
@@ -151,16 +230,23 @@ std::vector<Digest> conformance_digests() {
     const auto units = encode(flavor, conformance_signal(quel_sampling_rate(flavor)));
     digests.push_back({name + ", coded units", digest_of(units)});
     const auto pcm = [&](int concealment, int loss) {
-      return digest_of(decode(flavor, concealment, units, loss));
+      return digest_of(decode(flavor, concealment, units, ScatteredLosses(flavor, loss)));
+    };
+    const auto all_received = [](std::size_t) { return false; };
+    const auto decoded = [&](const std::vector<std::uint8_t>& coded) {
+      return digest_of(decode(flavor, QUEL_CONCEAL_IMMEDIATE, coded, all_received));
     };
     digests.push_back({name + ", decoded", pcm(QUEL_CONCEAL_IMMEDIATE, 0)});
     digests.push_back({name + ", losses concealed at once", pcm(QUEL_CONCEAL_IMMEDIATE, 3)});
     digests.push_back({name + ", losses concealed later", pcm(QUEL_CONCEAL_DEFERRED, 3)});
-    std::vector<std::uint8_t> bits(400 * static_cast<std::size_t>(quel_bytes_per_unit(flavor)));
-    Random random(77);
-    for (std::uint8_t& byte : bits) byte = static_cast<std::uint8_t>(random.bits() >> 24);
-    digests.push_back(
-        {name + ", random bits", digest_of(decode(flavor, QUEL_CONCEAL_IMMEDIATE, bits, 0))});
+    digests.push_back({name + ", random bits", decoded(random_units(flavor, 400))});
+    digests.push_back({name + ", excitation that grows", decoded(growing_units(flavor, 240))});
+    const auto long_gap = [](std::size_t unit) { return unit >= 40 && unit < 340; };
+    digests.push_back({name + ", a long loss",
+                       digest_of(decode(flavor, QUEL_CONCEAL_IMMEDIATE, units, long_gap))});
+    const auto extreme = encode(flavor, extreme_signal(quel_sampling_rate(flavor)));
+    digests.push_back({name + ", extreme signals, coded units", digest_of(extreme)});
+    digests.push_back({name + ", extreme signals, decoded", decoded(extreme)});
   }
   return digests;
 }
