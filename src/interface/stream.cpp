@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <type_traits>
 
@@ -56,16 +57,20 @@ bool take_options(const Options* given, std::size_t oldest, Options& known) {
   return true;
 }
 
+// In place: a temporary of all that state would be most of the stack that a stream needs.
+static_assert(std::is_trivially_destructible_v<FrameEncoder> &&
+              std::is_trivially_destructible_v<FrameDecoder>);
+
 void start(quel_encoder& stream) {
   stream.mode = mode_of(stream.flavor);
-  stream.codec = FrameEncoder{};
+  std::construct_at(&stream.codec);
   const ScratchSwitch scratch(stream.codec.scratch);
   initVXEncoder(stream.codec);
 }
 
 void start(quel_decoder& stream) {
   stream.mode = mode_of(stream.flavor);
-  stream.codec = FrameDecoder{};
+  std::construct_at(&stream.codec);
   const ScratchSwitch scratch(stream.codec.scratch);
   initVXDecoder(stream.codec);
   initVX5Decoder(stream.codec);
