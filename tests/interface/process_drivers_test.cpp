@@ -65,6 +65,32 @@ TEST(ProcessDrivers, InitDriversResetTheirCoders) {
 }
 
 // The plug-in codes with the process's switches; streams do not look at them.
+// A host may go on after a free, or free twice.
+TEST(ProcessDrivers, FreeingFreesNothingAndResetsNothing) {
+  set_mode(1);
+  initVXEncoder();
+  initVXDecoder();
+  const Pcm speech = speech_like_pcm(144, 25);
+  std::vector<std::uint8_t> unit(19);
+  VXEncode(speech.data(), unit.data(), 1);
+  Pcm out(144);
+  dec_swt(random_words(26).data(), out.data(), 0);
+  const auto bytes = [](const auto& state) {
+    const auto* first = reinterpret_cast<const std::uint8_t*>(&state);
+    return std::vector<std::uint8_t>(first, first + sizeof state);
+  };
+  const auto encoder = bytes(process_encoder), decoder = bytes(process_decoder);
+  const auto* top = i_heap;
+  for (int twice = 0; twice < 2; ++twice) {
+    freeVXEncoder();
+    freeVXDecoder();
+    freeVX5Decoder();
+  }
+  EXPECT_EQ(i_heap, top);
+  EXPECT_TRUE(bytes(process_encoder) == encoder);
+  EXPECT_TRUE(bytes(process_decoder) == decoder);
+}
+
 TEST(ProcessDrivers, WidebandSwitchesReachThePluginAndNoStream) {
   const Pcm pcm = speech_like_pcm(2560, 25, 16000.0);
   using Bytes = std::vector<std::uint8_t>;
