@@ -38,7 +38,7 @@ const ManText commands[] = {
      {"[options] INPUT OUTPUT", "[options] --output-dir FOLDER INPUT..."},
      "codes sound. The input is any audio file that libsndfile reads, of any sampling rate and "
      "number of channels: channels are averaged and the rate is converted to the flavor's, 8000 or "
-     "16000 Hz. On standard input it is WAV, or bare samples with --raw-rate.\n\n"
+     "16000 Hz. A pipe may bring WAV, FLAC and whatever else needs no going back.\n\n"
      "With --output-dir, inputs may be files and folders. The outputs stand in folders as the "
      "inputs do; what is done already and has not changed is skipped.",
      "Something failed: messages on standard error name file and cause. With --output-dir, the "

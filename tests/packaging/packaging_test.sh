@@ -37,10 +37,15 @@ install)
   "$cmake" --install "$build" --prefix "$prefix" >"$work/log"
   ;;
 find_package)
-  configure "$here/find_package" -DCMAKE_PREFIX_PATH="$prefix" \
+  # What README.md says to write.
+  awk '/^```cmake$/ { inside = 1; next } /^```/ { inside = 0 } inside' "$source/README.md" \
+    >"$work/readme.cmake"
+  grep -q target_link_libraries "$work/readme.cmake"
+  configure "$here/find_package" -DCMAKE_PREFIX_PATH="$prefix" -DREADME="$work/readme.cmake" \
     -DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF
   "$cmake" --build "$work" >"$work/build.log"
   expect "$("$work/shared_c")" "19 bytes, 144 samples"
+  expect "$("$work/program")" "19 bytes, 144 samples"
   expect "$("$work/static_c")" "19 bytes, 144 samples"
   expect "$("$work/shared_cpp")" "20 bytes, 160 samples"
   if ldd "$work/static_c" | grep quelcodec; then exit 1; fi
