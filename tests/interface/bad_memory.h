@@ -11,11 +11,10 @@
 // program's malloc, free and operators new and delete. In a sanitizer's build, whose runtime owns
 // malloc, it is the operators that count and fail.
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(__SANITIZE_ADDRESS__)
 #define QUEL_SANITIZED 1
 #elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer) || \
-    __has_feature(memory_sanitizer)
+#if __has_feature(address_sanitizer)
 #define QUEL_SANITIZED 1
 #endif
 #endif
