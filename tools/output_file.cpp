@@ -4,10 +4,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "tools/file_error.h"
 
@@ -29,7 +31,7 @@ OutputFile::OutputFile(const std::string& name, bool force, const std::string& i
   if (fs::equivalent(part_, input, error)) {
     throw FileError(name_, "writing it would overwrite the input " + input);
   }
-  file_ = std::fopen(part_.c_str(), "wb");
+  file_ = std::fopen(part_.c_str(), "w+b");
   if (file_ == nullptr) {
     part_.clear();
     fail(errno);
@@ -73,6 +75,24 @@ void OutputFile::rewrite_start(std::span<const std::uint8_t> bytes) {
   seek(0);
   write(bytes);
   if (std::fseek(file_, end, SEEK_SET) != 0) fail(errno);
+}
+
+void OutputFile::insert(std::uint64_t offset, std::span<const std::uint8_t> bytes) {
+  const long end = std::ftell(file_);
+  if (end < 0) fail(errno);
+  std::vector<std::uint8_t> piece;
+  // From the end, so that nothing is written over before it has moved.
+  for (auto at = static_cast<std::uint64_t>(end); at > offset;) {
+    piece.resize(static_cast<std::size_t>(std::min<std::uint64_t>(at - offset, 1 << 20)));
+    at -= piece.size();
+    seek(at);
+    if (std::fread(piece.data(), 1, piece.size(), file_) != piece.size()) fail(errno);
+    seek(at + bytes.size());
+    write(piece);
+  }
+  seek(offset);
+  write(bytes);
+  seek(static_cast<std::uint64_t>(end) + bytes.size());
 }
 
 void OutputFile::commit() {

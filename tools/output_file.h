@@ -48,6 +48,14 @@ class OutputFile {
   /// FileError.
   void rewrite_start(std::span<const std::uint8_t> bytes);
 
+  /// Whether bytes can go in between written ones: not on standard output, which is not ours to
+  /// read.
+  bool can_insert() const { return file_ != stdout; }
+
+  /// Moves everything from `offset` on to make room for these bytes; later writes append again.
+  /// Reads and writes what it moves. Only where can_insert(). Throws FileError.
+  void insert(std::uint64_t offset, std::span<const std::uint8_t> bytes);
+
   /// Makes commit() stop short of the naming, which release() then does.
   void hold_back() { held_back_ = true; }
 

@@ -13,7 +13,7 @@
 namespace quel::tools {
 namespace {
 
-void put_le(std::vector<std::uint8_t>& out, std::uint32_t value, int bytes) {
+void put_le(std::vector<std::uint8_t>& out, std::uint64_t value, int bytes) {
   for (int i = 0; i < bytes; ++i) out.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
 }
 
@@ -147,25 +147,45 @@ std::unique_ptr<SoundWriter> make_sound_writer(OutputFile& file, int rate, Sound
   return std::make_unique<RawWriter>(file, format == SoundFormat::raw_big_endian);
 }
 
-WavWriter::WavWriter(OutputFile& file, int rate) : file_(file), rate_(rate) {
+WavWriter::WavWriter(OutputFile& file, int rate, std::uint64_t most)
+    : file_(file), rate_(rate), most_(most) {
   file_.write(header(0xffffffffu));
 }
 
 void WavWriter::write(std::span<const std::int16_t> pcm) {
-  if (file_.seekable() && pcm.size() > wav_max_samples - samples_) {
-    throw FileError(file_.name(), "longer than a WAV file holds (FLAC and raw hold more)");
-  }
   file_.write(sample_bytes(pcm, false));
   samples_ += pcm.size();
 }
 
 void WavWriter::finish() {
-  if (file_.seekable()) file_.rewrite_start(header(static_cast<std::uint32_t>(2 * samples_)));
+  if (file_.seekable() && samples_ <= most_) {
+    file_.rewrite_start(header(static_cast<std::uint32_t>(2 * samples_)));
+  } else if (file_.seekable() && file_.can_insert()) {
+    turn_into_rf64();
+  }
   file_.commit();
 }
 
+// The other lengths stay at the largest that there are, which here means "see ds64". Room for that
+// chunk could be kept from the start, but many programs take every header for one of 44 bytes.
+void WavWriter::turn_into_rf64() {
+  constexpr std::uint64_t chunk_bytes = 28;
+  const std::uint64_t data_bytes = 2 * samples_;
+  std::vector<std::uint8_t> chunk;
+  put_text(chunk, "ds64");
+  put_le(chunk, chunk_bytes, 4);
+  put_le(chunk, 36 + 8 + chunk_bytes + data_bytes, 8);  // all that follows the first eight bytes
+  put_le(chunk, data_bytes, 8);
+  put_le(chunk, samples_, 8);
+  put_le(chunk, 0, 4);  // further lengths
+  constexpr std::uint64_t after_form = 12;
+  file_.insert(after_form, chunk);
+  const std::string form = "RF64";
+  file_.rewrite_start({reinterpret_cast<const std::uint8_t*>(form.data()), form.size()});
+}
+
 std::vector<std::uint8_t> WavWriter::header(std::uint32_t data_bytes) const {
-  const auto rate = static_cast<std::uint32_t>(rate_);
+  const auto rate = static_cast<std::uint64_t>(rate_);
   std::vector<std::uint8_t> out;
   put_text(out, "RIFF");
   put_le(out, data_bytes < 0xffffffffu ? 36 + data_bytes : data_bytes, 4);

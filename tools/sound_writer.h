@@ -37,21 +37,25 @@ std::unique_ptr<SoundWriter> make_sound_writer(OutputFile& file, int rate, Sound
 /// Most samples that a 16-bit mono WAV file holds: its sizes are 32-bit counts of bytes.
 inline constexpr std::uint32_t wav_max_samples = (0xffffffffu - 44u) / 2u;
 
-/// Writes WAV. Until it is finished, and for good where the output is a pipe, the header gives the
-/// largest lengths that there are, which readers take for "up to the end".
+/// Writes WAV, or RF64 (EBU Tech 3306) where the sound turned out longer than WAV's lengths can
+/// tell. Until it is finished, and for good where the output is a pipe or a standard output of more
+/// than that length, the header gives the largest lengths that there are, which readers take for
+/// "up to the end".
 class WavWriter : public SoundWriter {
  public:
-  WavWriter(OutputFile& file, int rate);
+  /// most  samples beyond which it is RF64; tests lower it
+  WavWriter(OutputFile& file, int rate, std::uint64_t most = wav_max_samples);
 
-  /// At most wav_max_samples in all, else FileError, unless the output is a pipe.
   void write(std::span<const std::int16_t> pcm) override;
   void finish() override;
 
  private:
   std::vector<std::uint8_t> header(std::uint32_t data_bytes) const;
+  void turn_into_rf64();
 
   OutputFile& file_;
   int rate_;
+  std::uint64_t most_;
   std::uint64_t samples_ = 0;
 };
 

@@ -55,7 +55,7 @@ class HeaderReader {
         const bool in_ds64 = wide && size == 0xffffffffu;
         // Nothing between the header and further chunks: really empty.
         const bool empty = size == 0 && riff_bytes < 0x7fff0000u && riff_bytes > at;
-        format.bytes = empty ? 0 : known(in_ds64 ? wide_bytes : size);
+        format.bytes = empty ? 0 : in_ds64 ? known_wide(wide_bytes) : known(size);
         return format;
       }
       if (size > longest_header || !take(static_cast<std::size_t>(size + size % 2))) return {};
@@ -98,6 +98,12 @@ class HeaderReader {
     const bool near_31 = bytes >= 0x7fff0000u && bytes <= 0x7fffffffu;
     const bool near_32 = bytes >= 0xffff0000u && bytes <= 0xffffffffu;
     if (bytes == 0 || near_31 || near_32) return std::nullopt;
+    return bytes;
+  }
+
+  // libsndfile counts with a sign.
+  static std::optional<std::uint64_t> known_wide(std::uint64_t bytes) {
+    if (bytes == 0 || bytes >= std::uint64_t{1} << 60) return std::nullopt;
     return bytes;
   }
 

@@ -170,6 +170,36 @@ TEST_F(AudioFile, WavComesBack) {
   EXPECT_EQ(test::read_bytes(path("w")).size(), 44u + 2u * pcm.size());
 }
 
+TEST_F(AudioFile, WhatWavCannotHoldBecomesRf64) {
+  const Pcm pcm = loud_speech(3000, 5);
+  for (const std::size_t most : {2999u, 3000u, 3001u}) {
+    OutputFile file(path("w"), true, "");
+    WavWriter writer(file, 8000, most);
+    writer.write(std::span(pcm).first(1000));
+    writer.write(std::span(pcm).subspan(1000));
+    writer.finish();
+    const test::Audio audio = test::load_audio(path("w"));
+    EXPECT_EQ(audio.format, most < 3000 ? SF_FORMAT_RF64 | SF_FORMAT_PCM_16 : wav16);
+    EXPECT_EQ(audio.rate, 8000);
+    EXPECT_EQ(audio.samples, pcm);
+    EXPECT_EQ(read_audio(path("w"), 8000), pcm);
+  }
+}
+
+TEST_F(AudioFile, Rf64HeaderByteForByte) {
+  OutputFile file(path("w"), false, "");
+  WavWriter writer(file, 8000, 1);
+  writer.write(Pcm{1, -2});
+  writer.finish();
+  EXPECT_EQ(test::read_bytes(path("w")),
+            (Bytes{'R', 'F', '6', '4', 255,  255,  255, 255, 'W',  'A',  'V', 'E', 'd',  's',
+                   '6', '4', 28,  0,   0,    0,    76,  0,   0,    0,    0,   0,   0,    0,
+                   4,   0,   0,   0,   0,    0,    0,   0,   2,    0,    0,   0,   0,    0,
+                   0,   0,   0,   0,   0,    0,    'f', 'm', 't',  ' ',  16,  0,   0,    0,
+                   1,   0,   1,   0,   0x40, 0x1f, 0,   0,   0x80, 0x3e, 0,   0,   2,    0,
+                   16,  0,   'd', 'a', 't',  'a',  255, 255, 255,  255,  1,   0,   0xfe, 0xff}));
+}
+
 TEST_F(AudioFile, WavHeaderByteForByte) {
   OutputFile file(path("w"), false, "");
   WavWriter writer(file, 8000);

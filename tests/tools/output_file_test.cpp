@@ -70,6 +70,23 @@ TEST_F(OutputFileTest, RewritesItsStartAndGoesOnAtItsEnd) {
   EXPECT_EQ(read_bytes(path("out")), (Bytes{8, 9, 3, 4}));
 }
 
+TEST_F(OutputFileTest, InsertsAnywhereAndGoesOnAtItsEnd) {
+  // More than what is moved at a time, and not a multiple of it.
+  Bytes wanted;
+  for (int i = 0; i < 2500000; ++i) wanted.push_back(static_cast<std::uint8_t>(i * 7 % 251));
+  OutputFile file(path("out"), false, path("in"));
+  EXPECT_TRUE(file.can_insert());
+  file.write(wanted);
+  for (const std::size_t at : {0u, 12u, 2000000u, 2500000u + 3 * 3}) {
+    file.insert(at, some);
+    wanted.insert(wanted.begin() + static_cast<std::ptrdiff_t>(at), some.begin(), some.end());
+  }
+  file.write(some);
+  wanted.insert(wanted.end(), some.begin(), some.end());
+  file.commit();
+  EXPECT_EQ(read_bytes(path("out")), wanted);
+}
+
 TEST_F(OutputFileTest, ReplacesOnlyWhenForced) {
   write_bytes(path("out"), some);
   EXPECT_EQ(error_of(path("out"), false, path("in")),

@@ -77,6 +77,34 @@ TEST_F(QuelIo, WavOfUnknownLengthOnAPipe) {
   EXPECT_EQ(file("c3"), file("c"));
 }
 
+TEST_F(QuelIo, Rf64OnAPipeByItsOwnLengthOrNone) {
+  const Pcm pcm = loud_speech(3000, 2);
+  write_audio(path("in.wav"), wav16, 8000, 1, pcm);
+  write_audio(path("in.rf64"), SF_FORMAT_RF64 | SF_FORMAT_PCM_16, 8000, 1, pcm);
+  ASSERT_EQ(quel({"encode", path("in.wav"), path("c")}).status, 0);
+  const Bytes whole = file("in.rf64");
+  const std::string text(whole.begin(), whole.end());
+  ASSERT_EQ(text.substr(0, 4), "RF64");
+  const std::size_t ds64 = text.find("ds64"), data = text.find("data");
+  ASSERT_NE(ds64, std::string::npos);
+  // Chunks behind the samples, which the length of ds64 leaves out.
+  Bytes bytes = whole;
+  bytes.insert(bytes.end(), {'L', 'I', 'S', 'T', 4, 0, 0, 0, 'a', 'b', 'c', 'd'});
+  std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(data) + 4, 4, std::uint8_t{255});
+  write_bytes(path("chunk"), bytes);
+  EXPECT_EQ(shell("cat chunk | $Q encode - - | cat > c2").err, "");
+  EXPECT_EQ(file("c2"), file("c"));
+  // A program that did not know: up to the end.
+  for (const std::uint8_t byte : {std::uint8_t{0}, std::uint8_t{255}}) {
+    bytes = whole;
+    std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(data) + 4, 4, std::uint8_t{255});
+    std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(ds64) + 8, 24, byte);
+    write_bytes(path("unknown"), bytes);
+    EXPECT_EQ(shell("cat unknown | $Q encode - - | cat > c3").err, "");
+    EXPECT_EQ(file("c3"), file("c"));
+  }
+}
+
 TEST_F(QuelIo, EveryFormatFromAPipeAsFromAFile) {
   const Pcm pcm = loud_speech(3000, 2);
   const int formats[] = {SF_FORMAT_WAV | SF_FORMAT_PCM_U8,  SF_FORMAT_WAV | SF_FORMAT_PCM_24,
@@ -85,7 +113,8 @@ TEST_F(QuelIo, EveryFormatFromAPipeAsFromAFile) {
                          SF_FORMAT_WAV | SF_FORMAT_ULAW,    SF_FORMAT_WAV | SF_FORMAT_IMA_ADPCM,
                          SF_FORMAT_WAVEX | SF_FORMAT_FLOAT, SF_FORMAT_RF64 | SF_FORMAT_PCM_16,
                          SF_FORMAT_FLAC | SF_FORMAT_PCM_16, SF_FORMAT_AIFF | SF_FORMAT_PCM_16,
-                         SF_FORMAT_AU | SF_FORMAT_PCM_16};
+                         SF_FORMAT_AU | SF_FORMAT_PCM_16,   SF_FORMAT_OGG | SF_FORMAT_VORBIS,
+                         SF_FORMAT_CAF | SF_FORMAT_PCM_16,  SF_FORMAT_W64 | SF_FORMAT_PCM_16};
   for (const int format : formats) {
     SCOPED_TRACE(format);
     write_audio(path("a"), format, 8000, 1, pcm);
