@@ -2,12 +2,8 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
-#include <cstring>
 #include <exception>
-#include <fstream>
 #include <map>
-#include <mutex>
 #include <ostream>
 #include <set>
 #include <system_error>
@@ -57,8 +53,9 @@ int run_one(const FileArguments& arguments, const FileWork& work, std::ostream& 
         work.run(input, output, arguments.files[1],
                  [&](double seconds, auto share) { progress.update(0, seconds, share); });
     progress.clear();
-    const std::string name = input == "-" ? "standard input" : input;
-    for (const std::string& note : result.notes) err << "quel: " << name << ": " << note << '\n';
+    for (const std::string& note : result.notes) {
+      err << "quel: " << shown(input) << ": " << note << '\n';
+    }
     return result.damaged ? exit_failed : exit_done;
   } catch (const std::exception& error) {
     progress.clear();
@@ -83,11 +80,9 @@ class Batch {
   void find_tasks();
   void add_task(const fs::path& input, const fs::path& relative);
   void read_old_rows();
-  void open_journal();
   void work_through();
   ManifestRow do_task(std::size_t index);
   bool done_before(const Task& task, const std::string& target, ManifestRow& row) const;
-  void write_journal(const ManifestRow& row);
   void write_manifest();
   int report(std::ostream& err) const;
 
@@ -102,33 +97,34 @@ class Batch {
   std::vector<ManifestRow> rows_;              // by task
   std::vector<ManifestRow> refused_;           // no task came of these
   std::atomic<std::size_t> next_ = 0;
-  std::mutex journal_mutex_;
-  std::ofstream journal_;
+  Journal journal_;
 };
 
 int Batch::run(std::ostream& err) {
+  bool worked = false;
+  std::string failure;
   try {
     fs::create_directories(arguments_.output_dir);
     read_old_rows();
     find_tasks();
-    open_journal();
+    journal_.open(manifest_ + ".journal");
     rows_.resize(tasks_.size());
     std::vector<std::uint64_t> sizes;
     for (const Task& task : tasks_) sizes.push_back(size_of(task.input));
     progress_.plan(sizes);
     work_through();
-    progress_.clear();
+    worked = true;
     write_manifest();
   } catch (const fs::filesystem_error& error) {
-    progress_.clear();
-    err << "quel: " << FileError(error.path1().string(), error.code().message()).what() << '\n';
-    return exit_failed;
+    failure = FileError(error.path1().string(), error.code().message()).what();
   } catch (const std::exception& error) {
-    progress_.clear();
-    err << "quel: " << error.what() << '\n';
-    return exit_failed;
+    failure = error.what();
   }
-  return report(err);
+  progress_.clear();
+  const int status = worked ? report(err) : exit_failed;
+  if (failure.empty()) return status;
+  err << "quel: " << failure << '\n';
+  return exit_failed;
 }
 
 void Batch::find_tasks() {
@@ -168,14 +164,6 @@ void Batch::read_old_rows() {
   for (ManifestRow& row : read_manifest(manifest_)) old_[row.output] = row;
   for (ManifestRow& row : read_journal(manifest_ + ".journal")) old_[row.output] = row;
   old_.erase("");
-}
-
-void Batch::open_journal() {
-  const std::string name = manifest_ + ".journal";
-  // A line that was cut off must not run into the next one.
-  journal_.open(name, std::ios::app | std::ios::binary);
-  journal_ << '\n' << std::flush;
-  if (!journal_) throw FileError(name, std::strerror(errno));
 }
 
 void Batch::work_through() {
@@ -222,7 +210,7 @@ ManifestRow Batch::do_task(std::size_t index) {
     if (result.damaged) row.message = task.input + ": " + join(result.notes);
     // First the journal: a run that is killed in between does the file again, whereas a file that
     // the journal did not know would be somebody else's.
-    write_journal(row);
+    journal_.write(row);
     output.release();
     progress_.finish(index);
     return row;
@@ -232,7 +220,11 @@ ManifestRow Batch::do_task(std::size_t index) {
     row.output_bytes = 0;
     row.output_sha256.clear();
   }
-  write_journal(row);
+  try {
+    journal_.write(row);
+  } catch (const std::exception&) {
+    // Nothing is lost: the next run would try the file again all the same.
+  }
   progress_.finish(index);
   return row;
 }
@@ -252,11 +244,6 @@ bool Batch::done_before(const Task& task, const std::string& target, ManifestRow
   return true;
 }
 
-void Batch::write_journal(const ManifestRow& row) {
-  const std::lock_guard lock(journal_mutex_);
-  journal_ << tsv_line(row) << std::flush;
-}
-
 void Batch::write_manifest() {
   for (const ManifestRow& row : rows_) old_[row.output] = row;
   std::vector<ManifestRow> all = refused_;
@@ -268,9 +255,7 @@ void Batch::write_manifest() {
   OutputFile file(manifest_, /*force=*/true, "");
   file.write({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
   file.commit();
-  journal_.close();
-  std::error_code ignored;
-  fs::remove(manifest_ + ".journal", ignored);
+  journal_.remove();
 }
 
 int Batch::report(std::ostream& err) const {

@@ -248,4 +248,29 @@ std::vector<ManifestRow> read_journal(const std::string& path) {
   return rows;
 }
 
+void Journal::open(const std::string& path) {
+  path_ = path;
+  // A line that was cut off must not run into the next one.
+  file_.open(path, std::ios::app | std::ios::binary);
+  file_ << '\n' << std::flush;
+  if (!file_) throw FileError(path_, std::strerror(errno));
+}
+
+void Journal::write(const ManifestRow& row) {
+  const std::lock_guard lock(mutex_);
+  if (!file_) {
+    // The disk was full, and a line may have been cut off there.
+    file_.clear();
+    file_ << '\n';
+  }
+  file_ << tsv_line(row) << std::flush;
+  if (!file_) throw FileError(path_, std::strerror(errno));
+}
+
+void Journal::remove() {
+  file_.close();
+  std::error_code ignored;
+  std::filesystem::remove(path_, ignored);
+}
+
 }  // namespace quel::tools

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstdint>
+#include <fstream>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -34,5 +36,23 @@ std::vector<ManifestRow> read_manifest(const std::string& path);
 
 /// The rows of a journal, which is lines of TSV alone; a last line that is cut is left out.
 std::vector<ManifestRow> read_journal(const std::string& path);
+
+/// Rows as they come, for a run that may not live to write its manifest.
+class Journal {
+ public:
+  /// Goes on behind what is there. Throws FileError.
+  void open(const std::string& path);
+
+  /// Hands a row to the system before it returns. Any number of threads may call. Throws FileError.
+  void write(const ManifestRow& row);
+
+  /// Closes and deletes it.
+  void remove();
+
+ private:
+  std::string path_;
+  std::mutex mutex_;
+  std::ofstream file_;
+};
 
 }  // namespace quel::tools

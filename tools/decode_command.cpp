@@ -84,6 +84,8 @@ std::string text_of(const DecodeCommand& command, const std::vector<bool>& liste
   if (s.concealment == OggConcealment::none) text += " unconcealed";
   if (s.gain_db != 0.0) text += " gain=" + shortest(s.gain_db);
   if (s.rate > 0) text += " rate=" + std::to_string(s.rate);
+  if (s.start > 0.0) text += " start=" + shortest(s.start);
+  if (s.length) text += " length=" + shortest(*s.length);
   if (!command.format.empty()) text += " format=" + command.format + "," + command.endianness;
   return text;
 }
@@ -107,21 +109,37 @@ void add_loss_options(CLI::App& decode, DecodeCommand& command) {
       ->option_text("FILE")
       ->excludes(loss)
       ->excludes(burst);
-  decode.add_option("--seed", command.seed, "of the losses")
+  decode.add_option("--seed", command.seed, "of the losses, by default 1")
       ->check(CLI::NonNegativeNumber)  // a minus would wrap around
-      ->capture_default_str();
+      ->option_text("N");
   decode
       .add_option("--conceal", command.settings.concealment,
-                  "what stands for lost frames: immediate (a frame for each), deferred (up to "
-                  "five once a frame arrives, then silence) or none (silence)")
+                  "what stands for lost frames: immediate (a frame for each, the default), "
+                  "deferred (up to five once a frame arrives, then silence) or none (silence)")
       ->transform(CLI::Transformer(concealments))
       ->option_text("immediate|deferred|none");
+}
+
+template <class Seconds>
+void add_seconds(CLI::App& decode, const std::string& name, Seconds& seconds,
+                 const std::string& text) {
+  decode.add_option(name, seconds, text + ", 0 to 1e9 seconds; 12.5 for one")
+      ->check([](const std::string& given) -> std::string {
+        double value = 0.0;  // CLI::Range lets "nan" pass
+        if (CLI::detail::lexical_cast(given, value) && value >= 0.0 && value <= 1e9) return "";
+        return given + " is not a number from 0 to 1e9";
+      })
+      ->option_text("SECONDS");
 }
 
 }  // namespace
 
 CLI::App* add_decode_command(CLI::App& app, DecodeCommand& command) {
   auto* decode = app.add_subcommand("decode", "coded speech in, sound out");
+  decode->footer(
+      "A damaged or cut file is decoded as far as it goes; a message says so, and the exit status "
+      "is "
+      "1.");
   add_file_arguments(*decode, command.files, "coded file",
                      "16-bit mono WAV, FLAC or bare samples, by its name: .flac, .raw or .pcm, "
                      "else WAV");
@@ -131,6 +149,8 @@ CLI::App* add_decode_command(CLI::App& app, DecodeCommand& command) {
       ->check(CLI::Range(1000, 1000000))
       ->option_text("HZ");
   add_gain_option(*decode, command.settings.gain_db);
+  add_seconds(*decode, "--start", command.settings.start, "leave out what comes before this time");
+  add_seconds(*decode, "--length", command.settings.length, "stop after so much sound");
   decode->add_option("--format", command.format, "of the output, whatever its name")
       ->check(CLI::IsMember({"wav", "flac", "raw"}))
       ->option_text("wav|flac|raw");

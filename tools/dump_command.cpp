@@ -33,7 +33,9 @@ std::vector<std::uint8_t> whole_file(const std::string& path) {
 CLI::App* add_dump_command(CLI::App& app, DumpJob& job) {
   auto* dump = app.add_subcommand(
       "dump", "every frame's indices and what they stand for: frequencies, lags, gains, pulses");
-  dump->add_option("input", job.input, "coded file, - for standard input")->required();
+  dump->add_option("input", job.input, "coded file, - for standard input")
+      ->required()
+      ->option_text("FILE");
   dump->add_flag("--json", job.json, "JSON in place of the text that quel mux --from-dump reads");
   return dump;
 }

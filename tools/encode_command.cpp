@@ -39,6 +39,7 @@ std::string text_of(const EncodeCommand& command) {
   if (s.audio.channel > 0) text += " channel=" + std::to_string(s.audio.channel);
   if (s.gain_db != 0.0) text += " gain=" + shortest(s.gain_db);
   text += s.raw ? " bare" : " packet=" + std::to_string(s.packet_ms);
+  if (!s.raw && s.page_ms != EncodeSettings().page_ms) text += " page=" + std::to_string(s.page_ms);
   for (const auto& [name, value] : s.tags.comments) text += " comment=" + name + "=" + value;
   return text;
 }
@@ -52,7 +53,7 @@ void check_command(EncodeCommand& command, const CLI::App& app) {
       throw CLI::ValidationError(option, "needs --raw-rate");
     }
   }
-  for (const char* option : {"--comment", "--packet-ms"}) {
+  for (const char* option : {"--comment", "--packet-ms", "--page-ms"}) {
     if (command.settings.raw && app.count(option) > 0) {
       throw CLI::ValidationError(option, "has no place among bare coded units (--raw)");
     }
@@ -87,10 +88,17 @@ CLI::App* add_encode_command(CLI::App& app, EncodeCommand& command) {
                    "say something of the recording, TITLE=Tea for one; may be repeated")
       ->allow_extra_args(false)
       ->option_text("TAG=VALUE");
-  encode->add_option("--packet-ms", settings.packet_ms, "length of a packet aimed at, 1 to 10000")
+  encode
+      ->add_option("--packet-ms", settings.packet_ms,
+                   "length of a packet aimed at, 1 to 10000 ms, by default 240")
       ->check(CLI::Range(1, 10000))
-      ->option_text("MS")
-      ->capture_default_str();
+      ->option_text("MS");
+  encode
+      ->add_option("--page-ms", settings.page_ms,
+                   "length of a page aimed at, 1 to 60000 ms, by default 2000: what a wrong bit "
+                   "costs, and how late a pipe gets it")
+      ->check(CLI::Range(1, 60000))
+      ->option_text("MS");
   encode->add_flag("--raw", settings.raw, "write bare coded units, without a file around them");
   encode
       ->add_option("--raw-rate", settings.audio.raw_rate,

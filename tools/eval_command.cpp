@@ -33,6 +33,9 @@ std::span<const std::uint8_t> bytes(std::string_view text) {
 }
 
 void check_job(const EvalJob& job) {
+  if (job.settings.input == "-") {
+    throw FileError("standard input", "eval reads its input more than once and needs a file");
+  }
   // Opening a pipe a second time would wait for ever.
   std::error_code unknown;
   const auto status = std::filesystem::status(job.settings.input, unknown);
@@ -75,7 +78,9 @@ CLI::App* add_eval_command(CLI::App& app, EvalJob& job) {
                                                            {"deferred", Concealment::deferred}};
   auto* eval =
       app.add_subcommand("eval", "what each flavor does to a recording: quality and speed");
-  eval->add_option("input", job.settings.input, "audio file: any rate, any channels")->required();
+  eval->add_option("input", job.settings.input, "audio file: any rate, any channels")
+      ->required()
+      ->option_text("FILE");
   eval->add_option("--flavor", job.settings.flavors,
                    "flavors to try, comma-separated: 0 (6.5), 1 (8.5), 2 (5), 3 (16 kbit/s); "
                    "by default all")
@@ -89,10 +94,12 @@ CLI::App* add_eval_command(CLI::App& app, EvalJob& job) {
       ->delimiter(',')
       ->check(check_percentage)
       ->option_text("PERCENT");
-  eval->add_option("--seed", job.settings.seed, "of the losses")
+  eval->add_option("--seed", job.settings.seed, "of the losses, by default 1")
       ->check(CLI::NonNegativeNumber)  // a minus would wrap around
-      ->capture_default_str();
-  eval->add_option("--conceal", job.settings.concealment, "immediate or deferred")
+      ->option_text("N");
+  eval->add_option("--conceal", job.settings.concealment,
+                   "what stands for lost frames: immediate (a frame for each, the default) or "
+                   "deferred (up to five once a frame arrives)")
       ->transform(CLI::Transformer(concealments))
       ->option_text("immediate|deferred");
   eval->add_option("--json", job.json, "write the figures as JSON; - is standard output")

@@ -14,7 +14,6 @@ void add_file_arguments(CLI::App& command, FileArguments& arguments, const std::
       .add_option("files", arguments.files,
                   "INPUT OUTPUT, or with --output-dir any number of inputs and folders. Input: " +
                       inputs + ". Output: " + outputs + ". - is standard input and standard output")
-      ->required()
       ->option_text("FILE...");
   command
       .add_option("--output-dir", arguments.output_dir,
@@ -38,6 +37,7 @@ void add_file_arguments(CLI::App& command, FileArguments& arguments, const std::
 void check_file_arguments(const FileArguments& arguments) {
   const auto fail = [](const std::string& text) { throw CLI::ValidationError(text); };
   if (!arguments.output_dir.empty()) {
+    if (arguments.files.empty()) fail("no inputs to put into " + arguments.output_dir);
     for (const std::string& file : arguments.files) {
       if (file == "-") fail("- is one input and one output, without --output-dir");
       if (file.empty()) fail("an input has an empty name");

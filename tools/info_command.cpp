@@ -48,7 +48,7 @@ double overhead_percent(const OggInfo& info) {
 
 OggInfo read(const std::string& path) {
   FileSource source(path);
-  OggReader reader(source, path);
+  OggReader reader(source, shown(path));
   return read_info(reader);
 }
 
@@ -121,8 +121,13 @@ std::string info_json(const std::string& name, const OggInfo& info) {
 CLI::App* add_info_command(CLI::App& app, InfoJob& job) {
   auto* info =
       app.add_subcommand("info", "flavor, rates, duration, delay, tags and damage of coded files");
+  info->footer(
+      "The exit status is 0 where a file is damaged, too: to tell that is what this command is "
+      "for. "
+      "It is 1 where a file cannot be read at all.");
   info->add_option("input", job.inputs, "coded files, OUT.part included; - for standard input")
-      ->required();
+      ->required()
+      ->option_text("FILE...");
   info->add_flag("--json", job.json, "a JSON list in place of text");
   return info;
 }
@@ -137,7 +142,7 @@ int run_info_command(const InfoJob& job, std::ostream& out, std::ostream& err) {
         out << separator << '\n' << info_json(input, info);
         separator = ",";
       } else {
-        out << info_text(input, info);
+        out << info_text(shown(input), info);
       }
     } catch (const std::exception& error) {
       err << "quel: " << error.what() << '\n';

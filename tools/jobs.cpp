@@ -3,11 +3,13 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <limits>
 #include <memory>
 #include <quelcodec/quelcodec.hpp>
 #include <span>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
 
 #include "tools/audio_file.h"
 #include "tools/file_error.h"
@@ -47,6 +49,7 @@ class UnitWriter {
     if (settings.raw) return;
     OggWriterOptions options;
     options.packet_ms = settings.packet_ms;
+    options.page_ms = settings.page_ms;
     // Flushed, so that whatever befalls this program a file can be read up to here.
     const auto sink = [this](std::span<const std::uint8_t> page) {
       output_.write(page);
@@ -137,7 +140,9 @@ std::string count_of(std::uint64_t count, const std::string& what) {
 }
 
 /// What the user should know of a damaged file.
-void note_damage(const OggReport& report, std::uint64_t samples, JobResult& result) {
+///
+/// enough  whether all that was asked for came
+void note_damage(const OggReport& report, std::uint64_t samples, bool enough, JobResult& result) {
   result.damaged = report.damaged();
   if (report.lost_units + report.damaged_pages + report.skipped_bytes + report.misplaced_pages >
       0) {
@@ -150,12 +155,49 @@ void note_damage(const OggReport& report, std::uint64_t samples, JobResult& resu
     result.notes.push_back("comments not read: " + report.tags_error);
   }
   if (!report.complete) {
-    result.notes.push_back("cut short: decoded " + count_of(samples, "sample"));
+    result.notes.push_back(enough ? "cut short behind what was decoded"
+                                  : "cut short: decoded " + count_of(samples, "sample"));
   }
   if (report.further_streams > 0) {
     result.notes.push_back(count_of(report.further_streams, "further coded stream") + " ignored");
   }
 }
+
+/// The part of the source's sound that is asked for.
+class Part {
+ public:
+  Part(const DecodeSettings& settings, int rate)
+      : skip_(samples_of(settings.start, rate)),
+        whole_(skip_ == 0 && !settings.length),
+        left_(settings.length ? samples_of(*settings.length, rate)
+                              : std::numeric_limits<std::uint64_t>::max()) {}
+
+  bool whole() const { return whole_; }
+  bool done() const { return left_ == 0; }
+  bool starts_later() const { return skip_ > 0; }
+
+  /// Goes there at once.
+  void seek(OggDecoder& decoder) { decoder.seek(std::exchange(skip_, 0)); }
+
+  /// What of the next samples belongs to it.
+  std::span<const std::int16_t> of(std::span<const std::int16_t> pcm) {
+    const auto skipped = static_cast<std::size_t>(std::min<std::uint64_t>(skip_, pcm.size()));
+    const auto given =
+        static_cast<std::size_t>(std::min<std::uint64_t>(left_, pcm.size() - skipped));
+    skip_ -= skipped;
+    left_ -= given;
+    return pcm.subspan(skipped, given);
+  }
+
+ private:
+  static std::uint64_t samples_of(double seconds, int rate) {
+    return static_cast<std::uint64_t>(std::llround(seconds * rate));
+  }
+
+  std::uint64_t skip_;
+  bool whole_;
+  std::uint64_t left_;
+};
 
 }  // namespace
 
@@ -205,7 +247,7 @@ JobResult decode_sound(const DecodeSettings& settings, const std::string& input,
   } else {
     source = std::make_unique<FileSource>(input);
   }
-  OggReader reader(*source, input == "-" ? "standard input" : input);
+  OggReader reader(*source, shown(input));
   OggDecodeOptions options;
   options.concealment = settings.concealment;
   LossPattern losses = settings.losses;
@@ -220,9 +262,15 @@ JobResult decode_sound(const DecodeSettings& settings, const std::string& input,
     bytes = std::filesystem::file_size(input, unknown);
   }
   Pace pace(meter, rate);
-  for (auto pcm = decoder.next(); !pcm.empty(); pcm = decoder.next()) {
-    sound.write(pcm);
-    pace.at(decoder.samples(), [&] {
+  Part part(settings, rate);
+  const bool seeks = part.starts_later() && reader.seekable() && !settings.report_losses;
+  if (seeks) part.seek(decoder);
+  while (!part.done()) {
+    const auto pcm = decoder.next();
+    if (pcm.empty()) break;
+    sound.write(part.of(pcm));
+    pace.at(decoder.samples(), [&]() -> std::optional<double> {
+      if (!part.whole()) return std::nullopt;
       return share_of(raw != nullptr ? raw->bytes_read() : reader.report().bytes, bytes);
     });
   }
@@ -235,7 +283,10 @@ JobResult decode_sound(const DecodeSettings& settings, const std::string& input,
     result.notes.push_back(std::to_string(decoder.lost_frames()) + " of " +
                            std::to_string(decoder.frames()) + " frames lost");
   }
-  note_damage(reader.report(), decoder.samples(), result);
+  OggReport report = reader.report();
+  // Nobody has looked at what follows.
+  if (part.done() && !seeks) report.complete = true;
+  note_damage(report, decoder.samples(), part.done(), result);
   if (raw != nullptr && raw->left_over() > 0) {
     result.damaged = true;
     result.notes.push_back("cut short: " + count_of(raw->left_over(), "byte") +

@@ -34,6 +34,7 @@ struct EncodeSettings {
   double gain_db = 0.0;
   OggTags tags = make_tags();
   int packet_ms = 240;  ///< 1..10000
+  int page_ms = 2000;   ///< 1..60000
   bool raw = false;     ///< bare coded units
 };
 
@@ -57,9 +58,15 @@ struct DecodeSettings {
   double gain_db = 0.0;
   int rate = 0;                       ///< of the output, Hz; 0 is the flavor's
   std::optional<SoundFormat> format;  ///< by default from the output's name
+  double start = 0.0;                 ///< seconds of the source that are left out, >= 0
+  std::optional<double> length;       ///< seconds, >= 0; by default all the rest
 };
 
 /// Decodes to the source's length, or up to where the coded file is cut, and commits the output.
+///
+/// A start is sought where the input can be, so that the sound is that of a whole decoding to 1 in
+/// 16 bits (ogg_preroll); with losses on purpose everything before it is decoded, so that they fall
+/// where they would without it.
 ///
 /// Throws FileError.
 JobResult decode_sound(const DecodeSettings& settings, const std::string& input, OutputFile& output,

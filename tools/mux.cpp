@@ -1,7 +1,9 @@
 #include "tools/mux.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstddef>
+#include <cstring>
 #include <fstream>
 #include <iostream>
 #include <quelcodec/quelcodec.hpp>
@@ -30,9 +32,8 @@ int milliseconds(std::uint64_t units, int flavor, int highest) {
 void mux_dump(const MuxJob& job, OutputFile& output) {
   std::ifstream file;
   if (job.input != "-") {
-    // The stream says nothing of why it cannot be opened; this does.
-    const FileSource probe(job.input);
     file.open(job.input, std::ios::binary);
+    if (!file) throw FileError(job.input, std::strerror(errno));
   }
   const DumpedFile dump = parse_dump(job.input == "-" ? std::cin : file, job.input);
   const FileFrame& frame = dump.frame;
@@ -108,7 +109,7 @@ void run_mux(const MuxJob& job) {
 
 bool run_demux(const DemuxJob& job, std::ostream& log) {
   FileSource source(job.input);
-  OggReader reader(source, job.input);
+  OggReader reader(source, shown(job.input));
   OutputFile output(job.output, job.force, job.input);
   const std::vector<std::uint8_t> zeros(
       static_cast<std::size_t>(check(quel_bytes_per_unit(reader.head().flavor))));
@@ -121,10 +122,10 @@ bool run_demux(const DemuxJob& job, std::ostream& log) {
   output.commit();
   const OggReport report = reader.report();
   if (report.lost_units > 0) {
-    log << "quel: " << job.input << ": " << report.lost_units
+    log << "quel: " << shown(job.input) << ": " << report.lost_units
         << " lost units, zeros in their place\n";
   }
-  if (!report.complete) log << "quel: " << job.input << ": cut short, its end is missing\n";
+  if (!report.complete) log << "quel: " << shown(job.input) << ": cut short, its end is missing\n";
   return report.lost_units == 0 && report.complete;
 }
 

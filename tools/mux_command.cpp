@@ -13,8 +13,12 @@ namespace quel::tools {
 CLI::App* add_mux_command(CLI::App& app, MuxJob& job) {
   const std::map<std::string, int> flavors = {{"6.5", 0}, {"8.5", 1}, {"5", 2}, {"16", 3}};
   auto* mux = app.add_subcommand("mux", "bare coded units in, coded file out");
-  mux->add_option("input", job.input, "coded units back to back, - for standard input")->required();
-  mux->add_option("output", job.output, "coded file, - for standard output")->required();
+  mux->add_option("input", job.input, "coded units back to back, - for standard input")
+      ->required()
+      ->option_text("FILE");
+  mux->add_option("output", job.output, "coded file, - for standard output")
+      ->required()
+      ->option_text("FILE");
   auto* flavor = mux->add_option("--flavor", job.flavor,
                                  "of the units: 0 (6.5), 1 (8.5), 2 (5) or 3 (16 kbit/s)")
                      ->transform(CLI::Transformer(flavors))
@@ -31,16 +35,15 @@ CLI::App* add_mux_command(CLI::App& app, MuxJob& job) {
       ->take_all()
       ->expected(1)
       ->option_text("TAG=VALUE");
-  mux->add_option("--packet-ms", job.packet_ms, "length of a packet, 1 to 10000 ms")
+  mux->add_option("--packet-ms", job.packet_ms, "length of a packet, 1 to 10000 ms, by default 240")
       ->check(CLI::Range(1, 10000))
-      ->capture_default_str()
       ->option_text("MS");
-  mux->add_option("--page-ms", job.page_ms, "length of a page, 1 to 60000 ms")
+  mux->add_option("--page-ms", job.page_ms, "length of a page, 1 to 60000 ms, by default 2000")
       ->check(CLI::Range(1, 60000))
-      ->capture_default_str()
       ->option_text("MS");
-  auto* from_dump = mux->add_flag("--from-dump", job.from_dump,
-                                  "the input is the text of quel dump, which says everything else");
+  auto* from_dump = mux->add_flag(
+      "--from-dump", job.from_dump,
+      "the input is the text of quel dump, which says everything that the other options would");
   for (auto* option : mux->get_options()) {
     if (option->get_name().starts_with("--") && option != from_dump &&
         option != mux->get_help_ptr()) {
@@ -56,9 +59,13 @@ CLI::App* add_mux_command(CLI::App& app, MuxJob& job) {
 
 CLI::App* add_demux_command(CLI::App& app, DemuxJob& job) {
   auto* demux = app.add_subcommand("demux", "coded file in, bare coded units out");
-  demux->add_option("input", job.input, "coded file, - for standard input")->required();
+  demux->footer("Zeros stand for lost units; a message says so, and the exit status is 1.");
+  demux->add_option("input", job.input, "coded file, - for standard input")
+      ->required()
+      ->option_text("FILE");
   demux->add_option("output", job.output, "coded units back to back, - for standard output")
-      ->required();
+      ->required()
+      ->option_text("FILE");
   demux->add_flag("-f,--force", job.force, "replace an existing output");
   return demux;
 }

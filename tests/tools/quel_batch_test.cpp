@@ -15,6 +15,7 @@ namespace {
 namespace fs = std::filesystem;
 using ::testing::HasSubstr;
 using ::testing::UnorderedElementsAre;
+using ::testing::UnorderedElementsAreArray;
 
 constexpr int wav16 = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
 
@@ -177,6 +178,34 @@ TEST_F(QuelBatch, AnInterruptedRunGoesOnToTheSameManifest) {
   EXPECT_FALSE(exists(path("m.json.journal")));
   fs::remove(path("out/wait.quel.part"));
   EXPECT_EQ(tree("out"), rows);
+}
+
+TEST_F(QuelBatch, TwoHundredFilesKilledAgainAndAgainEndAsInOneGo) {
+  for (int i = 0; i < 200; ++i) {
+    make_input("in/" + std::to_string(i % 7) + "/" + std::to_string(i) + ".wav", 10 * i,
+               static_cast<std::uint64_t>(i));
+  }
+  ASSERT_EQ(encode({"--jobs", "2"}).status, 0);
+  fs::rename(path("out"), path("whole"));
+  // Killed once some more are there than before.
+  const ProgramResult killed = run_program(
+      "/bin/sh",
+      {"-c",
+       "count() { find \"$3\" -name '*.quel' 2>/dev/null | wc -l; }; kills=0;"
+       "for wanted in 20 70 140; do \"$1\" encode \"$2\" --output-dir \"$3\" --jobs 2 & run=$!;"
+       "while [ $(count \"$@\") -lt $wanted ] && kill -0 $run 2>/dev/null; do :; done;"
+       "kill -9 $run 2>/dev/null && kills=$((kills+1)); wait $run; done 2>/dev/null; echo $kills",
+       "sh", QUEL_PROGRAM, path("in"), path("out")});
+  EXPECT_GE(std::stoi("0" + killed.out), 1);  // a quick machine may finish ahead of the later ones
+  const ProgramResult last = encode({"--jobs", "2"});
+  EXPECT_EQ(last.status, 0);
+  EXPECT_EQ(last.err, "");
+  const auto wanted = tree("whole");
+  EXPECT_EQ(wanted.size(), 201u);
+  EXPECT_THAT(tree("out"), UnorderedElementsAreArray(wanted));
+  for (const std::string& name : wanted) {
+    EXPECT_EQ(text("out/" + name), text("whole/" + name)) << name;
+  }
 }
 
 TEST_F(QuelBatch, AManifestNeverReplacesAnotherFile) {

@@ -65,6 +65,12 @@ TEST_F(Quel, HelpAndVersionSucceedOnStandardOutput) {
   }
 }
 
+TEST_F(Quel, HelpSaysWhatDamageDoesToTheStatus) {
+  EXPECT_THAT(quel({"decode", "-h"}).out, HasSubstr("the exit status is 1"));
+  EXPECT_THAT(quel({"demux", "-h"}).out, HasSubstr("the exit status is 1"));
+  EXPECT_THAT(quel({"info", "-h"}).out, HasSubstr("The exit status is 0 where a file is damaged"));
+}
+
 TEST_F(Quel, WrongUseIsStatusTwoAndTouchesNothing) {
   const std::vector<std::vector<std::string>> calls = {
       {},
@@ -82,7 +88,9 @@ TEST_F(Quel, WrongUseIsStatusTwoAndTouchesNothing) {
       {"encode", "a", "b", "--comment", "no value"},
       {"encode", "a", "b", "--comment", "=x"},
       {"encode", "a", "b", "--packet-ms", "0"},
+      {"encode", "a", "b", "--page-ms", "60001"},
       {"encode", "a", "b", "--raw", "--comment", "A=b"},
+      {"encode", "a", "b", "--raw", "--page-ms", "100"},
       {"encode", "a", "b", "--raw-chan", "2"},
       {"encode", "a", "b", "--raw-endianness", "big"},
       {"encode", "a", "b", "--raw-rate", "8000", "--raw-endianness", "middle"},
@@ -109,6 +117,10 @@ TEST_F(Quel, WrongUseIsStatusTwoAndTouchesNothing) {
       {"decode", "a", "b", "--seed", "x"},
       {"decode", "a", "b", "--seed", "-1"},
       {"decode", "a", "b", "--conceal", "never"},
+      {"decode", "a", "b", "--start", "-1"},
+      {"decode", "a", "b", "--start", "nan"},
+      {"decode", "a", "b", "--length", "1e10"},
+      {"decode", "a", "b", "--jobs", "0", "--output-dir", path("o")},
       {"decode", "a", "b", "--flavor", "1"}};
   for (const auto& arguments : calls) {
     const ProgramResult result = quel(arguments);
