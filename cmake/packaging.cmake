@@ -3,7 +3,8 @@
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
-install(TARGETS quelcodec quelcodec_static EXPORT quelcodec
+get_property(libraries GLOBAL PROPERTY quel_libraries)
+install(TARGETS ${libraries} EXPORT quelcodec
   LIBRARY COMPONENT library NAMELINK_COMPONENT dev
   ARCHIVE COMPONENT dev)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/quelcodec TYPE INCLUDE COMPONENT dev)

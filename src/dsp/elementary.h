@@ -1,6 +1,7 @@
 #pragma once
 
 #include <bit>
+#include <cfloat>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -14,6 +15,14 @@
 // Error bounds count in u = 2^-53: a result is rounded by at most u of its value, and by at most
 // 2^(k-1) u where it is below 2^k. Products of errors are left out, which the slack in each stated
 // bound covers many times over.
+#ifdef __FAST_MATH__
+#error "quelcodec: no -ffast-math; it gives other bits with every compiler and processor"
+#endif
+// 16 leaves float and double alone too; it speaks of half precision.
+static_assert(FLT_EVAL_METHOD == 0 || FLT_EVAL_METHOD == 16,
+              "quelcodec: float must be computed as float and double as double; "
+              "on 32-bit x86 compile with -msse2 -mfpmath=sse, not for the x87");
+
 namespace quel {
 namespace detail {
 
