@@ -53,7 +53,7 @@ TEST(StackUse, SeesAnArray) {
   GTEST_SKIP() << "sanitizers put things of their own on the stack";
 #endif
   const auto use = [](auto bytes) {
-    return test::stack_use([bytes] {
+    return test::stack_use([] {
       volatile unsigned char array[decltype(bytes)::value];
       for (auto& byte : array) byte = 1;
     });
