@@ -149,7 +149,9 @@ std::string examples(const ManText& text) {
 std::string ending(const ManText* text) {
   if (text == nullptr) return "";
   std::string out = exit_status(*text);
-  if (*text->files != '\0') out += ".SH FILES\n" + paragraphs(text->files);
+  for (const char* file : text->files) {
+    out += (file == text->files.front() ? ".SH FILES\n" : ".PP\n") + paragraphs(file);
+  }
   return out + examples(*text);
 }
 

@@ -7,11 +7,10 @@ namespace {
 
 constexpr const char* part_file =
     "An output appears under its name only once it is complete; until then it is NAME.part. A run "
-    "that is killed leaves this file behind, and quel info and quel decode read it.";
-
-constexpr const char* part_file_and_manifest =
-    "An output appears under its name only once it is complete; until then it is NAME.part. A run "
-    "that is killed leaves this file behind, and quel info and quel decode read it.\n\n"
+    "that is killed leaves this file behind.";
+constexpr const char* part_serves =
+    "What is in a coded file's .part, quel info and quel decode read.";
+constexpr const char* manifest =
     "With --output-dir, quel-manifest.tsv in that folder keeps what was done: inputs and outputs "
     "with their sizes and digests. While a run lasts, quel-manifest.tsv.journal stands beside it.";
 
@@ -28,7 +27,7 @@ const ManText program = {
     "kept unless -f is given.",
     "Something failed, or quel decode or quel demux met a coded file that was damaged or cut short "
     "and wrote what is there. Messages on standard error name file and cause.",
-    part_file,
+    {part_file, part_serves},
     {{"Code a recording and listen to it", "quel encode speech.wav speech.quel"},
      {"", "quel decode speech.quel heard.wav"},
      {"Look at the file", "quel info speech.quel"}}};
@@ -43,7 +42,7 @@ const ManText commands[] = {
      "inputs do; what is done already and has not changed is skipped.",
      "Something failed: messages on standard error name file and cause. With --output-dir, the "
      "other files are finished.",
-     part_file_and_manifest,
+     {part_file, part_serves, manifest},
      {{"16 kbit/s, or 8.5 for a source below 16 kHz", "quel encode speech.wav speech.quel"},
       {"5 kbit/s, with a title",
        "quel encode speech.wav small.quel --flavor 5 --comment TITLE=Tea"},
@@ -60,7 +59,7 @@ const ManText commands[] = {
      "Something failed, or a coded file was damaged or cut short and only what is there was "
      "written. Messages on standard error name file and cause. With --output-dir, the other files "
      "are finished. Losses that were asked for are no failure.",
-     part_file_and_manifest,
+     {part_file, manifest},
      {{"To WAV and to FLAC", "quel decode speech.quel heard.wav"},
       {"", "quel decode speech.quel heard.flac"},
       {"With 5 % of the frames lost in runs of three",
@@ -75,7 +74,7 @@ const ManText commands[] = {
      "bytes outside pages, a missing end.",
      "A file could not be read or is no coded file; the others are told all the same. A damaged "
      "file is no failure.",
-     "",
+     {},
      {{"For a reader", "quel info speech.quel"},
       {"For a program", "quel info --json speech.quel small.quel"}}},
     {"dump",
@@ -85,7 +84,7 @@ const ManText commands[] = {
      "and starts with quel-dump 1. quel mux --from-dump makes the file of it again.\n\n"
      "Where units were lost, the dump says so.",
      "The input could not be read or is no coded file, or the output could not be written.",
-     "",
+     {},
      {{"Into a file and back", "quel dump speech.quel > speech.txt"},
       {"", "quel mux --from-dump speech.txt again.quel"},
       {"JSON", "quel dump --json speech.quel > speech.json"}}},
@@ -95,7 +94,7 @@ const ManText commands[] = {
      "units back to back, all of one flavor. With --from-dump it makes a file from the text of "
      "quel dump, the identical one where quel wrote the first.",
      some_failed,
-     part_file,
+     {part_file, part_serves},
      {{"Units of 8.5 kbit/s", "quel mux --flavor 8.5 units units.quel"},
       {"A copy by way of text", "quel dump speech.quel | quel mux --from-dump - copy.quel"}}},
     {"demux",
@@ -104,7 +103,7 @@ const ManText commands[] = {
      "are lost, so that time does not shift.",
      "Something failed, or the file was damaged or cut short and only what is there was written. "
      "Messages on standard error name file and cause.",
-     part_file,
+     {part_file},
      {{"Units for a program of your own", "quel demux speech.quel speech.units"}}},
     {"eval",
      {},
@@ -114,7 +113,7 @@ const ManText commands[] = {
      "The page of --html needs no other file: the table, and players and spectrograms of the first "
      "two minutes.",
      some_failed,
-     part_file,
+     {part_file},
      {{"A table", "quel eval speech.wav"},
       {"Two flavors, with and without losses",
        "quel eval speech.wav --flavor 8.5,16 --loss 0,5 --html eval.html"}}},
@@ -124,7 +123,7 @@ const ManText commands[] = {
      "digests of the results with the project's. Each line has the digest, ok or DIFFERS, and the "
      "signal's name. A build whose digests differ makes files that other builds decode wrongly.",
      "A digest differs.",
-     "",
+     {},
      {{"Is this build sound?", "quel selftest"}}},
 };
 

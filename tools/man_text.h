@@ -17,8 +17,8 @@ struct ManText {
   const char* name;                   ///< of the command; "" for the page of the whole program
   std::vector<const char*> synopsis;  ///< what follows "quel NAME"; empty: from the declarations
   const char* description;
-  const char* failure;  ///< when the exit status is 1
-  const char* files;    ///< names that it makes beside its outputs; "" for none
+  const char* failure;             ///< when the exit status is 1
+  std::vector<const char*> files;  ///< names that it makes beside its outputs, a paragraph each
   std::vector<ManExample> examples;
 };
 
