@@ -52,13 +52,32 @@ static void give_back(void* block) {
 }
 #else
 inline constexpr bool malloc_fails = true;
-// By their place behind this program's, so that tools that replace the system's see these calls.
+// By their place behind this program's, so that tools that replace the system's see these calls. To
+// look for them may itself take memory and give it back: little, once, and this array has it.
+template <typename Function>
+static Function* behind(const char* name) {
+  static Function* found = nullptr;
+  static bool looking = false;
+  if (found != nullptr || looking) return found;
+  looking = true;
+  found = reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+  return found;
+}
+static struct {
+  alignas(std::max_align_t) unsigned char bytes[4096];
+  std::size_t used;
+} early;
 extern "C" void* malloc(std::size_t size) {
-  static const auto next = reinterpret_cast<void* (*)(std::size_t)>(dlsym(RTLD_NEXT, "malloc"));
-  return may_allocate() ? next(size) : nullptr;
+  auto* const next = behind<void*(std::size_t)>("malloc");
+  if (next != nullptr) return may_allocate() ? next(size) : nullptr;
+  const std::size_t at = early.used;
+  early.used += (size + 15) / 16 * 16;
+  return early.used <= sizeof early.bytes ? early.bytes + at : nullptr;
 }
 extern "C" void free(void* block) {
-  static const auto next = reinterpret_cast<void (*)(void*)>(dlsym(RTLD_NEXT, "free"));
+  auto* const next = behind<void(void*)>("free");
+  const auto* const byte = static_cast<const unsigned char*>(block);
+  if (next == nullptr || (byte >= early.bytes && byte < early.bytes + sizeof early.bytes)) return;
   note_free(block);
   next(block);
 }
