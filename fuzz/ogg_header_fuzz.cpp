@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <span>
 #include <stdexcept>
 
+#include "fuzz/fuzz_input.h"
 #include "tools/file_error.h"
 #include "tools/ogg_head.h"
 #include "tools/ogg_tags.h"
@@ -14,10 +14,7 @@
 namespace {
 
 using namespace quel::tools;
-
-void require(bool holds) {
-  if (!holds) std::abort();
-}
+using quel::fuzz::require;
 
 void try_head(std::span<const std::uint8_t> packet) {
   try {

@@ -1,17 +1,16 @@
 // Files of any bytes, and sound files with changes: reading ends, nothing is read out of place, the
 // accounts agree, a seek gives what reading on gives, and decoding keeps the length.
-#include <fuzzer/FuzzedDataProvider.h>
 #include <ogg/ogg.h>
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <span>
 #include <vector>
 
+#include "fuzz/fuzz_input.h"
 #include "tools/file_error.h"
 #include "tools/ogg_decoder.h"
 #include "tools/ogg_info.h"
@@ -21,12 +20,10 @@
 namespace {
 
 using namespace quel::tools;
+using quel::fuzz::FuzzInput;
+using quel::fuzz::require;
 using Bytes = std::vector<std::uint8_t>;
 using Kind = OggEvent::Kind;
-
-void require(bool holds) {
-  if (!holds) std::abort();
-}
 
 // Gives a few bytes at a time, as a pipe may.
 class Trickle : public MemorySource {
@@ -39,15 +36,15 @@ class Trickle : public MemorySource {
 };
 
 // A sound file whose units tell their own number.
-Bytes written_file(FuzzedDataProvider& input, bool& numbered) {
-  const int flavor = input.ConsumeIntegralInRange(0, 3);
+Bytes written_file(FuzzInput& input, bool& numbered) {
+  const int flavor = input.range(0, 3);
   const auto unit_bytes = static_cast<std::size_t>(quel_bytes_per_unit(flavor));
   OggWriterOptions options;
-  options.packet_ms = input.ConsumeIntegralInRange(1, 300);
-  options.page_ms = input.ConsumeIntegralInRange(1, 1000);
+  options.packet_ms = input.range(1, 300);
+  options.page_ms = input.range(1, 1000);
   OggHead head = make_head(flavor, 8000);
-  head.pre_skip = static_cast<std::uint16_t>(head.pre_skip + input.ConsumeIntegralInRange(0, 3000));
-  const auto samples = input.ConsumeIntegralInRange<std::uint64_t>(0, 8000);
+  head.pre_skip = static_cast<std::uint16_t>(head.pre_skip + input.range(0, 3000));
+  const auto samples = static_cast<std::uint64_t>(input.range(0, 3000));
   Bytes file;
   OggWriter writer([&file](auto page) { file.insert(file.end(), page.begin(), page.end()); }, head,
                    make_tags(), options);
@@ -62,15 +59,14 @@ Bytes written_file(FuzzedDataProvider& input, bool& numbered) {
   return file;
 }
 
-void change(FuzzedDataProvider& input, Bytes& file) {
-  while (input.remaining_bytes() > 4 && !file.empty()) {
-    const auto at = input.ConsumeIntegralInRange<std::size_t>(0, file.size() - 1);
+void change(FuzzInput& input, Bytes& file) {
+  while (!input.empty() && !file.empty() && file.size() < 20000) {
+    const auto at = static_cast<std::size_t>(input.range(0, static_cast<int>(file.size()) - 1));
     const auto from = file.begin() + static_cast<std::ptrdiff_t>(at);
-    const auto length =
-        std::min<std::size_t>(input.ConsumeIntegral<std::uint8_t>(), file.size() - at);
-    switch (input.ConsumeIntegralInRange(0, 3)) {
+    const auto length = std::min<std::size_t>(input.byte(), file.size() - at);
+    switch (input.range(0, 3)) {
       case 0:
-        file[at] ^= input.ConsumeIntegral<std::uint8_t>();
+        file[at] ^= input.byte();
         break;
       case 1:
         file.erase(from, from + static_cast<std::ptrdiff_t>(length));
@@ -81,7 +77,7 @@ void change(FuzzedDataProvider& input, Bytes& file) {
         break;
       }
       default: {
-        const Bytes noise = input.ConsumeBytes<std::uint8_t>(8);
+        const Bytes noise = input.bytes(8);
         std::copy_n(noise.begin(), std::min(noise.size(), file.size() - at), from);
       }
     }
@@ -171,7 +167,8 @@ void check_seek(const Bytes& file, const Outcome& whole, std::uint64_t sample, b
 }
 
 void check_decoder(const Bytes& file, OggConcealment concealment, std::uint64_t lose_one_in) {
-  constexpr std::uint64_t enough = 12000;
+  // Concealed time takes as long as received time, and a file may claim an hour of it.
+  constexpr std::uint64_t enough = 2400;
   MemorySource source(file);
   OggReader reader(source, "f");
   OggDecodeOptions options;
@@ -189,11 +186,11 @@ void check_decoder(const Bytes& file, OggConcealment concealment, std::uint64_t 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  FuzzedDataProvider input(data, size);
-  const auto mode = input.ConsumeIntegral<std::uint8_t>();
-  const auto sample = input.ConsumeIntegralInRange<std::uint64_t>(0, 10000);
-  const auto concealment = static_cast<OggConcealment>(input.ConsumeIntegralInRange(0, 2));
-  const auto lose_one_in = input.ConsumeIntegralInRange<std::uint64_t>(0, 9);
+  FuzzInput input(data, size);
+  const auto mode = input.byte();
+  const auto sample = static_cast<std::uint64_t>(input.range(0, 10000));
+  const auto concealment = static_cast<OggConcealment>(input.range(0, 2));
+  const auto lose_one_in = static_cast<std::uint64_t>(input.range(0, 9));
   const bool sealed = (mode & 1) != 0;
   bool numbered = false;
   Bytes file;
@@ -201,7 +198,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     file = written_file(input, numbered);
     change(input, file);
   } else {
-    file = input.ConsumeRemainingBytes<std::uint8_t>();
+    file = input.rest();
   }
   if (sealed) seal(file);
   // Pages that were cut out or put in whole still stand where they say; other sealed changes lie.
