@@ -31,6 +31,12 @@ std::string without_stop(std::string text) {
   return text;
 }
 
+int duplicate(int descriptor) {
+  const int copy = fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
+  if (copy < 0) throw FileError("a second descriptor", std::strerror(errno));
+  return copy;
+}
+
 struct CloseSound {
   void operator()(SNDFILE* file) const { sf_close(file); }
 };
@@ -107,7 +113,9 @@ void AudioSource::Impl::open() {
                   (options.raw_big_endian ? SF_ENDIAN_BIG : SF_ENDIAN_LITTLE);
   }
   if (S_ISREG(status.st_mode) && lseek(descriptor, 0, SEEK_CUR) == 0) {
-    file.reset(sf_open_fd(descriptor, SFM_READ, &info, /*close_desc=*/SF_FALSE));
+    // Its own descriptor: where it refuses a file it closes what it was given, whatever it is told,
+    // and the number may stand for another thread's file by the time this one closes it again.
+    file.reset(sf_open_fd(duplicate(descriptor), SFM_READ, &info, /*close_desc=*/SF_TRUE));
     frames = static_cast<std::uint64_t>(std::max<sf_count_t>(0, info.frames));
   } else {
     open_pipe();
@@ -163,9 +171,7 @@ int AudioSource::Impl::spool() {
   }
   if (std::fflush(spooled.get()) != 0) throw FileError("a temporary file", std::strerror(errno));
   std::rewind(spooled.get());
-  const int copy = dup(fileno(spooled.get()));
-  if (copy < 0) throw FileError("a temporary file", std::strerror(errno));
-  return copy;
+  return duplicate(fileno(spooled.get()));
 }
 
 std::size_t AudioSource::Impl::read_block(float* mono, std::size_t count) {
