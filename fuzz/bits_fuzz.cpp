@@ -56,7 +56,9 @@ constexpr std::int32_t frame_bits[] = {116, 152, 148, 160};
 
 // Written apart from the packing's own tables.
 std::vector<std::int32_t> field_widths(int flavor) {
-  if (flavor == 3) return {std::begin(bitno), std::end(bitno)};
+  if (flavor == 3) {
+    return {1, 7, 8, 7, 7, 7, 9, 4, 9, 9, 9, 9, 9, 5, 6, 4, 9, 9, 9, 9, 9, 5};
+  }
   std::vector<std::int32_t> widths = {6, 7, 7, 7, 5};
   const int subframes = flavor == 2 ? 5 : 3;
   for (int subframe = 0; subframe < subframes; ++subframe) {

@@ -203,11 +203,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (sealed) seal(file);
   // Pages that were cut out or put in whole still stand where they say; other sealed changes lie.
   numbered = numbered && !sealed;
+  bool readable = false;
   try {
     MemorySource source(file);
     OggReader reader(source, "f");
     const Outcome whole = read_on(reader, file.size(), 0, numbered);
     check_accounts(whole, reader.head(), file.size());
+    readable = true;
     Trickle trickle(file);
     OggReader slow(trickle, "f");
     const Outcome same = read_on(slow, file.size(), 0, numbered);
@@ -218,6 +220,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     // Decoding takes most of the time, so not every input gets there.
     if ((mode & 0x78) == 0) check_decoder(file, concealment, lose_one_in);
   } catch (const FileError& error) {
+    require(!readable);
     require(error.what()[0] == 'f');
   }
   return 0;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <initializer_list>
 
 #include "fuzz/fuzz_input.h"
 #include "interface/process_codec.h"
@@ -35,7 +36,23 @@ bool all_finite(const Memories&... memories) {
   return (finite(memories) && ...);
 }
 
-/// Sound that is no number stays in these memories for good.
+inline bool all_finite_numbers(std::initializer_list<float> numbers) {
+  return all_finite(numbers);
+}
+
+/// Sound that is no number would stay in these memories for good.
+// These go on where a decoder clears its histories: a value that is no number would never leave.
+inline bool finite_predictors(const FrameDecoder& d) {
+  const GainDequantizer& g = d.shared.gains;
+  const WidebandDecoder& w = d.wideband;
+  return all_finite(d.shared.isf.past_r, d.shared.isf.past_isf, g.past_qua_en, w.lsf.past_q_target,
+                    w.lsf.past_lsf_q, w.gains.past_qua_en) &&
+         all_finite_numbers({g.last_gain_pit, g.last_gain_code, g.step, d.five_k.old_pitch,
+                             d.five_k.old_gain_pit, d.five_k.preemphasis.mem_pre,
+                             d.five_k.gain_control.gain_prec, w.gains.past_gain_pit,
+                             w.gains.past_gain_code});
+}
+
 inline bool finite_memories(const FrameDecoder& d) {
   const auto finite = [](const SynthesisState& s) {
     return all_finite(s.old_exc, s.isfold, s.mem_syn, s.xmem, s.ymem) && std::isfinite(s.gain_har);
@@ -43,7 +60,8 @@ inline bool finite_memories(const FrameDecoder& d) {
   const WidebandDecoder& w = d.wideband;
   return finite(d.swt.synthesis) && finite(d.five_k.synthesis) &&
          all_finite(d.five_k.mem_syn1, d.five_k.mem_exc1, d.five_k.mem_exc2) &&
-         all_finite(w.exc, w.mem_syn, w.mem_post, w.last_filter, w.last_postfilter, w.old_lsp);
+         all_finite(w.exc, w.mem_syn, w.mem_post, w.last_filter, w.last_postfilter, w.old_lsp) &&
+         finite_predictors(d);
 }
 
 inline bool finite_memories(const FrameEncoder& e) {
@@ -52,7 +70,9 @@ inline bool finite_memories(const FrameEncoder& e) {
   return all_finite(n.isp_old, n.ispq_old, n.hp_memx, n.speech, n.wsp, n.exc, n.mem_w, n.mem_syn,
                     n.mem_err, n.mem_w0) &&
          all_finite(w.speech, w.prefiltered, w.coded, w.res, w.wsp, w.exc, w.mem_w, w.mem_target,
-                    w.impulse, w.last_filter, w.last_prefilter, w.old_lsp);
+                    w.impulse, w.last_filter, w.last_prefilter, w.old_lsp) &&
+         all_finite(n.isf.past_r, n.gains.past_qua_en, w.lsf.past_q_target, w.gains.past_qua_en) &&
+         std::isfinite(n.old_gain_pit);
 }
 
 }  // namespace quel::fuzz

@@ -36,7 +36,7 @@ using namespace quel::tools;
 using quel::fuzz::require;
 
 /// Longer sound is work, not trouble.
-constexpr double longest_seconds = 2.0;
+constexpr double longest_seconds = 1.0;
 constexpr std::size_t most_arguments = 12;
 constexpr std::size_t longest_argument = 100;
 constexpr rlim_t largest_file = 1 << 20;
@@ -198,8 +198,8 @@ void check_dump(const std::string& text) {
   write_file("t", text);
   const Outcome made = run({"mux", "--from-dump", "-f", "t", "u"});
   if (made.status != 0) {
-    // Lost frames have nothing to write.
-    require(!made.err.empty());
+    // Lost frames have nothing to write; nothing else is in the way.
+    require(!made.err.empty() && text.find(" lost\n") != std::string::npos);
     return;
   }
   const Outcome again = run({"dump", "u"});
