@@ -48,7 +48,8 @@ class CoderPair {
   std::size_t bytes_;
   std::unique_ptr<quel_encoder, Destroy> encoder_;
   std::unique_ptr<quel_decoder, Destroy> decoder_;
-  std::vector<std::uint8_t> units_;
+  std::vector<std::uint8_t> units_;  // of one call
+  std::vector<std::int16_t> heard_;
 };
 
 }  // namespace quel::soak
