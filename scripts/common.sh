@@ -32,6 +32,15 @@ need() {
   "${as_root[@]}" apt-get update -q </dev/null && "${install[@]}" </dev/null
 }
 
+# configure_sanitized FOLDER: clang's build in which the tests and the fuzzers look for bounds,
+# undefined behaviour and leaks, at the first fault. Assertions are on.
+configure_sanitized() {
+  configure "$1" -DCMAKE_C_COMPILER=clang-14 -DCMAKE_CXX_COMPILER=clang++-14 \
+    -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_FLAGS_RELWITHDEBINFO="-O2 -g1" \
+    -DQUELCODEC_FUZZ=ON \
+    -DQUELCODEC_SANITIZE=address,undefined,float-cast-overflow,fuzzer-no-link
+}
+
 # configure FOLDER OPTION...: CMake with Ninja, and with ccache where there is one. Fails where the
 # project does not know an option: a build without its sanitizer, say, would pass everything.
 configure() {
