@@ -40,8 +40,7 @@ inline bool all_finite_numbers(std::initializer_list<float> numbers) {
   return all_finite(numbers);
 }
 
-/// Sound that is no number would stay in these memories for good.
-// These go on where a decoder clears its histories: a value that is no number would never leave.
+/// What goes on where a decoder clears its histories: a value that is no number would never leave.
 inline bool finite_predictors(const FrameDecoder& d) {
   const GainDequantizer& g = d.shared.gains;
   const WidebandDecoder& w = d.wideband;
@@ -53,6 +52,7 @@ inline bool finite_predictors(const FrameDecoder& d) {
                              w.gains.past_gain_code});
 }
 
+/// Whether everything that a decoder keeps from frame to frame is a number.
 inline bool finite_memories(const FrameDecoder& d) {
   const auto finite = [](const SynthesisState& s) {
     return all_finite(s.old_exc, s.isfold, s.mem_syn, s.xmem, s.ymem) && std::isfinite(s.gain_har);
