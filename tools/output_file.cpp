@@ -17,20 +17,33 @@ namespace quel::tools {
 
 namespace fs = std::filesystem;
 
+namespace {
+
+/// Whether two names or descriptors lead to one regular file; of devices and pipes both may be had.
+bool is_one_file(const struct stat& a, const struct stat& b) {
+  return S_ISREG(a.st_mode) && a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+bool stat_input(const std::string& input, struct stat& status) {
+  if (input == "-") return fstat(STDIN_FILENO, &status) == 0;
+  return stat(input.c_str(), &status) == 0;
+}
+
+}  // namespace
+
 OutputFile::OutputFile(const std::string& name, bool force, const std::string& input)
     : name_(name), target_(name), force_(force) {
   if (name == "-") {
-    open_standard_output();
+    open_standard_output(input);
     return;
   }
   std::error_code error;
   if (const fs::path resolved = fs::canonical(target_, error); !error) target_ = resolved;
+  fs::path part = target_;
+  part += ".part";
+  refuse_input(input, part);
   refuse_existing();
-  part_ = target_;
-  part_ += ".part";
-  if (fs::equivalent(part_, input, error)) {
-    throw FileError(name_, "writing it would overwrite the input " + input);
-  }
+  part_ = part;
   file_ = std::fopen(part_.c_str(), "w+b");
   if (file_ == nullptr) {
     part_.clear();
@@ -38,14 +51,30 @@ OutputFile::OutputFile(const std::string& name, bool force, const std::string& i
   }
 }
 
-void OutputFile::open_standard_output() {
+void OutputFile::refuse_input(const std::string& input, const fs::path& part) const {
+  struct stat read {
+  }, written{};
+  if (!stat_input(input, read)) return;
+  if (stat(target_.c_str(), &written) == 0 && is_one_file(read, written)) {
+    throw FileError(name_, "is the input; the output needs another name");
+  }
+  if (stat(part.c_str(), &written) == 0 && is_one_file(read, written)) {
+    throw FileError(name_, "writing it would overwrite the input " + shown(input));
+  }
+}
+
+void OutputFile::open_standard_output(const std::string& input) {
   name_ = "standard output";
   if (isatty(STDOUT_FILENO) != 0) {
     throw FileError(name_, "is a terminal; name a file or a pipe");
   }
   file_ = stdout;
-  struct stat status {};
+  struct stat status {
+  }, read{};
   const bool regular = fstat(STDOUT_FILENO, &status) == 0 && S_ISREG(status.st_mode);
+  if (regular && stat_input(input, read) && is_one_file(read, status)) {
+    throw FileError(name_, "is the input; the output needs another name");
+  }
   const bool appends = (fcntl(STDOUT_FILENO, F_GETFL) & O_APPEND) != 0;
   start_ = regular && !appends ? std::ftell(stdout) : -1;
   seekable_ = start_ >= 0;

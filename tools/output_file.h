@@ -18,7 +18,8 @@ class OutputFile {
   ///
   /// name   the file to be made; a symbolic link stands for the file that it points at
   /// force  whether an existing file may be replaced
-  /// input  the file that is being read meanwhile, which must not be NAME.part
+  /// input  the file that is being read meanwhile, "-" for standard input, empty for none; it must
+  ///        be neither NAME nor NAME.part by any name, since a recording would be lost
   ///
   /// Throws FileError where NAME exists and `force` is false, where it is no regular file (a
   /// device or a folder would be replaced by the renaming), where NAME.part cannot be opened or
@@ -70,7 +71,8 @@ class OutputFile {
 
  private:
   [[noreturn]] void fail(int error) const;
-  void open_standard_output();
+  void open_standard_output(const std::string& input);
+  void refuse_input(const std::string& input, const std::filesystem::path& part) const;
   void refuse_existing() const;
   void remove_part();
 

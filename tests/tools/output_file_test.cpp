@@ -133,9 +133,21 @@ TEST_F(OutputFileTest, TheInputIsNotOverwrittenThroughThePartName) {
   EXPECT_EQ(read_bytes(path("out.part")), some);
 }
 
-TEST_F(OutputFileTest, InputAndOutputMayBeOneFile) {
+TEST_F(OutputFileTest, TheInputIsNotReplacedByWhateverName) {
   write_bytes(path("both"), some);
-  EXPECT_EQ(error_of(path("both"), true, path("both")), "");
+  std::filesystem::create_symlink("both", path("link"));
+  std::filesystem::create_hard_link(path("both"), path("other"));
+  for (const std::string output : {"both", "link", "other", "../both"}) {
+    SCOPED_TRACE(output);
+    std::filesystem::create_directories(path("folder"));
+    const std::string name = output == "../both" ? path("folder/../both") : path(output);
+    for (const bool force : {false, true}) {
+      EXPECT_EQ(error_of(name, force, path("both")),
+                name + ": is the input; the output needs another name");
+    }
+  }
+  EXPECT_EQ(error_of(path("other.x"), true, path("both")), "");
+  EXPECT_EQ(error_of("/dev/null", true, "/dev/null"), "/dev/null: not a regular file");
   EXPECT_EQ(read_bytes(path("both")), some);
 }
 
