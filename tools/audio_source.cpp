@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "tools/file_error.h"
+#include "tools/sound_length.h"
 #include "tools/wav_pipe.h"
 
 namespace quel::tools {
@@ -84,6 +85,8 @@ struct AudioSource::Impl {
   BarePipe bare{};
   std::unique_ptr<SNDFILE, CloseSound> file;
   std::optional<std::uint64_t> frames;
+  std::uint64_t frames_read = 0;
+  bool cut = false;
   std::vector<float> interleaved;
 
   ~Impl() {
@@ -93,10 +96,12 @@ struct AudioSource::Impl {
 
   std::string shown() const { return path == "-" ? "standard input" : path; }
   void open();
+  void open_file(int own);
   void open_pipe();
   void open_bare(const WavStreamFormat& format);
   int spool();
   std::size_t read_block(float* mono, std::size_t count);
+  void look_for_cut();
 };
 
 void AudioSource::Impl::open() {
@@ -113,10 +118,16 @@ void AudioSource::Impl::open() {
                   (options.raw_big_endian ? SF_ENDIAN_BIG : SF_ENDIAN_LITTLE);
   }
   if (S_ISREG(status.st_mode) && lseek(descriptor, 0, SEEK_CUR) == 0) {
-    // Its own descriptor: where it refuses a file it closes what it was given, whatever it is told,
-    // and the number may stand for another thread's file by the time this one closes it again.
-    file.reset(sf_open_fd(duplicate(descriptor), SFM_READ, &info, /*close_desc=*/SF_TRUE));
-    frames = static_cast<std::uint64_t>(std::max<sf_count_t>(0, info.frames));
+    open_file(duplicate(descriptor));
+    const auto samples = find_samples(descriptor);
+    // A recorder was killed before it could tell the length: as from a pipe, up to the end.
+    if (options.raw_rate == 0 && frames == 0 && samples && !samples->claimed &&
+        samples->there > 0) {
+      file.reset();
+      info = {};
+      if (lseek(descriptor, 0, SEEK_SET) != 0) throw FileError(shown(), std::strerror(errno));
+      open_pipe();
+    }
   } else {
     open_pipe();
   }
@@ -134,7 +145,17 @@ void AudioSource::Impl::open() {
   }
 }
 
+// Its own descriptor: where the library refuses a file it closes what it was given, whatever it is
+// told, and the number may stand for another thread's file by the time this one closes it again.
+void AudioSource::Impl::open_file(int own) {
+  const auto samples = options.raw_rate > 0 ? std::nullopt : find_samples(own);
+  cut = samples && samples->cut();
+  file.reset(sf_open_fd(own, SFM_READ, &info, /*close_desc=*/SF_TRUE));
+  frames = static_cast<std::uint64_t>(std::max<sf_count_t>(0, info.frames));
+}
+
 void AudioSource::Impl::open_pipe() {
+  frames.reset();
   pipe.emplace(descriptor, shown());
   if (options.raw_rate > 0) {
     open_bare({SF_FORMAT_PCM_16, options.raw_rate, options.raw_channels, {}});
@@ -142,8 +163,7 @@ void AudioSource::Impl::open_pipe() {
     info.format = SF_FORMAT_RAW | format->subtype | SF_ENDIAN_LITTLE;
     open_bare(*format);
   } else {
-    file.reset(sf_open_fd(spool(), SFM_READ, &info, /*close_desc=*/SF_TRUE));
-    frames = static_cast<std::uint64_t>(std::max<sf_count_t>(0, info.frames));
+    open_file(spool());
   }
 }
 
@@ -184,6 +204,8 @@ std::size_t AudioSource::Impl::read_block(float* mono, std::size_t count) {
   if (got < count && sf_error(file.get()) != SF_ERR_NO_ERROR) {
     throw FileError(shown(), "damaged (" + without_stop(sf_strerror(file.get())) + ")");
   }
+  frames_read += got;
+  if (got < count) look_for_cut();
   for (std::size_t n = 0; n < got; ++n) {
     const float* const frame = &interleaved[n * channels];
     double sum = 0.0;
@@ -193,6 +215,13 @@ std::size_t AudioSource::Impl::read_block(float* mono, std::size_t count) {
     mono[n] = std::isfinite(value) ? value : 0.0f;
   }
   return got;
+}
+
+// At the end. What other formats say of their length beforehand may be an estimate.
+void AudioSource::Impl::look_for_cut() {
+  const bool in_pipe = pipe && bare.length < endless && bare.position < bare.length;
+  const bool flac = (info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_FLAC;
+  cut = cut || in_pipe || (flac && frames && frames_read < *frames);
 }
 
 AudioSource::AudioSource(const std::string& path, const AudioOptions& options)
@@ -214,6 +243,10 @@ int AudioSource::channels() const {
 
 std::optional<std::uint64_t> AudioSource::frames() const {
   return impl_->frames;
+}
+
+bool AudioSource::cut_short() const {
+  return impl_->cut;
 }
 
 std::size_t AudioSource::read(std::span<float> mono) {

@@ -20,7 +20,8 @@ struct AudioOptions {
 
 /// Any audio file that libsndfile knows, or a stream of these from a pipe, as mono sound at its own
 /// rate, block by block. WAV and bare samples from a pipe are read as they come, whatever length
-/// their header claims; other formats have to arrive whole first.
+/// their header claims; other formats have to arrive whole first. A WAV file whose header leaves
+/// the length open, since its recorder was killed, is read to its end too.
 class AudioSource {
  public:
   /// path  "-" is standard input
@@ -41,6 +42,10 @@ class AudioSource {
   /// asked only at the end. Samples that are not finite count as 0. Throws FileError where the file
   /// is damaged.
   std::size_t read(std::span<float> mono);
+
+  /// Once read() has come to the end: whether the header promised more. WAV, RF64, AIFF and FLAC
+  /// tell.
+  bool cut_short() const;
 
  private:
   struct Impl;

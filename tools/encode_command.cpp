@@ -73,6 +73,9 @@ void check_command(EncodeCommand& command, const CLI::App& app) {
 CLI::App* add_encode_command(CLI::App& app, EncodeCommand& command) {
   EncodeSettings& settings = command.settings;
   auto* encode = app.add_subcommand("encode", "sound in, coded speech out");
+  encode->footer(
+      "A file that was cut short is coded as far as it goes; a message says so, and the "
+      "exit status is 1.");
   add_file_arguments(*encode, command.files, "audio file of any kind, rate and number of channels",
                      "coded file, .quel");
   add_flavor_option(*encode, settings.flavor,

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "tools/audio_file.h"
+#include "tools/eval_text.h"
 #include "tools/file_error.h"
 #include "tools/ogg_source.h"
 #include "tools/ogg_writer.h"
@@ -24,9 +25,8 @@ namespace {
 /// Passes every tenth of a second of sound on to a meter.
 class Pace {
  public:
-  Pace(const Meter& meter, int rate) : meter_(meter), step_(static_cast<std::uint64_t>(rate) / 10) {
-    next_ = step_;
-  }
+  Pace(const Meter& meter, int rate)
+      : meter_(meter), step_(static_cast<std::uint64_t>(rate) / 10) {}
 
   template <class Share>
   void at(std::uint64_t samples, Share share) {
@@ -38,7 +38,7 @@ class Pace {
  private:
   const Meter& meter_;
   std::uint64_t step_;
-  std::uint64_t next_;
+  std::uint64_t next_ = step_;
 };
 
 /// Units to the output, as a file or bare.
@@ -233,6 +233,8 @@ JobResult encode_sound(const EncodeSettings& settings, const std::string& input,
   }
   writer.finish(result.samples);
   result.seconds = static_cast<double>(result.samples) / rate;
+  result.damaged = source.cut_short();
+  if (result.damaged) result.notes.push_back("cut short: coded " + fixed(result.seconds, 3) + " s");
   return result;
 }
 

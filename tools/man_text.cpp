@@ -7,7 +7,9 @@ namespace {
 
 constexpr const char* part_file =
     "An output appears under its name only once it is complete; until then it is NAME.part. A run "
-    "that is killed leaves this file behind.";
+    "that is killed leaves this file behind; a run that fails, as where the disk fills, removes "
+    "it. Outputs are files, not devices or pipes: these take - and the shell's >, as in "
+    "quel encode speech.wav - > /dev/null.";
 constexpr const char* part_serves =
     "What is in a coded file's .part, quel info and quel decode read.";
 constexpr const char* manifest =
@@ -25,8 +27,8 @@ const ManText program = {
     "Each command has a page of its own. Data goes to standard output, messages to standard error. "
     "Where a command takes one, - as a file name is standard input or output. Existing outputs are "
     "kept unless -f is given.",
-    "Something failed, or quel decode or quel demux met a coded file that was damaged or cut short "
-    "and wrote what is there. Messages on standard error name file and cause.",
+    "Something failed, or quel encode, quel decode or quel demux met a file that was damaged or "
+    "cut short and wrote what is there. Messages on standard error name file and cause.",
     {part_file, part_serves},
     {{"Code a recording and listen to it", "quel encode speech.wav speech.quel"},
      {"", "quel decode speech.quel heard.wav"},
@@ -40,8 +42,10 @@ const ManText commands[] = {
      "16000 Hz. A pipe may bring WAV, FLAC and whatever else needs no going back.\n\n"
      "With --output-dir, inputs may be files and folders. The outputs stand in folders as the "
      "inputs do; what is done already and has not changed is skipped.",
-     "Something failed: messages on standard error name file and cause. With --output-dir, the "
-     "other files are finished.",
+     "Something failed, or an input was cut short and only what is there was coded (WAV, RF64, "
+     "AIFF and FLAC tell; a WAV whose header leaves the length open is coded to its end). Messages "
+     "on standard error name file and cause. With --output-dir, the other files are "
+     "finished.",
      {part_file, part_serves, manifest},
      {{"16 kbit/s, or 8.5 for a source below 16 kHz", "quel encode speech.wav speech.quel"},
       {"5 kbit/s, with a title",

@@ -55,7 +55,7 @@ class HeaderReader {
         const bool in_ds64 = wide && size == 0xffffffffu;
         // Nothing between the header and further chunks: really empty.
         const bool empty = size == 0 && riff_bytes < 0x7fff0000u && riff_bytes > at;
-        format.bytes = empty ? 0 : in_ds64 ? known_wide(wide_bytes) : known(size);
+        format.bytes = empty ? 0 : in_ds64 ? known_wide_bytes(wide_bytes) : known_bytes(size);
         return format;
       }
       if (size > longest_header || !take(static_cast<std::size_t>(size + size % 2))) return {};
@@ -93,20 +93,6 @@ class HeaderReader {
     format.subtype = packed ? subtype_of(tag, bits) : 0;
   }
 
-  // Programs that write to a pipe put in 0 or something near the largest 31-bit or 32-bit number.
-  static std::optional<std::uint64_t> known(std::uint64_t bytes) {
-    const bool near_31 = bytes >= 0x7fff0000u && bytes <= 0x7fffffffu;
-    const bool near_32 = bytes >= 0xffff0000u && bytes <= 0xffffffffu;
-    if (bytes == 0 || near_31 || near_32) return std::nullopt;
-    return bytes;
-  }
-
-  // libsndfile counts with a sign.
-  static std::optional<std::uint64_t> known_wide(std::uint64_t bytes) {
-    if (bytes == 0 || bytes >= std::uint64_t{1} << 60) return std::nullopt;
-    return bytes;
-  }
-
   PipeInput& input_;
   std::vector<std::uint8_t> seen_;
 };
@@ -132,6 +118,19 @@ void PipeInput::put_back(const std::vector<std::uint8_t>& bytes) {
   waiting_.erase(waiting_.begin(), waiting_.begin() + static_cast<std::ptrdiff_t>(next_));
   waiting_.insert(waiting_.begin(), bytes.begin(), bytes.end());
   next_ = 0;
+}
+
+std::optional<std::uint64_t> known_bytes(std::uint64_t bytes) {
+  const bool near_31 = bytes >= 0x7fff0000u && bytes <= 0x7fffffffu;
+  const bool near_32 = bytes >= 0xffff0000u && bytes <= 0xffffffffu;
+  if (bytes == 0 || near_31 || near_32) return std::nullopt;
+  return bytes;
+}
+
+// libsndfile counts with a sign.
+std::optional<std::uint64_t> known_wide_bytes(std::uint64_t bytes) {
+  if (bytes == 0 || bytes >= std::uint64_t{1} << 60) return std::nullopt;
+  return bytes;
 }
 
 std::optional<WavStreamFormat> read_wav_header(PipeInput& input) {

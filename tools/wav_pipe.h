@@ -36,6 +36,12 @@ class PipeInput {
   std::size_t next_ = 0;
 };
 
+/// What a header's 32-bit length says. Programs that cannot go back to put it right leave 0 or
+/// something near the largest 31-bit or 32-bit number: then nothing.
+std::optional<std::uint64_t> known_bytes(std::uint64_t bytes);
+/// The same of 64 bits.
+std::optional<std::uint64_t> known_wide_bytes(std::uint64_t bytes);
+
 /// Reads the header of a WAV or RF64 stream; the samples come next.
 ///
 /// Nothing where it is something else or holds a coding that only libsndfile's own reader

@@ -1,0 +1,68 @@
+#include "tools/sound_length.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <string_view>
+
+#include "tools/wav_pipe.h"
+
+namespace quel::tools {
+namespace {
+
+/// Reads a file piece by piece, wherever its descriptor stands.
+class Chunks {
+ public:
+  explicit Chunks(int descriptor) : descriptor_(descriptor) {}
+
+  bool take(std::uint64_t offset, std::size_t count) {
+    return pread(descriptor_, bytes_.data(), count, static_cast<off_t>(offset)) ==
+           static_cast<ssize_t>(count);
+  }
+  std::string_view text(std::size_t at) const {
+    return {reinterpret_cast<const char*>(&bytes_[at]), 4};
+  }
+  std::uint64_t number(std::size_t at, std::size_t count, bool big_endian) const {
+    std::uint64_t value = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+      value = value << 8 | bytes_[big_endian ? at + i : at + count - 1 - i];
+    }
+    return value;
+  }
+
+ private:
+  int descriptor_;
+  std::array<std::uint8_t, 16> bytes_{};
+};
+
+}  // namespace
+
+std::optional<SampleBytes> find_samples(int descriptor) {
+  struct stat status {};
+  if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) return {};
+  const auto size = static_cast<std::uint64_t>(status.st_size);
+  Chunks chunks(descriptor);
+  if (!chunks.take(0, 12)) return {};
+  const bool wide = chunks.text(0) == "RF64";
+  const bool wav = (wide || chunks.text(0) == "RIFF") && chunks.text(8) == "WAVE";
+  const bool aiff =
+      chunks.text(0) == "FORM" && (chunks.text(8) == "AIFF" || chunks.text(8) == "AIFC");
+  if (!wav && !aiff) return {};
+  std::uint64_t wide_bytes = 0;
+  for (std::uint64_t at = 12; chunks.take(at, 8);) {
+    const std::uint64_t bytes = chunks.number(4, 4, aiff);
+    if (chunks.text(0) == (aiff ? "SSND" : "data")) {
+      const bool in_ds64 = wide && bytes == 0xffffffffu;
+      return SampleBytes{size - at - 8,
+                         in_ds64 ? known_wide_bytes(wide_bytes) : known_bytes(bytes)};
+    }
+    if (wide && chunks.text(0) == "ds64" && chunks.take(at + 8, 16)) {
+      wide_bytes = chunks.number(8, 8, false);
+    }
+    at += 8 + bytes + bytes % 2;
+  }
+  return {};
+}
+
+}  // namespace quel::tools
