@@ -15,13 +15,15 @@
 namespace quel::tools {
 namespace {
 
-// The first data page tells how the writer fills packets and pages.
+// The first packet tells how the writer fills packets. Pages that are full before they have all
+// their packets may end with one more where the last packet is short, so the fullest page counts.
 void read_layout(std::span<const std::uint8_t> file, FileFrame& frame) {
   const auto unit_bytes = static_cast<std::size_t>(check(quel_bytes_per_unit(frame.head.flavor)));
   MemorySource source(file);
   OggPages pages(source);
   OggPage page;
   bool found = false;
+  frame.page_packets = 0;
   while (pages.next(page)) {
     if (!found) {
       found = page.first && page.packets.size() == 1 && looks_like_head(page.packets[0]);
@@ -30,10 +32,12 @@ void read_layout(std::span<const std::uint8_t> file, FileFrame& frame) {
     }
     if (page.serial != frame.serial || page.packets.empty()) continue;
     if (looks_like_tags(page.packets[0])) continue;
-    frame.packet_units = std::max<std::uint64_t>(1, page.packets[0].size() / unit_bytes);
-    frame.page_packets = page.packets.size();
-    return;
+    if (frame.page_packets == 0) frame.packet_units = page.packets[0].size() / unit_bytes;
+    frame.page_packets = std::max<std::uint64_t>(frame.page_packets, page.packets.size());
+    if (page.last) break;
   }
+  frame.packet_units = std::max<std::uint64_t>(1, frame.packet_units);
+  frame.page_packets = std::max<std::uint64_t>(1, frame.page_packets);
 }
 
 FileFrame read_frame(std::span<const std::uint8_t> file, const std::string& name) {
@@ -101,7 +105,7 @@ void write_text(std::span<const std::uint8_t> file, const std::string& name, std
       << "page-packets " << frame.page_packets << '\n'
       << "encoder " << one_line(frame.tags.encoder) << '\n';
   for (const auto& [key, value] : frame.tags.comments) {
-    out << "comment " << key << '=' << one_line(value) << '\n';
+    out << "comment " << one_line(key) << '=' << one_line(value) << '\n';
   }
   std::uint64_t number = 0;
   read_frames(file, name, [&](const FrameParameters& parameters) {

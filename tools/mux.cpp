@@ -20,15 +20,6 @@
 namespace quel::tools {
 namespace {
 
-// Milliseconds nearest to so many units, within what the writer takes.
-int milliseconds(std::uint64_t units, int flavor, int highest) {
-  const auto unit = static_cast<std::uint64_t>(check(quel_samples_per_unit(flavor)));
-  const auto rate = static_cast<std::uint64_t>(check(quel_sampling_rate(flavor)));
-  const std::uint64_t most = static_cast<std::uint64_t>(highest) * rate / (1000 * unit);
-  const std::uint64_t ms = (std::min(units, most) * unit * 1000 + rate / 2) / rate;
-  return static_cast<int>(std::clamp<std::uint64_t>(ms, 1, static_cast<std::uint64_t>(highest)));
-}
-
 void mux_dump(const MuxJob& job, OutputFile& output) {
   std::ifstream file;
   if (job.input != "-") {
@@ -39,8 +30,8 @@ void mux_dump(const MuxJob& job, OutputFile& output) {
   const FileFrame& frame = dump.frame;
   OggWriterOptions options;
   options.serial = frame.serial;
-  options.packet_ms = milliseconds(frame.packet_units, frame.head.flavor, 10000);
-  options.page_ms = milliseconds(frame.packet_units * frame.page_packets, frame.head.flavor, 60000);
+  options.packet_units = frame.packet_units;
+  options.page_packets = frame.page_packets;
   OggWriter writer([&](auto page) { output.write(page); }, frame.head, frame.tags, options);
   for (const auto& unit : dump.units) writer.write(unit);
   writer.finish(frame.samples);

@@ -19,6 +19,12 @@ bool first_packet_is(const OggPage& page, bool (*kind)(std::span<const std::uint
   return !page.packets.empty() && kind(page.packets.front());
 }
 
+// Any writer may put in pages that hold nothing and tell nothing.
+bool is_filler(const OggPage& page) {
+  return page.packets.empty() && page.self_contained && page.granule == -1 && !page.first &&
+         !page.last;
+}
+
 }  // namespace
 
 bool OggReport::damaged() const {
@@ -72,7 +78,7 @@ void OggReader::find_tags() {
       report_.tags_error = "the page of comments is damaged or missing";
       return;
     }
-  } while (page_.serial != serial_ || page_.first);
+  } while (page_.serial != serial_ || page_.first || is_filler(page_));
   if (!first_packet_is(page_, looks_like_tags)) {
     report_.tags_error = "the page of comments is damaged or missing";
     page_waits_ = true;
@@ -119,7 +125,7 @@ bool OggReader::next_page() {
       ended_ = true;
       break;
     }
-    if (page_.serial == serial_ && place_page()) return true;
+    if (page_.serial == serial_ && !is_filler(page_) && place_page()) return true;
   }
   page_.packets.clear();
   return false;

@@ -71,8 +71,13 @@ OggWriter::OggWriter(Sink sink, const OggHead& head, const OggTags& tags,
   check_range(options.packet_ms, 10000, "the length of a packet");
   check_range(options.page_ms, 60000, "the length of a page");
   const int rate = check(quel_sampling_rate(head.flavor));
-  packet_units_ = nearest_count(options.packet_ms, rate, unit_samples_);
-  page_packets_ = nearest_count(options.page_ms, rate, packet_units_ * unit_samples_);
+  packet_units_ = static_cast<std::size_t>(
+      options.packet_units.value_or(nearest_count(options.packet_ms, rate, unit_samples_)));
+  page_packets_ = static_cast<std::size_t>(options.page_packets.value_or(
+      nearest_count(options.page_ms, rate, packet_units_ * unit_samples_)));
+  if (packet_units_ < 1 || packet_units_ > ogg_max_packet / unit_bytes_ || page_packets_ < 1) {
+    throw std::invalid_argument("no packet or page holds so many units");
+  }
   std::vector<std::uint8_t> packet = pack_head(head);
   stream_ = std::make_unique<Stream>(options.serial.value_or(digest(tags_, digest(packet))));
   stream_->put(packet, 0, true, false);

@@ -19,6 +19,9 @@ struct OggWriterOptions {
   /// Tells streams in one file apart; by default a digest of the header packets, so that equal
   /// input gives equal files.
   std::optional<std::uint32_t> serial;
+  /// In place of the lengths: units in a full packet, packets on a full page, each at least one.
+  /// A packet has at most ogg_max_packet bytes.
+  std::optional<std::uint64_t> packet_units = std::nullopt, page_packets = std::nullopt;
 };
 
 /// Writes a coded stream as Ogg pages, each of which goes to the sink once, as soon as it is full:

@@ -93,6 +93,7 @@ TEST_F(Dump, KeepsTagsOfSeveralLinesAndTheSerialNumber) {
   add_comment(tags, "TITLE=two\nlines\r\\ and a backslash");
   add_comment(tags, "EMPTY=");
   add_comment(tags, "NAME=\xc3\xa4=b");
+  add_comment(tags, "A\\nB\\=c");
   OggWriterOptions options;
   options.serial = 0xfedcba98u;
   const Bytes file = test::ogg_file(1, test::coded_units(1, 3), 200, options, tags);
@@ -162,6 +163,39 @@ TEST_F(Dump, JsonIsBalancedAndHasAFrameForEachFrame) {
   for (std::size_t at = 0; (at = json.find("{\"time\":", at)) != std::string::npos; ++at) ++frames;
   EXPECT_EQ(frames, 5u);
   EXPECT_THAT(json, HasSubstr("{\"time\":-0.0050,"));
+}
+
+TEST_F(Dump, EveryLayoutThatTheWriterGivesComesBack) {
+  for (int flavor = 0; flavor < 4; ++flavor) {
+    const auto seconds = test::coded_units(flavor, 101);
+    std::vector<Bytes> units;
+    while (units.size() < 1010) units.insert(units.end(), seconds.begin(), seconds.end());
+    const auto unit_ms =
+        static_cast<double>(quel_samples_per_unit(flavor)) * 1000.0 / quel_sampling_rate(flavor);
+    for (const int packet_ms : {1, 9990, 10000}) {
+      SCOPED_TRACE(::testing::Message() << flavor << ' ' << packet_ms);
+      OggWriterOptions options;
+      options.packet_ms = packet_ms;
+      // A little more than one page.
+      const auto n = static_cast<std::uint64_t>(std::max(2000, packet_ms) / unit_ms) + 5;
+      const Bytes file = test::ogg_file(flavor, units, test::samples_of(flavor, n), options);
+      EXPECT_EQ(through_dump(file), file);
+    }
+  }
+}
+
+// Four packets of 56 pieces fill a page that was to hold nine; a short one still goes beside them.
+TEST_F(Dump, AFullPageMayEndWithAShortPacket) {
+  OggWriterOptions options;
+  options.packet_ms = 7000;
+  options.page_ms = 60000;
+  const auto seconds = test::coded_units(3, 100);
+  std::vector<Bytes> units;
+  while (units.size() < 5700) units.insert(units.end(), seconds.begin(), seconds.end());
+  for (const std::uint64_t n : {2900u, 3500u, 5700u}) {
+    const Bytes file = test::ogg_file(3, units, test::samples_of(3, n), options);
+    EXPECT_EQ(through_dump(file), file) << n;
+  }
 }
 
 TEST_F(Dump, AFileWithoutSoundHasNoFrames) {

@@ -202,6 +202,24 @@ TEST_F(OneFlavor, APageOfBrokenUnitsIsLost) {
   EXPECT_EQ(outcome.lost(), 9u);
 }
 
+TEST_F(OneFlavor, PagesWithoutPacketsAndPositionMayStandAnywhere) {
+  const Bytes filler = make_page(serial, 99, ~std::uint64_t{0}, 0, {});
+  Bytes mixed = page_bytes(0);
+  for (std::size_t i = 1; i < pages.size(); ++i) mixed = joined({mixed, filler, page_bytes(i)});
+  const Outcome outcome = read_all(mixed);
+  EXPECT_EQ(outcome.units, units);
+  EXPECT_EQ(outcome.report.tags_error, "");
+  EXPECT_EQ(outcome.report.misplaced_pages, 0u);
+  EXPECT_FALSE(outcome.report.damaged());
+  MemorySource source(mixed);
+  OggReader reader(source, "f");
+  EXPECT_EQ(reader.seek(20 * 144), 20u);
+  EXPECT_EQ(read_on(reader).units, std::vector<Bytes>(units.begin() + 20, units.end()));
+  // The middle of a packet that spans pages is no such page.
+  Bytes middle = make_page(serial, 99, ~std::uint64_t{0}, 1, {});
+  EXPECT_EQ(read_all(joined({page_bytes(0), page_bytes(1), middle})).report.misplaced_pages, 1u);
+}
+
 TEST_F(OneFlavor, ALastPageWithoutUnitsEndsTheStream) {
   const Bytes mixed =
       joined({without(file, pages.back()), make_page(serial, 6, 36 * 144 - 3, 4, {})});
