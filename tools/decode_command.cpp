@@ -55,8 +55,12 @@ void check_command(DecodeCommand& command) {
   if (big_endian && settings.format != SoundFormat::raw_big_endian) {
     throw CLI::ValidationError("--raw-endianness", "is for outputs of bare samples");
   }
-  if (settings.format == SoundFormat::flac && settings.rate > 655350) {
-    throw CLI::ValidationError("--rate", "FLAC holds at most 655350 Hz");
+  const bool flac = command.format.empty() && command.files.output_dir.empty()
+                        ? format_of(command.files.files.at(1)) == SoundFormat::flac
+                        : settings.format == SoundFormat::flac;
+  if (flac && settings.rate > 65535 && (settings.rate > 655350 || settings.rate % 10 != 0)) {
+    throw CLI::ValidationError("--rate",
+                               "FLAC holds at most 655350 Hz, above 65535 Hz in steps of 10");
   }
   if (!command.loss.empty()) {
     settings.losses = LossPattern(parse_percentage("--loss", command.loss), command.seed);
@@ -109,9 +113,7 @@ void add_loss_options(CLI::App& decode, DecodeCommand& command) {
       ->option_text("FILE")
       ->excludes(loss)
       ->excludes(burst);
-  decode.add_option("--seed", command.seed, "of the losses, by default 1")
-      ->check(CLI::NonNegativeNumber)  // a minus would wrap around
-      ->option_text("N");
+  add_seed_option(decode, command.seed);
   decode
       .add_option("--conceal", command.settings.concealment,
                   "what stands for lost frames: immediate (a frame for each, the default), "

@@ -12,6 +12,8 @@
 #include <system_error>
 
 #include "tools/eval_html.h"
+#include "tools/eval_text.h"
+#include "tools/file_arguments.h"
 #include "tools/file_error.h"
 #include "tools/output_file.h"
 
@@ -21,11 +23,11 @@ namespace {
 // A page holds every result's samples, so that a long recording would make it too big to open.
 constexpr double page_seconds = 120.0;
 
-// CLI::Range lets "nan" pass.
-std::string check_percentage(const std::string& text) {
-  double percent = 0.0;
-  if (CLI::detail::lexical_cast(text, percent) && percent >= 0.0 && percent <= 100.0) return "";
-  return text + " is not a number from 0 to 100";
+// Where an output goes, whatever it is called.
+std::string resolved(const std::string& name) {
+  std::error_code unknown;
+  const auto path = std::filesystem::weakly_canonical(std::filesystem::absolute(name), unknown);
+  return unknown ? name : path.string();
 }
 
 std::span<const std::uint8_t> bytes(std::string_view text) {
@@ -42,7 +44,9 @@ void check_job(const EvalJob& job) {
   if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
     throw FileError(job.settings.input, "not a regular file; eval reads its input more than once");
   }
-  if (!job.html.empty() && job.html == job.json) {
+  if (job.html.empty() || job.json.empty() || job.json == "-") return;
+  const std::string html = resolved(job.html), json = resolved(job.json);
+  if (html == json || html == json + ".part" || json == html + ".part") {
     throw FileError(job.html, "cannot hold both the page and the figures");
   }
 }
@@ -92,11 +96,10 @@ CLI::App* add_eval_command(CLI::App& app, EvalJob& job) {
                    "percentages of the frames to lose, comma-separated, each a run of its own; "
                    "by default 0")
       ->delimiter(',')
-      ->check(check_percentage)
+      ->transform(
+          [](const std::string& text) { return shortest(parse_percentage("--loss", text)); })
       ->option_text("PERCENT");
-  eval->add_option("--seed", job.settings.seed, "of the losses, by default 1")
-      ->check(CLI::NonNegativeNumber)  // a minus would wrap around
-      ->option_text("N");
+  add_seed_option(*eval, job.settings.seed);
   eval->add_option("--conceal", job.settings.concealment,
                    "what stands for lost frames: immediate (a frame for each, the default) or "
                    "deferred (up to five once a frame arrives)")

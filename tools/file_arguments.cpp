@@ -1,6 +1,7 @@
 #include "tools/file_arguments.h"
 
 #include <CLI/CLI.hpp>
+#include <charconv>
 #include <filesystem>
 #include <map>
 #include <optional>
@@ -76,6 +77,18 @@ CLI::Option* add_gain_option(CLI::App& command, double& gain_db) {
         return text + " is not a number from -100 to 100";
       })
       ->option_text("DB");
+}
+
+CLI::Option* add_seed_option(CLI::App& command, std::uint64_t& seed) {
+  return command.add_option("--seed", seed, "of the losses, by default 1")
+      ->check([](const std::string& text) -> std::string {
+        std::uint64_t value = 0;  // CLI11 wraps a minus around and cuts what is too large
+        const char* const end = text.data() + text.size();
+        const auto [stop, error] = std::from_chars(text.data(), end, value);
+        if (error == std::errc{} && stop == end) return "";
+        return text + " is not a whole number from 0 to 18446744073709551615";
+      })
+      ->option_text("N");
 }
 
 double parse_percentage(const std::string& option, const std::string& text) {

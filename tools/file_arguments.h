@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -30,5 +31,7 @@ CLI::Option* add_gain_option(CLI::App& command, double& gain_db);
 
 /// "5" and "5%" as 5; throws a parse error for what is not 0 to 100.
 double parse_percentage(const std::string& option, const std::string& text);
+
+CLI::Option* add_seed_option(CLI::App& command, std::uint64_t& seed);
 
 }  // namespace quel::tools

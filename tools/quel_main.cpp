@@ -17,6 +17,17 @@
 #include "tools/selftest_command.h"
 
 namespace quel::tools {
+namespace {
+
+// What was printed may still wait to be written, and a full disk shows only then.
+int written(int status, std::ostream& out, std::ostream& err) {
+  out.flush();
+  if (out || status != exit_done) return status;
+  err << "quel: standard output: cannot be written\n";
+  return exit_failed;
+}
+
+}  // namespace
 
 int run_quel(int argc, const char* const* argv, std::ostream& out, std::ostream& err) {
   CLI::App app{"Speech codec for slow links"};
@@ -52,15 +63,15 @@ int run_quel(int argc, const char* const* argv, std::ostream& out, std::ostream&
     const std::string text =
         argc > 3 ? "" : generated_text(app, version, first, argc > 2 ? argv[2] : "");
     out << text;
-    return text.empty() ? exit_usage : exit_done;
+    return written(text.empty() ? exit_usage : exit_done, out, err);
   }
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error, out, err) == 0 ? exit_done : exit_usage;
+    return written(app.exit(error, out, err) == 0 ? exit_done : exit_usage, out, err);
   }
   for (const Command& command : commands) {
-    if (command.app->parsed()) return command.run();
+    if (command.app->parsed()) return written(command.run(), out, err);
   }
   return exit_usage;
 }

@@ -70,6 +70,8 @@ TEST(AddEvalCommand, EveryOption) {
   EXPECT_EQ(job.json, "-");
   EXPECT_EQ(job.html, "p.html");
   EXPECT_TRUE(job.force);
+  EXPECT_THAT(parse("a.wav --loss 5%,2.5%,3").settings.losses, ElementsAre(5.0, 2.5, 3.0));
+  EXPECT_EQ(parse("a.wav --seed 18446744073709551615").settings.seed, ~std::uint64_t{0});
   EXPECT_THAT(parse("a.wav --flavor 8.5 --flavor 5,16").settings.flavors, ElementsAre(1, 2, 3));
 }
 
@@ -131,10 +133,16 @@ TEST_F(EvalCommand, AFailureLeavesNothing) {
 }
 
 TEST_F(EvalCommand, OnePlaceCannotHoldBoth) {
-  job.json = job.html = path("r");
-  EXPECT_EQ(run(), 1);
-  EXPECT_THAT(err.str(), HasSubstr("cannot hold both"));
-  EXPECT_THAT(names(), ElementsAre("s.wav"));
+  // The last two would write to one place until they are complete.
+  for (const auto& [json, html] :
+       {std::pair{"r", "r"}, {"./r", "r"}, {"r", "no/../r"}, {"r.part", "r"}, {"r", "r.part"}}) {
+    SCOPED_TRACE(html);
+    job.json = path(json);
+    job.html = path(html);
+    EXPECT_EQ(run(), 1);
+    EXPECT_THAT(err.str(), HasSubstr("cannot hold both"));
+    EXPECT_THAT(names(), ElementsAre("s.wav"));
+  }
 }
 
 TEST_F(EvalCommand, APipeIsRefused) {

@@ -183,6 +183,44 @@ TEST_F(QuelOptions, ADumpComesThroughANamedPipe) {
   EXPECT_EQ(file("d"), file("c"));
 }
 
+TEST_F(QuelOptions, AnOutputThatTakesNothingIsTold) {
+  make_input(2000);
+  run("$Q encode in.wav c");
+  for (const std::string call :
+       {"--help", "--version", "encode --help", "--man", "--completions bash", "selftest", "info c",
+        "dump c", "eval in.wav --flavor 1"}) {
+    SCOPED_TRACE(call);
+    const ProgramResult result = shell("$Q " + call + " > /dev/full");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "quel: standard output: cannot be written\n");
+  }
+}
+
+TEST_F(QuelOptions, SeedsThatAreNoneAreRefusedInPlainWords) {
+  for (const std::string call : {"eval in.wav", "decode c o.wav"}) {
+    for (const std::string seed : {"-1", "x", "1.5", "18446744073709551616"}) {
+      const ProgramResult result = shell("$Q " + call + " --seed " + seed);
+      EXPECT_EQ(result.status, 2);
+      EXPECT_THAT(result.err, HasSubstr(seed + " is not a whole number from 0 to 1844"));
+    }
+  }
+}
+
+TEST_F(QuelOptions, RatesThatFlacLacksAreWrongUse) {
+  make_input(2000);
+  run("$Q encode in.wav c");
+  for (const std::string output : {"o.flac", "o --format flac"}) {
+    for (const std::string rate : {"1000000", "655360", "65537"}) {
+      const ProgramResult result = shell("$Q decode c " + output + " --rate " + rate);
+      EXPECT_EQ(result.status, 2) << output << ' ' << rate;
+      EXPECT_THAT(result.err, HasSubstr("FLAC holds at most 655350 Hz"));
+    }
+  }
+  EXPECT_THAT(names(), ElementsAre("c", "in.wav"));
+  run("$Q decode c o.flac --rate 655350 && $Q decode c p.flac --rate 65535");
+  run("$Q decode c q --rate 1000000 && $Q decode c o.flac --format wav --rate 65537 -f");
+}
+
 TEST_F(QuelOptions, EvalsSeedAndConcealmentCount) {
   make_input(16000);
   const auto figures = [&](const std::string& options) {
