@@ -4,6 +4,7 @@
 #include <atomic>
 #include <exception>
 #include <map>
+#include <new>
 #include <ostream>
 #include <set>
 #include <system_error>
@@ -11,11 +12,13 @@
 #include <tuple>
 #include <utility>
 
+#include "tools/batch_inputs.h"
 #include "tools/batch_manifest.h"
 #include "tools/command.h"
 #include "tools/file_error.h"
 #include "tools/output_file.h"
 #include "tools/progress.h"
+#include "tools/run_one.h"
 #include "tools/sha256.h"
 
 namespace quel::tools {
@@ -29,39 +32,16 @@ struct Task {
   std::string output;  ///< relative to the output folder
 };
 
-std::uint64_t size_of(const std::string& path) {
-  std::error_code unknown;
-  if (!fs::is_regular_file(path, unknown)) return 0;
-  const std::uintmax_t size = fs::file_size(path, unknown);
-  return unknown ? 0 : size;
-}
+/// What became of a task.
+struct Outcome {
+  ManifestRow row;      ///< for the manifest
+  std::string failure;  ///< or damage; empty where there is none
+};
 
 std::string join(const std::vector<std::string>& notes) {
   std::string text;
   for (const std::string& note : notes) text += (text.empty() ? "" : "; ") + note;
   return text;
-}
-
-int run_one(const FileArguments& arguments, const FileWork& work, std::ostream& err) {
-  const std::string& input = arguments.files.at(0);
-  Progress progress(progress_stream(arguments.quiet), terminal_width());
-  progress.plan({size_of(input)});
-  progress.start(0, input);
-  try {
-    OutputFile output(arguments.files.at(1), arguments.force, input);
-    const JobResult result =
-        work.run(input, output, arguments.files[1],
-                 [&](double seconds, auto share) { progress.update(0, seconds, share); });
-    progress.clear();
-    for (const std::string& note : result.notes) {
-      err << "quel: " << shown(input) << ": " << note << '\n';
-    }
-    return result.damaged ? exit_failed : exit_done;
-  } catch (const std::exception& error) {
-    progress.clear();
-    err << "quel: " << error.what() << '\n';
-    return exit_failed;
-  }
 }
 
 class Batch {
@@ -78,11 +58,13 @@ class Batch {
 
  private:
   void find_tasks();
-  void add_task(const fs::path& input, const fs::path& relative);
+  Outcome failed(const Task& task, const std::string& message) const;
   void read_old_rows();
   void work_through();
-  ManifestRow do_task(std::size_t index);
+  Outcome do_task(std::size_t index);
+  ManifestRow make(std::size_t index, const std::string& target);
   bool done_before(const Task& task, const std::string& target, ManifestRow& row) const;
+  const ManifestRow* still_good(const Task& task, const std::string& target) const;
   void write_manifest();
   int report(std::ostream& err) const;
 
@@ -94,8 +76,8 @@ class Batch {
   std::set<std::string> inputs_;
   std::map<std::string, std::string> owners_;  // output -> input
   std::map<std::string, ManifestRow> old_;     // by output
-  std::vector<ManifestRow> rows_;              // by task
-  std::vector<ManifestRow> refused_;           // no task came of these
+  std::vector<Outcome> outcomes_;              // by task
+  std::vector<Outcome> refused_;               // no task came of these
   std::atomic<std::size_t> next_ = 0;
   Journal journal_;
 };
@@ -108,7 +90,6 @@ int Batch::run(std::ostream& err) {
     read_old_rows();
     find_tasks();
     journal_.open(manifest_ + ".journal");
-    rows_.resize(tasks_.size());
     std::vector<std::uint64_t> sizes;
     for (const Task& task : tasks_) sizes.push_back(size_of(task.input));
     progress_.plan(sizes);
@@ -128,36 +109,33 @@ int Batch::run(std::ostream& err) {
 }
 
 void Batch::find_tasks() {
-  for (const std::string& name : arguments_.files) {
-    std::error_code unknown;
-    if (!fs::is_directory(name, unknown)) {
-      add_task(name, fs::path(name).filename());
+  for (const BatchInput& input : batch_inputs(arguments_.files, work_.takes)) {
+    const std::string name = input.path.string();
+    if (!inputs_.insert(name).second) continue;
+    if (!input.failure.empty()) {
+      refused_.push_back(failed({name, ""}, input.failure));
       continue;
     }
-    std::vector<fs::path> found;
-    for (const auto& entry : fs::recursive_directory_iterator(name)) {
-      if (entry.is_regular_file(unknown) && work_.takes(entry.path()))
-        found.push_back(entry.path());
+    const std::string output = fs::path(input.relative).replace_extension(work_.extension).string();
+    const auto [owner, is_new] = owners_.emplace(output, name);
+    if (is_new) {
+      tasks_.push_back({name, output});
+      outcomes_.push_back(failed(tasks_.back(), name + ": not enough memory"));
+    } else {
+      refused_.push_back(
+          failed({name, ""}, name + ": would be written to " + output + ", as " + owner->second));
     }
-    std::sort(found.begin(), found.end());
-    for (const fs::path& path : found) add_task(path, path.lexically_relative(name));
   }
 }
 
-void Batch::add_task(const fs::path& input, const fs::path& relative) {
-  if (!inputs_.insert(input.string()).second) return;
-  fs::path output = relative;
-  output.replace_extension(work_.extension);
-  const auto [owner, is_new] = owners_.emplace(output.string(), input.string());
-  if (is_new) {
-    tasks_.push_back({input.string(), output.string()});
-    return;
-  }
-  ManifestRow row;
-  row.input = input.string();
-  row.status = "failed";
-  row.message = row.input + ": would be written to " + output.string() + ", as " + owner->second;
-  refused_.push_back(row);
+Outcome Batch::failed(const Task& task, const std::string& message) const {
+  Outcome outcome;
+  outcome.row.input = task.input;
+  outcome.row.output = task.output;
+  if (!task.output.empty()) outcome.row.settings = work_.settings;
+  outcome.row.status = "failed";
+  outcome.row.message = outcome.failure = message;
+  return outcome;
 }
 
 void Batch::read_old_rows() {
@@ -168,64 +146,86 @@ void Batch::read_old_rows() {
 
 void Batch::work_through() {
   const auto worker = [this] {
-    for (std::size_t i; (i = next_++) < tasks_.size();) rows_[i] = do_task(i);
+    for (std::size_t i; (i = next_++) < tasks_.size();) {
+      try {
+        outcomes_[i] = do_task(i);
+      } catch (const std::bad_alloc&) {
+        // Not even a message could be made: what stands there already says so.
+      }
+    }
   };
   const unsigned processors = std::max(1u, std::thread::hardware_concurrency());
   const std::size_t wanted =
       arguments_.jobs > 0 ? static_cast<std::size_t>(arguments_.jobs) : processors;
   std::vector<std::thread> threads;
-  for (std::size_t i = 1; i < std::min(wanted, tasks_.size()); ++i) threads.emplace_back(worker);
+  threads.reserve(wanted);
+  try {
+    for (std::size_t i = 1; i < std::min(wanted, tasks_.size()); ++i) threads.emplace_back(worker);
+  } catch (const std::exception&) {
+    // The system gives no more of them: those that there are do the work.
+  }
   worker();
   for (std::thread& thread : threads) thread.join();
 }
 
-ManifestRow Batch::do_task(std::size_t index) {
+Outcome Batch::do_task(std::size_t index) {
   const Task& task = tasks_[index];
   const std::string target = (fs::path(arguments_.output_dir) / task.output).string();
   progress_.start(index, task.input);
-  ManifestRow row;
-  row.input = task.input;
-  row.output = task.output;
-  row.settings = work_.settings;
+  Outcome outcome;
   try {
-    if (done_before(task, target, row)) {
-      progress_.finish(index);
-      return row;
-    }
-    std::error_code exists;
-    fs::create_directories(fs::path(target).parent_path(), exists);
-    OutputFile output(target, arguments_.force, task.input);
-    output.hold_back();
-    const FileDigest source = digest_file(task.input);
-    row.input_bytes = source.bytes;
-    row.input_sha256 = source.sha256;
-    const JobResult result = work_.run(task.input, output, target, [&](double seconds, auto share) {
-      progress_.update(index, seconds, share);
-    });
-    const FileDigest made = digest_file(output.part());
-    row.output_bytes = made.bytes;
-    row.output_sha256 = made.sha256;
-    row.samples = result.samples;
-    row.status = result.damaged ? "damaged" : "done";
-    if (result.damaged) row.message = task.input + ": " + join(result.notes);
-    // First the journal: a run that is killed in between does the file again, whereas a file that
-    // the journal did not know would be somebody else's.
-    journal_.write(row);
-    output.release();
+    outcome.row = make(index, target);
+    if (outcome.row.status != "done") outcome.failure = outcome.row.message;
     progress_.finish(index);
-    return row;
+    return outcome;
+  } catch (const FileError& error) {
+    outcome = failed(task, error.what());
   } catch (const std::exception& error) {
-    row.status = "failed";
-    row.message = error.what();
-    row.output_bytes = 0;
-    row.output_sha256.clear();
+    outcome = failed(task, FileError(task.input, error.what()).what());
   }
   try {
-    journal_.write(row);
+    // A slip must not cost what earlier runs made: where their output stands, so does its row.
+    if (const ManifestRow* good = still_good(task, target)) outcome.row = *good;
+    journal_.write(outcome.row);
   } catch (const std::exception&) {
     // Nothing is lost: the next run would try the file again all the same.
   }
   progress_.finish(index);
+  return outcome;
+}
+
+ManifestRow Batch::make(std::size_t index, const std::string& target) {
+  const Task& task = tasks_[index];
+  std::error_code unknown;
+  const fs::file_status kind = fs::status(task.input, unknown);
+  // It is read twice, which a pipe cannot be.
+  if (fs::exists(kind) && !fs::is_regular_file(kind)) {
+    throw FileError(task.input, "not a regular file, which --output-dir needs");
+  }
+  ManifestRow row;
+  if (done_before(task, target, row)) return row;
+  fs::create_directories(fs::path(target).parent_path(), unknown);
+  OutputFile output(target, arguments_.force, task.input);
+  output.hold_back();
+  const FileDigest source = digest_file(task.input);
+  const JobResult result = work_.run(task.input, output, target, [&](double seconds, auto share) {
+    progress_.update(index, seconds, share);
+  });
+  const FileDigest made = digest_file(output.part());
+  row.input = task.input;
+  row.output = task.output;
+  row.settings = work_.settings;
+  row.status = result.damaged ? "damaged" : "done";
+  row.input_bytes = source.bytes;
+  row.input_sha256 = source.sha256;
+  row.output_bytes = made.bytes;
+  row.output_sha256 = made.sha256;
+  row.samples = result.samples;
+  if (!result.notes.empty()) row.message = task.input + ": " + join(result.notes);
+  // First the journal: a run that is killed in between does the file again, whereas a file that
+  // the journal did not know would be somebody else's.
+  journal_.write(row);
+  output.release();
   return row;
 }
 
@@ -244,9 +244,19 @@ bool Batch::done_before(const Task& task, const std::string& target, ManifestRow
   return true;
 }
 
+/// The row of an output that no later run touched, null where there is none.
+const ManifestRow* Batch::still_good(const Task& task, const std::string& target) const {
+  const auto old = old_.find(task.output);
+  if (old == old_.end() || old->second.output_sha256.empty()) return nullptr;
+  const ManifestRow& was = old->second;
+  if (size_of(target) != was.output_bytes || !fs::exists(target)) return nullptr;
+  return digest_file(target).sha256 == was.output_sha256 ? &was : nullptr;
+}
+
 void Batch::write_manifest() {
-  for (const ManifestRow& row : rows_) old_[row.output] = row;
-  std::vector<ManifestRow> all = refused_;
+  std::vector<ManifestRow> all;
+  for (const Outcome& refused : refused_) all.push_back(refused.row);
+  for (const Outcome& outcome : outcomes_) old_[outcome.row.output] = outcome.row;
   for (const auto& [output, row] : old_) all.push_back(row);
   std::sort(all.begin(), all.end(), [](const ManifestRow& a, const ManifestRow& b) {
     return std::tie(a.output, a.input) < std::tie(b.output, b.input);
@@ -259,16 +269,20 @@ void Batch::write_manifest() {
 }
 
 int Batch::report(std::ostream& err) const {
-  std::vector<std::string> messages;
-  for (const auto* rows : {&rows_, &refused_}) {
-    for (const ManifestRow& row : *rows) {
-      if (row.status != "done") messages.push_back(row.message);
+  std::vector<std::string> failures;
+  for (const auto* outcomes : {&outcomes_, &refused_}) {
+    for (const auto& [row, failure] : *outcomes) {
+      if (!failure.empty()) {
+        failures.push_back(failure);
+      } else if (!row.message.empty()) {
+        err << "quel: " << row.message << '\n';
+      }
     }
   }
-  if (messages.empty()) return exit_done;
-  err << "quel: " << messages.size() << " of " << rows_.size() + refused_.size()
+  if (failures.empty()) return exit_done;
+  err << "quel: " << failures.size() << " of " << outcomes_.size() + refused_.size()
       << " files failed or were damaged:\n";
-  for (const std::string& message : messages) err << "quel: " << message << '\n';
+  for (const std::string& failure : failures) err << "quel: " << failure << '\n';
   return exit_failed;
 }
 

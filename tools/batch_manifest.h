@@ -19,7 +19,7 @@ struct ManifestRow {
   std::uint64_t output_bytes = 0;
   std::string output_sha256;
   std::uint64_t samples = 0;
-  std::string message;  ///< why not "done"
+  std::string message;  ///< why not "done", or what else the user should know
 
   bool operator==(const ManifestRow&) const = default;
 };

@@ -5,6 +5,7 @@
 #include <map>
 #include <ostream>
 
+#include "tools/batch_inputs.h"
 #include "tools/command.h"
 #include "tools/eval_text.h"
 #include "tools/file_arguments.h"
@@ -184,7 +185,7 @@ int run_decode_command(const DecodeCommand& command, std::ostream& err) {
   work.run = [&](const std::string& input, OutputFile& output, const std::string& name,
                  const Meter& meter) { return decode_sound(settings, input, output, name, meter); };
   const std::string units = command.raw ? ".units" : ".quel";
-  work.takes = [&](const std::filesystem::path& path) { return path.extension() == units; };
+  work.takes = [&](const std::filesystem::path& path) { return lower_extension(path) == units; };
   work.extension = command.format.empty() ? ".wav" : "." + command.format;
   work.settings = text_of(command, listed);
   return run_files(command.files, work, err);

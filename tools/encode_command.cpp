@@ -2,10 +2,10 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cctype>
 #include <set>
 #include <stdexcept>
 
+#include "tools/batch_inputs.h"
 #include "tools/eval_text.h"
 #include "tools/file_arguments.h"
 #include "tools/ogg_head.h"
@@ -17,13 +17,12 @@ bool is_sound_file(const std::filesystem::path& path) {
   static const std::set<std::string> extensions = {
       ".wav",  ".flac", ".ogg", ".oga", ".opus", ".aif", ".aiff", ".aifc", ".au", ".snd",
       ".rf64", ".w64",  ".caf", ".mp3", ".wve",  ".voc", ".sph",  ".nist", ".bwf"};
-  std::string extension = path.extension();
-  for (char& c : extension) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return extensions.count(extension) > 0;
+  return extensions.count(lower_extension(path)) > 0;
 }
 
 bool is_bare_file(const std::filesystem::path& path) {
-  return path.extension() == ".raw" || path.extension() == ".pcm";
+  const std::string extension = lower_extension(path);
+  return extension == ".raw" || extension == ".pcm";
 }
 
 /// Everything that the bytes of an output depend on beside its input.

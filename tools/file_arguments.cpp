@@ -19,7 +19,7 @@ void add_file_arguments(CLI::App& command, FileArguments& arguments, const std::
   command
       .add_option("--output-dir", arguments.output_dir,
                   "put the outputs there, in folders as the inputs'; files that are done already "
-                  "are skipped")
+                  "are skipped, a folder without inputs is a failure")
       ->option_text("FOLDER");
   command
       .add_option("--manifest", arguments.manifest,

@@ -156,9 +156,19 @@ TEST_F(QuelBatch, AnInterruptedRunGoesOnToTheSameManifest) {
   const auto rows = tree("out");
   fs::remove_all(path("out"));
   fs::remove(path("m.json"));
-  // Killed once the first file is there: a pipe without a writer holds up the second for ever.
+  // Killed once the folder's files are there, in a file of three days, of which the disk holds the
+  // start alone: it is not done before somebody kills it.
   make_input("in/a.wav", 4000, 1);
-  ASSERT_EQ(run_program("/bin/sh", {"-c", "mkfifo \"$1\"", "sh", path("wait.wav")}).status, 0);
+  make_input("wait.wav", 100, 5);
+  Bytes head = read_bytes(path("wait.wav"));
+  constexpr std::uint32_t length = 4000000000;
+  for (const std::size_t at : {std::size_t{4}, std::size_t{40}}) {
+    for (int i = 0; i < 4; ++i) {
+      head.at(at + static_cast<std::size_t>(i)) = static_cast<std::uint8_t>(length >> (8 * i));
+    }
+  }
+  write_bytes(path("wait.wav"), head);
+  fs::resize_file(path("wait.wav"), std::uintmax_t{length} + 44);
   run_program("/bin/sh",
               {"-c",
                "\"$1\" encode \"$2\" \"$3\" --output-dir \"$4\" --manifest \"$5\" "
