@@ -177,11 +177,14 @@ bool OggReader::place_page() {
   if (lost > 0) ++report_.holes;
   report_.lost_units += lost;
   report_.units += units;
+  // An end cuts into its own page; sound that was given out before is not taken back.
+  const std::uint64_t given_out = units + lost > 0 ? 0 : placed_ * unit_samples_;
+  if (page_.last && counted && samples < given_out) ++report_.misplaced_pages;
   start_ = end - units;
   placed_ = end;
   packet_ = 0;
   if (page_.last) {
-    end_ = samples;
+    end_ = std::max(samples, given_out);
     ended_ = report_.complete = true;
   }
   return true;
