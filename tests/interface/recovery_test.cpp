@@ -22,8 +22,8 @@ using test::Recovery;
 using test::recovery_time;
 using test::speech_like_pcm;
 
-// Sanitizers look at memory, and take ten times as long, emulators fifty times; native builds without
-// hold the decoders to it.
+// Sanitizers look at memory, and take ten times as long, emulators fifty times; native builds
+// without hold the decoders to it.
 #if defined(__SANITIZE_ADDRESS__) || defined(QUEL_EMULATED)
 constexpr int places = 40;
 #elif defined(__has_feature)
