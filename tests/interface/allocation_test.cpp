@@ -10,17 +10,10 @@
 #include <vector>
 
 #include "interface/process_codec.h"
+#include "support/sanitizers.h"
 #include "support/signals.h"
 
-#if defined(__SANITIZE_THREAD__)
-#define QUEL_RUNTIME_OWNS_NEW 1
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer) || __has_feature(memory_sanitizer)
-#define QUEL_RUNTIME_OWNS_NEW 1
-#endif
-#endif
-
-#ifdef QUEL_RUNTIME_OWNS_NEW
+#if QUEL_SANITIZED_THREAD || QUEL_SANITIZED_MEMORY
 TEST(Allocation, NeedsOperatorsOfItsOwn) {
   GTEST_SKIP() << "this sanitizer's runtime has its own operator new, which cannot be replaced";
 }

@@ -7,17 +7,11 @@
 #include <cstdlib>
 #include <new>
 
+#include "support/sanitizers.h"
+
 // Memory that fails on request, for one test program: the file that includes this replaces the
 // program's malloc, free and operators new and delete. In a sanitizer's build, whose runtime owns
 // malloc, it is the operators that count and fail.
-
-#if defined(__SANITIZE_ADDRESS__)
-#define QUEL_SANITIZED 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define QUEL_SANITIZED 1
-#endif
-#endif
 
 namespace {
 
@@ -41,7 +35,7 @@ void note_free(const void* block) {
 
 }  // namespace
 
-#ifdef QUEL_SANITIZED
+#if QUEL_SANITIZED_ADDRESS
 inline constexpr bool malloc_fails = false;
 static void* get(std::size_t size) {
   return may_allocate() ? std::malloc(size == 0 ? 1 : size) : nullptr;

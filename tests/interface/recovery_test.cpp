@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "quelcodec/quelcodec.h"
+#include "support/sanitizers.h"
 
 // Recorded speech gives the same, and the tables: scripts/recovery.
 
@@ -24,10 +25,8 @@ using test::speech_like_pcm;
 
 // Sanitizers look at memory, and take ten times as long, emulators fifty times; native builds
 // without hold the decoders to it.
-#if defined(__SANITIZE_ADDRESS__) || defined(QUEL_EMULATED)
+#if QUEL_SANITIZED || defined(QUEL_EMULATED)
 constexpr int places = 40;
-#elif defined(__has_feature)
-constexpr int places = __has_feature(address_sanitizer) ? 40 : 200;
 #else
 constexpr int places = 200;
 #endif

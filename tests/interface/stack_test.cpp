@@ -9,17 +9,9 @@
 
 #include "conformance/conformance.h"
 #include "quelcodec/quelcodec.h"
+#include "support/sanitizers.h"
 #include "support/signals.h"
 #include "support/stack_use.h"
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define QUEL_SANITIZED 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer) || \
-    __has_feature(memory_sanitizer)
-#define QUEL_SANITIZED 1
-#endif
-#endif
 
 namespace quel {
 namespace {
@@ -33,7 +25,7 @@ using Pcm = std::vector<std::int16_t>;
 class Stack : public ::testing::TestWithParam<int> {
  protected:
   void SetUp() override {
-#ifdef QUEL_SANITIZED
+#if QUEL_SANITIZED
     GTEST_SKIP() << "sanitizers put things of their own on the stack";
 #endif
   }
@@ -49,7 +41,7 @@ class Stack : public ::testing::TestWithParam<int> {
 INSTANTIATE_TEST_SUITE_P(All, Stack, ::testing::Range(0, 4));
 
 TEST(StackUse, SeesAnArray) {
-#ifdef QUEL_SANITIZED
+#if QUEL_SANITIZED
   GTEST_SKIP() << "sanitizers put things of their own on the stack";
 #endif
   const auto use = [](auto bytes) {

@@ -8,16 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "support/sanitizers.h"
 #include "tools/tool_support.h"
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define QUEL_SANITIZED 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer) || \
-    __has_feature(memory_sanitizer)
-#define QUEL_SANITIZED 1
-#endif
-#endif
 
 namespace quel::test {
 namespace {
@@ -107,7 +99,7 @@ TEST_F(QuelBatchFailure, AFolderThatCannotBeReadIsOneFailure) {
 }
 
 TEST_F(QuelBatchFailure, WithoutMoreThreadsThereIsStillOne) {
-#ifdef QUEL_SANITIZED
+#if QUEL_SANITIZED
   GTEST_SKIP() << "sanitizers reserve more address space than there is memory";
 #endif
   // A thread's stack does not go into what address space is left.

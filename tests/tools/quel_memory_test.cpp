@@ -3,16 +3,8 @@
 
 #include <string>
 
+#include "support/sanitizers.h"
 #include "tools/tool_support.h"
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define QUEL_SANITIZED 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer) || \
-    __has_feature(memory_sanitizer)
-#define QUEL_SANITIZED 1
-#endif
-#endif
 
 namespace quel::test {
 namespace {
@@ -26,7 +18,7 @@ class QuelMemoryTest : public ToolTest {
 
 // From the least address space in which the system can start the program at all.
 TEST_F(QuelMemoryTest, WithoutMemoryItSaysSoAndFails) {
-#ifdef QUEL_SANITIZED
+#if QUEL_SANITIZED
   GTEST_SKIP() << "sanitizers reserve more address space than there is memory";
 #endif
   constexpr int unstarted = 127;
