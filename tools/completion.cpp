@@ -96,7 +96,7 @@ constexpr const char* bash_end = R"sh(  if [[ $list -eq 1 && $current == *,* ]];
 
 // ---- zsh ----
 
-/// For the inside of '...', in a specification whose fields colons part.
+/// For the inside of '...', in an argument description whose fields colons separate.
 std::string zsh_text(const std::string& text) {
   std::string out;
   for (const char c : text) {
