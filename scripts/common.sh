@@ -56,3 +56,9 @@ configure() {
   ! sed -n '/variables were not used/,/^--/p' <<<"$log" | grep '^    [A-Z]' |
     grep -vx ' *CMAKE_TOOLCHAIN_FILE'
 }
+
+# source_state PATH...: a short name of what these files and folders hold; results are kept under it,
+# so that no table shows what older sources gave.
+source_state() {
+  find "$@" -type f | LC_ALL=C sort | xargs sha256sum | sha256sum | cut -c 1-16
+}
