@@ -229,24 +229,29 @@ std::vector<Digest> conformance_digests() {
     const std::string name = "flavor " + std::to_string(flavor);
     const auto units = encode(flavor, conformance_signal(quel_sampling_rate(flavor)));
     digests.push_back({name + ", coded units", digest_of(units)});
-    const auto pcm = [&](int concealment, int loss) {
-      return digest_of(decode(flavor, concealment, units, ScatteredLosses(flavor, loss)));
+    const auto random = random_units(flavor, 400);
+    const auto pcm = [&](const std::vector<std::uint8_t>& coded, int concealment, int loss) {
+      return digest_of(decode(flavor, concealment, coded, ScatteredLosses(flavor, loss)));
     };
-    const auto all_received = [](std::size_t) { return false; };
-    const auto decoded = [&](const std::vector<std::uint8_t>& coded) {
-      return digest_of(decode(flavor, QUEL_CONCEAL_IMMEDIATE, coded, all_received));
+    const auto after_gap = [&](int concealment) {
+      const auto lost = [](std::size_t unit) { return unit >= 40 && unit < 340; };
+      return digest_of(decode(flavor, concealment, units, lost));
     };
-    digests.push_back({name + ", decoded", pcm(QUEL_CONCEAL_IMMEDIATE, 0)});
-    digests.push_back({name + ", losses concealed at once", pcm(QUEL_CONCEAL_IMMEDIATE, 3)});
-    digests.push_back({name + ", losses concealed later", pcm(QUEL_CONCEAL_DEFERRED, 3)});
-    digests.push_back({name + ", random bits", decoded(random_units(flavor, 400))});
-    digests.push_back({name + ", excitation that grows", decoded(growing_units(flavor, 240))});
-    const auto long_gap = [](std::size_t unit) { return unit >= 40 && unit < 340; };
-    digests.push_back({name + ", a long loss",
-                       digest_of(decode(flavor, QUEL_CONCEAL_IMMEDIATE, units, long_gap))});
+    const int at_once = QUEL_CONCEAL_IMMEDIATE, later = QUEL_CONCEAL_DEFERRED;
+    digests.push_back({name + ", decoded", pcm(units, at_once, 0)});
+    digests.push_back({name + ", losses concealed at once", pcm(units, at_once, 3)});
+    digests.push_back({name + ", losses concealed later", pcm(units, later, 3)});
+    digests.push_back({name + ", random bits", pcm(random, at_once, 0)});
+    digests.push_back(
+        {name + ", random bits and losses, concealed at once", pcm(random, at_once, 6)});
+    digests.push_back({name + ", random bits and losses, concealed later", pcm(random, later, 6)});
+    digests.push_back(
+        {name + ", excitation that grows", pcm(growing_units(flavor, 240), at_once, 0)});
+    digests.push_back({name + ", a long loss", after_gap(at_once)});
+    digests.push_back({name + ", a long loss, concealed later", after_gap(later)});
     const auto extreme = encode(flavor, extreme_signal(quel_sampling_rate(flavor)));
     digests.push_back({name + ", extreme signals, coded units", digest_of(extreme)});
-    digests.push_back({name + ", extreme signals, decoded", decoded(extreme)});
+    digests.push_back({name + ", extreme signals, decoded", pcm(extreme, at_once, 0)});
   }
   return digests;
 }
