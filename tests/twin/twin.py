@@ -31,6 +31,7 @@ class Stream:
         self.flavor = flavor
         self.deferred = {"immediate": False, "deferred": True}[conceal]
         self.missing = 0
+        self.peaks = []  # for every sample given out, the largest number in the memory by then
         if flavor == 3:
             self.decoder = Decoder16k()
         else:
@@ -39,13 +40,23 @@ class Stream:
     def frame(self, fields, received):
         """What comes out for one frame: a list of int16 arrays of a frame each."""
         if received:
-            out = [self.decoder.decode(fields, 1) for _ in range(self.missing)]
+            out = [self.made_up_or_read(fields, 1) for _ in range(self.missing)]
             self.missing = 0
-            return out + [self.decoder.decode(fields, 0)]
+            return out + [self.made_up_or_read(fields, 0)]
         if self.deferred:
             self.missing = min(self.missing + 1, 5)
             return []
-        return [self.decoder.decode(fields, 1 if self.flavor in (2, 3) else 2)]
+        return [self.made_up_or_read(fields, 1 if self.flavor in (2, 3) else 2)]
+
+    def made_up_or_read(self, fields, erasure):
+        before = self.memory_peak()
+        samples = self.decoder.decode(fields, erasure)
+        self.peaks += [max(before, self.memory_peak())] * len(samples)
+        return samples
+
+    def memory_peak(self):
+        memories = (self.decoder.past_excitation, self.decoder.synthesis_memory)
+        return max(float(np.abs(memory).max()) for memory in memories)
 
     def decode(self, coded, received):
         """Samples of whole units; `received`: a truth value for each frame."""
