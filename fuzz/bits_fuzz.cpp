@@ -193,7 +193,7 @@ void no_flavor(FuzzInput& input) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   FuzzInput input(data, size);
   while (!input.empty()) {
-    const int what = input.byte();
+    const int what = input.step();
     switch (what & 7) {
       case 0:
         copy_bits(input);
@@ -220,5 +220,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         no_flavor(input);
     }
   }
+  fuzz::check_seed(input);
   return 0;
 }

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <span>
 #include <type_traits>
@@ -23,8 +24,19 @@ class FuzzInput {
   FuzzInput(const std::uint8_t* data, std::size_t size) : left_(data, size) {}
 
   bool empty() const { return left_.empty(); }
+  std::size_t left() const { return left_.size(); }
+  /// Whether more was read than there was.
+  bool ran_out() const { return ran_out_; }
+  int steps() const { return steps_; }
+
+  /// The byte that says what comes next, which counts as a step.
+  std::uint8_t step() {
+    ++steps_;
+    return byte();
+  }
 
   std::uint8_t byte() {
+    ran_out_ = ran_out_ || left_.empty();
     if (left_.empty()) return 0;
     const std::uint8_t value = left_.front();
     left_ = left_.subspan(1);
@@ -54,6 +66,7 @@ class FuzzInput {
     const std::size_t count = std::min(n, left_.size());
     std::copy_n(left_.begin(), count, out.begin());
     left_ = left_.subspan(count);
+    ran_out_ = ran_out_ || count < n;
     return out;
   }
 
@@ -61,7 +74,32 @@ class FuzzInput {
 
  private:
   std::span<const std::uint8_t> left_;
+  bool ran_out_ = false;
+  int steps_ = 0;
 };
+
+/// Stops the program where a seed of make_corpus does not mean to the target what it was written to
+/// mean; without the check, seeds that a target's change leaves behind are no more than noise.
+/// scripts/fuzz runs every seed with QUEL_FUZZ_EXPECT, which is what the seed's name says.
+///
+/// outcome  of this input, a small number whose meaning is the target's own
+inline void check_seed(int outcome) {
+  static const char* const expected = std::getenv("QUEL_FUZZ_EXPECT");
+  if (expected == nullptr || std::atoi(expected) == outcome) return;
+  std::fprintf(stderr, "a seed that should give %s gives %d\n", expected, outcome);
+  std::abort();
+}
+
+/// Likewise for targets that read step by step: as many steps, which end where the input ends.
+inline void check_seed(const FuzzInput& input) {
+  static const bool checked = std::getenv("QUEL_FUZZ_EXPECT") != nullptr;
+  if (checked && (input.ran_out() || !input.empty())) {
+    std::fprintf(stderr, "a seed of another length than what is read of it: %zu bytes left%s\n",
+                 input.left(), input.ran_out() ? ", some missing" : "");
+    std::abort();
+  }
+  check_seed(input.steps());
+}
 
 /// Deterministic noise, for what would take too much of an input.
 class FuzzNoise {

@@ -64,7 +64,7 @@ void change(FuzzInput& input, Bytes& file) {
     const auto at = static_cast<std::size_t>(input.range(0, static_cast<int>(file.size()) - 1));
     const auto from = file.begin() + static_cast<std::ptrdiff_t>(at);
     const auto length = std::min<std::size_t>(input.byte(), file.size() - at);
-    switch (input.range(0, 3)) {
+    switch (input.step() % 4) {
       case 0:
         file[at] ^= input.byte();
         break;
@@ -222,6 +222,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   } catch (const FileError& error) {
     require(!readable);
     require(error.what()[0] == 'f');
+  }
+  if ((mode & 6) != 0) {
+    quel::fuzz::check_seed(input);
+  } else {
+    quel::fuzz::check_seed(readable ? 1 : 0);
   }
   return 0;
 }

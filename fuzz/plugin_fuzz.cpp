@@ -38,6 +38,7 @@ class Host {
   /// Everything that came out.
   Bytes run() {
     for (int calls = 0; !input_.empty() && calls < 200; ++calls) call();
+    check_seed(input_);
     return std::move(out_);
   }
 
@@ -68,7 +69,7 @@ class Host {
 };
 
 void Host::call() {
-  switch (input_.byte() % 12) {
+  switch (input_.step() % 12) {
     case 0: {
       const int flavor = input_.byte() & 3;
       require(SetFlavor(static_cast<std::uint16_t>(flavor)) == 0);

@@ -70,7 +70,7 @@ inline bool finite_memories(const FrameEncoder& e) {
   return all_finite(n.isp_old, n.ispq_old, n.hp_memx, n.speech, n.wsp, n.exc, n.mem_w, n.mem_syn,
                     n.mem_err, n.mem_w0) &&
          all_finite(w.speech, w.prefiltered, w.coded, w.res, w.wsp, w.exc, w.mem_w, w.mem_target,
-                    w.impulse, w.last_filter, w.last_prefilter, w.old_lsp) &&
+                    w.impulse, w.last_filter, w.last_prefilter, w.old_lsp, w.decimator.mem) &&
          all_finite(n.isf.past_r, n.gains.past_qua_en, w.lsf.past_q_target, w.gains.past_qua_en) &&
          std::isfinite(n.old_gain_pit);
 }

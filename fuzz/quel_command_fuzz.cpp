@@ -72,10 +72,10 @@ Case parse(const std::uint8_t* data, std::size_t size) {
   return result;
 }
 
-// One name in this folder, no list of many.
+// One name in this folder or in its folder d, no list of many.
 void tame(std::string& argument) {
   argument.resize(std::min(argument.size(), longest_argument));
-  std::replace(argument.begin(), argument.end(), '/', '_');
+  std::replace(argument.begin() + (argument.starts_with("d/") ? 2 : 0), argument.end(), '/', '_');
   for (std::size_t at; (at = argument.find("..")) != std::string::npos;) argument[at] = '_';
   constexpr std::ptrdiff_t most_commas = 2;
   while (std::count(argument.begin(), argument.end(), ',') > most_commas) {
@@ -217,7 +217,10 @@ void check_dump(const std::string& text) {
 
 void run_case(const Case& c) {
   fill_folder(c);
-  if (too_long(c)) return;
+  if (too_long(c)) {
+    quel::fuzz::check_seed(-1);
+    return;
+  }
   feed_standard_input(c.a);
   __fpurge(stdout);
   redirect(STDOUT_FILENO, "o", O_RDWR | O_CREAT | O_TRUNC);
@@ -225,6 +228,7 @@ void run_case(const Case& c) {
   const int descriptor = lowest_free_descriptor();
   const Outcome outcome = run(c.arguments);
   std::fflush(stdout);
+  quel::fuzz::check_seed(outcome.status);
   require(outcome.status >= 0 && outcome.status <= 2);
   const bool generated = c.arguments[0] == "--man" || c.arguments[0] == "--completions";
   if (outcome.status != 0 && !generated) require(!outcome.err.empty());

@@ -254,7 +254,7 @@ void Session::call_wrongly(int kind) {
 }
 
 void Session::step() {
-  const int what = input_.byte();
+  const int what = input_.step();
   const int count = what >> 3;
   switch (what & 7) {
     case 0:
@@ -290,5 +290,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const int kind = input.byte();
   Session session(input, kind & 3, kind >> 2 & 1);
   while (!session.over()) session.step();
+  check_seed(input);
   return 0;
 }

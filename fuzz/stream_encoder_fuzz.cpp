@@ -195,7 +195,7 @@ void Session::call_wrongly(int kind) {
 }
 
 void Session::step() {
-  const int what = input_.byte();
+  const int what = input_.step();
   const int count = what >> 3;
   switch (what & 7) {
     case 0: {
@@ -230,5 +230,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   FuzzInput input(data, size);
   Session session(input, input.byte() & 3);
   while (!session.over()) session.step();
+  check_seed(input);
   return 0;
 }
