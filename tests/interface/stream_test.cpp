@@ -12,6 +12,7 @@
 #include "bitstream/serial.h"
 #include "interface/frame_driver.h"
 #include "quelcodec/quelcodec.h"
+#include "support/sanitizers.h"
 #include "support/signals.h"
 
 namespace quel {
@@ -384,16 +385,10 @@ TEST_P(StreamFlavor, BitsPastTheFramesAreNotLookedAt) {
   EXPECT_EQ(exact.decode(nullptr, 0), wide.decode(nullptr, ~all));
 }
 
-// Ten minutes' sound of random bits, clean and with random masks in bursts of up to 100 frames.
-#ifdef QUEL_EMULATED
-constexpr int seconds_of_random_bits = 30;
-#else
-constexpr int seconds_of_random_bits = 600;
-#endif
-
+// Minutes of random bits, clean and with random masks in bursts of up to 100 frames.
 TEST_P(StreamFlavor, RandomBitsDecodeToDefinedSound) {
-  const int units =
-      seconds_of_random_bits * static_cast<int>(rate()) / quel_samples_per_unit(flavor());
+  const int seconds = test::slow_build ? 30 : 600;
+  const int units = seconds * static_cast<int>(rate()) / quel_samples_per_unit(flavor());
   for (const bool lossy : {false, true}) {
     for (const int concealment : {QUEL_CONCEAL_IMMEDIATE, QUEL_CONCEAL_DEFERRED}) {
       if (!lossy && concealment == QUEL_CONCEAL_DEFERRED) continue;  // the same calls
@@ -446,8 +441,9 @@ TEST_P(StreamFlavor, HostileInputToTheEncoderDecodesInKind) {
 }
 
 TEST_P(StreamFlavor, SilenceStaysSilence) {
-  // Digital silence for a minute: at most the idle noise of the gain quantiser's floor.
-  const auto n = static_cast<std::size_t>(60 * rate()) / 480 * 480;
+  // At most the idle noise of the gain quantiser's floor.
+  const int seconds = test::slow_build ? 10 : 60;
+  const auto n = static_cast<std::size_t>(seconds * rate()) / 480 * 480;
   const Pcm out = Decoder(flavor()).decode_all(Encoder(flavor()).code(Pcm(n)));
   std::int16_t loudest = 0;
   for (const std::int16_t v : Pcm(out.begin() + static_cast<std::ptrdiff_t>(rate()), out.end())) {
