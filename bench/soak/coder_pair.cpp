@@ -58,7 +58,8 @@ CoderPair::CoderPair(int flavor)
   if (first != QUEL_OK || second != QUEL_OK) throw std::bad_alloc();
 }
 
-Cost CoderPair::code(std::span<const std::int16_t> pcm, std::span<const std::uint32_t> received) {
+Cost CoderPair::code(std::span<const std::int16_t> pcm, std::span<const std::uint32_t> received,
+                     std::span<const std::uint8_t> instead) {
   Cost cost;
   cost.units = pcm.size() / samples_;
   if (cost.units * bytes_ > units_.size()) throw std::runtime_error("too much in one call");
@@ -74,10 +75,14 @@ Cost CoderPair::code(std::span<const std::int16_t> pcm, std::span<const std::uin
 
   cost.digest = conformance::digest(units_.data(), cost.units * bytes_);
   if (cost.units * samples_ > heard_.size()) throw std::runtime_error("too much in one call");
+  const std::uint8_t* const units = instead.empty() ? units_.data() : instead.data();
+  if (!instead.empty() && instead.size() != cost.units * bytes_) {
+    throw std::runtime_error("not as many hostile units");
+  }
   met_denormal();
   start = thread_ns();
   for (std::size_t k = 0; k < cost.units; ++k) {
-    const int n = quel_decode(decoder_.get(), &units_[k * bytes_], bytes_, received[k],
+    const int n = quel_decode(decoder_.get(), units + k * bytes_, bytes_, received[k],
                               &heard_[k * samples_], samples_);
     if (n != static_cast<int>(samples_)) throw std::runtime_error("a decoder fails");
     cost.decode_denormals += met_denormal() ? 1 : 0;

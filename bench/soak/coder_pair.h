@@ -32,7 +32,9 @@ class CoderPair {
   ///
   /// pcm       n units of samples
   /// received  [0..n-1] masks
-  Cost code(std::span<const std::int16_t> pcm, std::span<const std::uint32_t> received);
+  /// instead   n units that the decoder hears instead of the encoder's; empty for none
+  Cost code(std::span<const std::int16_t> pcm, std::span<const std::uint32_t> received,
+            std::span<const std::uint8_t> instead = {});
 
   void reset();
 

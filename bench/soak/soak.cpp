@@ -60,6 +60,7 @@ class Soak {
         rate_(quel_sampling_rate(flavor)),
         signal_(std::move(pool), rate_, static_cast<std::uint64_t>(flavor) + 1),
         losses_(static_cast<std::uint64_t>(flavor) + 11),
+        hostile_(flavor, static_cast<std::uint64_t>(flavor) + 21),
         pair_(flavor),
         before_(flavor),
         again_(flavor) {
@@ -137,10 +138,11 @@ class Soak {
     masks_.clear();
     for (std::size_t k = 0; k < samples / unit; ++k) masks_.push_back(mask());
     const std::span<const std::int16_t> pcm(waiting_.data(), samples);
+    const std::span<const std::uint8_t> instead = hostile_.next(kind, masks_.size());
     before_.become(pair_);
-    Cost cost = pair_.code(pcm, masks_);
+    Cost cost = pair_.code(pcm, masks_, instead);
     total_ns_ += (cost.encode_ns + cost.decode_ns) * static_cast<double>(cost.units);
-    repeat(cost, pcm);
+    repeat(cost, pcm, instead);
     count(cost, kind);
     waiting_.erase(waiting_.begin(), waiting_.begin() + static_cast<std::ptrdiff_t>(samples));
   }
@@ -158,13 +160,14 @@ class Soak {
 
   // A second that seems slower than any before is coded again from the same state and counts with
   // its least time: what else the machine does comes and goes, what the signal does stays.
-  void repeat(Cost& cost, std::span<const std::int16_t> pcm) {
+  void repeat(Cost& cost, std::span<const std::int16_t> pcm,
+              std::span<const std::uint8_t> instead) {
     constexpr int most = 20;
     for (int k = 0; k < most; ++k) {
       if (cost.encode_ns <= encode_slow_ && cost.decode_ns <= decode_slow_) return;
       if (k > 4) usleep(10000);
       again_.become(before_);
-      const Cost once_more = again_.code(pcm, masks_);
+      const Cost once_more = again_.code(pcm, masks_, instead);
       if (once_more.digest != cost.digest) throw std::runtime_error("not the same a second time");
       cost.encode_ns = std::min(cost.encode_ns, once_more.encode_ns);
       cost.decode_ns = std::min(cost.decode_ns, once_more.decode_ns);
@@ -190,6 +193,7 @@ class Soak {
   int flavor_, rate_;
   Signal signal_;
   Losses losses_;
+  HostileUnits hostile_;
   CoderPair pair_, before_, again_;
   std::vector<std::int16_t> waiting_;
   std::vector<std::uint32_t> masks_;

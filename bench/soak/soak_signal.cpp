@@ -1,13 +1,19 @@
 #include "soak/soak_signal.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <utility>
+
+#include "bitstream/serial.h"
+#include "quelcodec/quelcodec.h"
+#include "support/growing_fields.h"
 
 namespace quel::soak {
 
 const char* name_of(Kind kind) {
-  constexpr const char* names[] = {"speech", "clipped", "silence", "tail", "hiss", "loud"};
+  constexpr const char* names[] = {"speech", "clipped", "silence", "tail",
+                                   "hiss",   "loud",    "bits",    "growth"};
   static_assert(std::size(names) == static_cast<std::size_t>(Kind::count));
   return names[static_cast<std::size_t>(kind)];
 }
@@ -17,12 +23,14 @@ Signal::Signal(std::vector<std::int16_t> pool, int rate, std::uint64_t seed)
 
 void Signal::start_segment() {
   const int lot = random_.integer(0, 99);
-  kind_ = lot < 60   ? Kind::speech
-          : lot < 68 ? Kind::clipped
-          : lot < 78 ? Kind::silence
-          : lot < 90 ? Kind::tail
-          : lot < 95 ? Kind::hiss
-                     : Kind::loud;
+  kind_ = lot < 52   ? Kind::speech
+          : lot < 60 ? Kind::clipped
+          : lot < 70 ? Kind::silence
+          : lot < 82 ? Kind::tail
+          : lot < 87 ? Kind::hiss
+          : lot < 92 ? Kind::loud
+          : lot < 96 ? Kind::bits
+                     : Kind::growth;
   seconds_ = random_.integer(2, 20);
   if (kind_ == Kind::silence && random_.integer(0, 9) == 0) seconds_ = random_.integer(60, 600);
   place_ = static_cast<std::size_t>(random_.integer(0, static_cast<int>(pool_.size()) - 1));
@@ -47,7 +55,8 @@ double Signal::sample() {
     default:
       break;
   }
-  const double x = gain_ * (pool_[place_] + (random_.bits() >> 30) - 1.5);
+  const int dither = static_cast<int>(random_.bits() >> 30);
+  const double x = gain_ * (pool_[place_] + dither - 1.5);
   if (++place_ == pool_.size()) place_ = 0;
   gain_ *= decay_;
   return x;
@@ -63,6 +72,34 @@ Kind Signal::next_second(std::span<std::int16_t> pcm) {
     ++n_;
   }
   return kind_;
+}
+
+HostileUnits::HostileUnits(int flavor, std::uint64_t seed) : flavor_(flavor), random_(seed) {
+  // A second's units, and one for what the second before left.
+  const int units = quel_sampling_rate(flavor) / quel_samples_per_unit(flavor) + 2;
+  units_.reserve(static_cast<std::size_t>(units * quel_bytes_per_unit(flavor)));
+}
+
+std::span<const std::uint8_t> HostileUnits::next(Kind kind, std::size_t units) {
+  if (kind != Kind::bits && kind != Kind::growth) return {};
+  const auto bytes = static_cast<std::size_t>(quel_bytes_per_unit(flavor_));
+  const auto frames = static_cast<std::size_t>(quel_frames_per_unit(flavor_));
+  const auto frame_bits = static_cast<std::int32_t>(8 * bytes / frames);
+  units_.resize(units * bytes);
+  if (kind == Kind::bits) {
+    for (std::uint8_t& byte : units_) byte = static_cast<std::uint8_t>(random_.bits() >> 24);
+    return units_;
+  }
+  const bool largest = random_.integer(0, 1) == 0;
+  for (std::size_t frame = 0; frame < units * frames; ++frame) {
+    test::Fields words = test::growing_fields(flavor_, largest, random_);
+    if (TestBigEndian() != 0) SwapIntBytes(words.data(), test::fields);
+    std::array<std::uint8_t, QUEL_MAX_BYTES> packed{};
+    prm2binary(words.data(), packed.data(), flavor_);
+    bitcopy(&units_[frame / frames * bytes], packed.data(),
+            static_cast<std::int32_t>(frame % frames) * frame_bits, 0, frame_bits);
+  }
+  return units_;
 }
 
 bool Losses::lost() {

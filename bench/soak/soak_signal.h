@@ -17,6 +17,8 @@ enum class Kind {
   tail,     ///< speech that dies away to zeros, with which what the coders remember of it dies too
   hiss,     ///< noise of one or two steps of 16-bit PCM
   loud,     ///< full-scale noise and squares
+  bits,     ///< speech; the decoder hears random bits instead
+  growth,   ///< likewise units whose excitation grows until the decoder clears its histories
   count
 };
 const char* name_of(Kind kind);
@@ -45,6 +47,21 @@ class Signal {
   double decay_ = 1;  // of the gain, per sample
   int half_period_ = 0;
   std::uint64_t n_ = 0;  // samples since the segment's start
+};
+
+/// Coded units that no encoder makes.
+class HostileUnits {
+ public:
+  HostileUnits(int flavor, std::uint64_t seed);
+
+  /// Units for a second of `bits` or `growth`; none of any other kind. Valid until the next call.
+  /// Allocates nothing, since the heap in use is watched.
+  std::span<const std::uint8_t> next(Kind kind, std::size_t units);
+
+ private:
+  int flavor_;
+  conformance::Random random_;
+  std::vector<std::uint8_t> units_;
 };
 
 /// Frames lost one by one, in bursts, and for seconds on end; now and then none for a while.
