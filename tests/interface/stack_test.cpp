@@ -16,8 +16,7 @@
 namespace quel {
 namespace {
 
-// Promised in docs/robustness.md. Most of it goes unused: about 2 KiB by optimised builds, 6 KiB
-// without optimisation, where every temporary has a place of its own.
+// Promised in docs/robustness.md, whose table says how little of it is used.
 constexpr std::size_t bound = 8 * 1024;
 
 using Pcm = std::vector<std::int16_t>;
