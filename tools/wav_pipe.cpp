@@ -59,7 +59,7 @@ class HeaderReader {
         return format;
       }
       if (size > longest_header || !take(static_cast<std::size_t>(size + size % 2))) return {};
-      const std::uint8_t* const body = &seen_[at + 8];
+      const std::uint8_t* const body = seen_.data() + at + 8;
       if (text(at) == "ds64" && size >= 16) wide_bytes = little_endian(body + 8, 8);
       if (text(at) == "fmt " && size >= 16) read_format(body, size, format);
     }
