@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <string_view>
 
@@ -11,17 +12,26 @@
 namespace quel::tools {
 namespace {
 
+/// Chunks ahead of the samples, more than anybody writes: a file may have room for any number.
+constexpr int most_chunks = 2000;
+
 /// Reads a file piece by piece, wherever its descriptor stands.
 class Chunks {
  public:
   explicit Chunks(int descriptor) : descriptor_(descriptor) {}
 
   bool take(std::uint64_t offset, std::size_t count) {
-    return pread(descriptor_, bytes_.data(), count, static_cast<off_t>(offset)) ==
-           static_cast<ssize_t>(count);
+    got_ = pread(descriptor_, bytes_.data(), count, static_cast<off_t>(offset));
+    return got_ == static_cast<ssize_t>(count);
   }
+  /// Whether the file ended within what take() took last.
+  bool cut() const { return got_ > 0; }
   std::string_view text(std::size_t at) const {
     return {reinterpret_cast<const char*>(&bytes_[at]), 4};
+  }
+  bool has_name() const {
+    const std::string_view name = text(0);
+    return std::all_of(name.begin(), name.end(), [](char c) { return c >= 0x20 && c <= 0x7e; });
   }
   std::uint64_t number(std::size_t at, std::size_t count, bool big_endian) const {
     std::uint64_t value = 0;
@@ -33,6 +43,7 @@ class Chunks {
 
  private:
   int descriptor_;
+  ssize_t got_ = 0;
   std::array<std::uint8_t, 16> bytes_{};
 };
 
@@ -50,7 +61,9 @@ std::optional<SampleBytes> find_samples(int descriptor) {
       chunks.text(0) == "FORM" && (chunks.text(8) == "AIFF" || chunks.text(8) == "AIFC");
   if (!wav && !aiff) return {};
   std::uint64_t wide_bytes = 0;
-  for (std::uint64_t at = 12; chunks.take(at, 8);) {
+  std::uint64_t at = 12;
+  for (int count = 0; chunks.take(at, 8); ++count) {
+    if (count == most_chunks || !chunks.has_name()) return {};
     const std::uint64_t bytes = chunks.number(4, 4, aiff);
     if (chunks.text(0) == (aiff ? "SSND" : "data")) {
       const bool in_ds64 = wide && bytes == 0xffffffffu;
@@ -62,7 +75,10 @@ std::optional<SampleBytes> find_samples(int descriptor) {
     }
     at += 8 + bytes + bytes % 2;
   }
-  return {};
+  if (!chunks.cut()) return {};
+  SampleBytes none;
+  none.head_cut = true;
+  return none;
 }
 
 }  // namespace quel::tools
