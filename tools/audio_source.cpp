@@ -15,6 +15,7 @@
 
 #include "tools/file_error.h"
 #include "tools/sound_length.h"
+#include "tools/sound_library.h"
 #include "tools/wav_pipe.h"
 
 namespace quel::tools {
@@ -30,12 +31,6 @@ constexpr std::uint64_t endless = std::uint64_t{1} << 60;
 std::string without_stop(std::string text) {
   while (!text.empty() && (text.back() == '.' || text.back() == ' ')) text.pop_back();
   return text;
-}
-
-int duplicate(int descriptor) {
-  const int copy = fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
-  if (copy < 0) throw FileError("a second descriptor", std::strerror(errno));
-  return copy;
 }
 
 struct CloseSound {
@@ -84,6 +79,8 @@ struct AudioSource::Impl {
   std::optional<PipeInput> pipe;
   BarePipe bare{};
   std::unique_ptr<SNDFILE, CloseSound> file;
+  std::string refusal;  // why there is no `file`
+  std::optional<SampleBytes> samples;
   std::optional<std::uint64_t> frames;
   std::uint64_t frames_read = 0;
   bool cut = false;
@@ -96,6 +93,7 @@ struct AudioSource::Impl {
 
   std::string shown() const { return path == "-" ? "standard input" : path; }
   void open();
+  int duplicate(int other) const;
   void open_file(int own);
   void open_pipe();
   void open_bare(const WavStreamFormat& format);
@@ -119,10 +117,8 @@ void AudioSource::Impl::open() {
   }
   if (S_ISREG(status.st_mode) && lseek(descriptor, 0, SEEK_CUR) == 0) {
     open_file(duplicate(descriptor));
-    const auto samples = find_samples(descriptor);
     // A recorder was killed before it could tell the length: as from a pipe, up to the end.
-    if (options.raw_rate == 0 && frames == 0 && samples && !samples->claimed &&
-        samples->there > 0) {
+    if (frames == 0 && samples && !samples->claimed && samples->there > 0) {
       file.reset();
       info = {};
       if (lseek(descriptor, 0, SEEK_SET) != 0) throw FileError(shown(), std::strerror(errno));
@@ -132,7 +128,7 @@ void AudioSource::Impl::open() {
     open_pipe();
   }
   if (!file) {
-    throw FileError(shown(), "no readable audio file (" + without_stop(sf_strerror(nullptr)) + ")");
+    throw FileError(shown(), "no readable audio file (" + without_stop(refusal) + ")");
   }
   if (info.samplerate < lowest_rate || info.samplerate > highest_rate) {
     throw FileError(shown(), "its sampling rate of " + std::to_string(info.samplerate) +
@@ -145,12 +141,22 @@ void AudioSource::Impl::open() {
   }
 }
 
+int AudioSource::Impl::duplicate(int other) const {
+  const int copy = fcntl(other, F_DUPFD_CLOEXEC, 0);
+  if (copy < 0) {
+    throw FileError(shown(), std::string("cannot be opened twice: ") + std::strerror(errno));
+  }
+  return copy;
+}
+
 // Its own descriptor: where the library refuses a file it closes what it was given, whatever it is
 // told, and the number may stand for another thread's file by the time this one closes it again.
 void AudioSource::Impl::open_file(int own) {
-  const auto samples = options.raw_rate > 0 ? std::nullopt : find_samples(own);
+  file.reset(open_sound([&] { return sf_open_fd(own, SFM_READ, &info, /*close_desc=*/SF_TRUE); },
+                        refusal));
+  if (!file) return;
+  if (options.raw_rate == 0) samples = find_samples(own);
   cut = samples && samples->cut();
-  file.reset(sf_open_fd(own, SFM_READ, &info, /*close_desc=*/SF_TRUE));
   frames = static_cast<std::uint64_t>(std::max<sf_count_t>(0, info.frames));
 }
 
@@ -173,23 +179,25 @@ void AudioSource::Impl::open_bare(const WavStreamFormat& format) {
   SF_VIRTUAL_IO io{BarePipe::get_length, BarePipe::seek, BarePipe::read, BarePipe::write,
                    BarePipe::tell};
   bare = {&*pipe, format.bytes.value_or(endless), 0, {}};
-  file.reset(sf_open_virtual(&io, SFM_READ, &info, &bare));
+  file.reset(open_sound([&] { return sf_open_virtual(&io, SFM_READ, &info, &bare); }, refusal));
   if (file && format.bytes) frames = static_cast<std::uint64_t>(info.frames);
 }
 
 // Most formats cannot be read without going back and forth. The file has no name and goes with its
 // descriptor.
 int AudioSource::Impl::spool() {
+  const auto fail = [this] {
+    throw FileError(shown(),
+                    std::string("no temporary file to keep it in: ") + std::strerror(errno));
+  };
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> spooled(std::tmpfile(), std::fclose);
-  if (!spooled) throw FileError("a temporary file", std::strerror(errno));
+  if (!spooled) fail();
   std::array<std::uint8_t, 65536> bytes;
   for (std::size_t got = bytes.size(); got == bytes.size();) {
     got = pipe->read(bytes.data(), bytes.size());
-    if (std::fwrite(bytes.data(), 1, got, spooled.get()) != got) {
-      throw FileError("a temporary file", std::strerror(errno));
-    }
+    if (std::fwrite(bytes.data(), 1, got, spooled.get()) != got) fail();
   }
-  if (std::fflush(spooled.get()) != 0) throw FileError("a temporary file", std::strerror(errno));
+  if (std::fflush(spooled.get()) != 0) fail();
   std::rewind(spooled.get());
   return duplicate(fileno(spooled.get()));
 }

@@ -9,6 +9,7 @@
 #include <filesystem>
 
 #include "tools/file_error.h"
+#include "tools/sound_library.h"
 
 namespace quel::tools {
 namespace {
@@ -57,9 +58,10 @@ class FlacWriter : public SoundWriter {
     info.channels = 1;
     info.format = SF_FORMAT_FLAC | SF_FORMAT_PCM_16;
     SF_VIRTUAL_IO io{get_length, seek, read, put, tell};
-    sound_ = sf_open_virtual(&io, SFM_WRITE, &info, this);
+    std::string refusal;
+    sound_ = open_sound([&] { return sf_open_virtual(&io, SFM_WRITE, &info, this); }, refusal);
     fail_if_broken();
-    if (sound_ == nullptr) throw FileError(file_.name(), sf_strerror(nullptr));
+    if (sound_ == nullptr) throw FileError(file_.name(), refusal);
   }
   ~FlacWriter() override {
     if (sound_ != nullptr) sf_close(sound_);
