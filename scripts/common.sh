@@ -37,7 +37,7 @@ need() {
 configure_sanitized() {
   configure "$1" -DCMAKE_C_COMPILER=clang-14 -DCMAKE_CXX_COMPILER=clang++-14 \
     -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_FLAGS_RELWITHDEBINFO="-O2 -g1" \
-    -DQUELCODEC_FUZZ=ON \
+    -DQUELCODEC_FUZZ=ON -DQUELCODEC_BENCH=ON \
     -DQUELCODEC_SANITIZE=address,undefined,float-cast-overflow,fuzzer-no-link
 }
 

@@ -165,7 +165,8 @@ bool apply(Poison poison, FrameDecoder& decoder, const CodedSpeech& speech, Rand
   const ScratchSwitch scratch(decoder.scratch);
   switch (poison) {
     case Poison::largest_gains:
-      for (int k = random.integer(1, 2 * quel_sampling_rate(speech.flavor) / speech.mode.len_frame); k > 0; --k) {
+      for (int k = random.integer(1, 2 * quel_sampling_rate(speech.flavor) / speech.mode.len_frame);
+           k > 0; --k) {
         decode_fields(decoder, speech, growing_fields(speech.flavor, true, random));
       }
       return true;
