@@ -111,7 +111,7 @@ void fill_folder(const Case& c) {
   write_file("b", c.b);
 }
 
-// Short inputs that stand for hours of sound: a file may say that an hour of it was lost.
+// Short inputs that stand for hours of sound: a file may say that a day of it was lost.
 bool too_long(const Case& c) {
   const bool many = mentions(c, "eval");  // codes it once for each flavor and loss
   const double most = many ? longest_seconds / 4 : longest_seconds;

@@ -12,8 +12,6 @@ namespace {
 
 /// Bytes within which the first page must start.
 constexpr std::uint64_t head_search_bytes = 1 << 20;
-/// How much more time than it holds itself a file may claim to have lost.
-constexpr std::uint64_t lost_seconds = 3600;
 
 bool first_packet_is(const OggPage& page, bool (*kind)(std::span<const std::uint8_t>)) {
   return !page.packets.empty() && kind(page.packets.front());
@@ -65,6 +63,7 @@ void OggReader::take_head(const OggPage& page) {
     throw FileError(name_, "its first page holds something else than the header");
   }
   serial_ = page.serial;
+  number_ = page.number;
   unit_bytes_ = static_cast<std::uint64_t>(check(quel_bytes_per_unit(head_.flavor)));
   unit_samples_ = static_cast<std::uint64_t>(check(quel_samples_per_unit(head_.flavor)));
   data_seen_ = false;
@@ -90,6 +89,7 @@ void OggReader::find_tags() {
   } catch (const std::invalid_argument& error) {
     report_.tags_error = error.what();
   }
+  number_ = page_.number;
   // An empty source ends here.
   page_.packets.clear();
   page_waits_ = page_.last;
@@ -121,6 +121,9 @@ bool OggReader::next_page() {
   while (!ended_) {
     if (page_waits_) {
       page_waits_ = false;
+    } else if (page_follows_) {
+      page_follows_ = false;
+      std::swap(page_, doubted_);
     } else if (!pages_.next(page_) || starts_further_stream(page_)) {
       ended_ = true;
       break;
@@ -141,53 +144,6 @@ bool OggReader::starts_further_stream(const OggPage& page) {
   if (page.serial != serial_) ++report_.foreign_pages;
   data_seen_ = data_seen_ || !page.first;
   return false;
-}
-
-// The units on page_; nothing where it cannot be sound.
-std::optional<std::uint64_t> OggReader::count_units() const {
-  if (!page_.self_contained) return {};
-  std::uint64_t units = 0;
-  for (const auto& packet : page_.packets) {
-    if (packet.empty() || packet.size() % unit_bytes_ != 0) return {};
-    units += packet.size() / unit_bytes_;
-  }
-  return units;
-}
-
-// Finds out where page_ belongs from its granule position alone.
-bool OggReader::place_page() {
-  const std::optional<std::uint64_t> counted = count_units();
-  // The end that an unsound last page gives holds all the same.
-  if (!counted) page_.packets.clear();
-  const std::uint64_t units = counted.value_or(0);
-  const auto samples = static_cast<std::uint64_t>(page_.granule);
-  const std::uint64_t end = (samples + unit_samples_ - 1) / unit_samples_;
-  const bool whole = page_.granule >= 0 && (page_.last || samples % unit_samples_ == 0);
-  const bool placed = whole && !page_.first && (counted || page_.last) && end >= placed_ + units;
-  // A page may not claim more lost time than the file could ever have held.
-  const std::uint64_t rate = static_cast<std::uint64_t>(check(quel_sampling_rate(head_.flavor)));
-  const std::uint64_t bearable =
-      lost_seconds * rate / unit_samples_ + report_.units + pages_.skipped_bytes() / unit_bytes_;
-  const std::uint64_t lost = placed ? end - units - placed_ : 0;
-  if (!placed || report_.lost_units + lost > bearable) {
-    ++report_.misplaced_pages;
-    return false;
-  }
-  if (!counted) ++report_.misplaced_pages;
-  if (lost > 0) ++report_.holes;
-  report_.lost_units += lost;
-  report_.units += units;
-  // An end cuts into its own page; sound that was given out before is not taken back.
-  const std::uint64_t given_out = units + lost > 0 ? 0 : placed_ * unit_samples_;
-  if (page_.last && counted && samples < given_out) ++report_.misplaced_pages;
-  start_ = end - units;
-  placed_ = end;
-  packet_ = 0;
-  if (page_.last) {
-    end_ = std::max(samples, given_out);
-    ended_ = report_.complete = true;
-  }
-  return true;
 }
 
 void OggReader::build_index() {

@@ -93,8 +93,19 @@ class OggReader {
   bool next_page();
   bool indexed_page();
   bool starts_further_stream(const OggPage& page);
-  bool place_page();
+  struct Place {
+    std::uint64_t start;  // unit
+    std::uint64_t end;    // the one after its last
+    bool sound;           // whether its units can be used
+  };
   std::optional<std::uint64_t> count_units() const;
+  std::optional<Place> find_place();
+  bool bearable(const Place& place) const;
+  std::uint64_t units_in(std::uint64_t seconds) const;
+  bool place_page();
+  void doubt(const Place& place);
+  bool agree();
+  void settle(const Place& place);
   void build_index();
 
   OggSource& source_;
@@ -113,6 +124,12 @@ class OggReader {
   std::size_t packet_ = 0;   // of page_, to be given next
   std::uint64_t position_ = 0;
   std::uint64_t placed_ = 0;  // unit after the last placed page
+  std::uint32_t number_ = 0;  // of the last placed page, or of the headers
+  OggPage doubted_;  // the page before, which claimed too great a loss to be believed alone
+  std::vector<std::uint8_t> doubted_bytes_;   // its packets
+  std::optional<std::uint64_t> doubted_end_;  // unit after it; nothing where there is no such page
+  bool page_follows_ = false;                 // doubted_ is the page after page_ instead
+  std::uint64_t agreed_lost_ = 0;             // of the lost units, those that two pages agreed on
   std::optional<std::uint64_t> end_;
   bool ended_ = false;
 

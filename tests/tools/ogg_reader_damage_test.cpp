@@ -156,6 +156,7 @@ TEST_F(OneFlavor, NoMoreThanAnHourIsLostBeyondWhatTheFileHolds) {
   // Before the last page 36 units have come.
   for (const std::uint64_t lost : {hour + 36, hour + 37}) {
     Bytes changed = file;
+    put_number(changed, pages.back().start + 18, 1000000, 4);  // as if as many pages were missing
     set_granule(changed, pages.back(), (n + lost) * 144);
     MemorySource source(changed);
     OggReader reader(source, "f");
@@ -164,6 +165,87 @@ TEST_F(OneFlavor, NoMoreThanAnHourIsLostBeyondWhatTheFileHolds) {
     const bool borne = lost == hour + 36;
     EXPECT_EQ(reader.report().lost_units, borne ? lost : 0);
     EXPECT_EQ(reader.report().complete, borne);
+  }
+}
+
+// Where pages are counted without a gap nothing can be lost between them.
+TEST_F(OneFlavor, APositionThatThePageNumbersDenyCostsOnlyItsOwnPage) {
+  for (const std::uint64_t ahead : {1u, 9u, 1000u}) {
+    SCOPED_TRACE(ahead);
+    Bytes changed = file;
+    set_granule(changed, pages[3], granule_of(file, pages[3]) + ahead * 144);
+    const Outcome outcome = read_all(changed);
+    EXPECT_EQ(outcome.report.misplaced_pages, 1u);
+    EXPECT_EQ(outcome.lost(), 9u);
+    EXPECT_EQ(outcome.units.size(), n);
+    EXPECT_TRUE(in_place(outcome.units, units));
+  }
+  // A page has at most 65025 bytes of units.
+  for (const std::uint64_t lost : {65025 / 19, 65025 / 19 + 1}) {
+    Bytes changed = without(file, pages[5]);
+    const PageSpan last = page_spans(changed)[5];
+    set_granule(changed, last, (n - 9 + lost) * 144);
+    EXPECT_EQ(read_all(changed).lost(), lost == 65025 / 19 ? lost : 0);
+  }
+}
+
+// The pages of `file` from one on, as if that much had been sent before; page numbers as given.
+Bytes moved(const Bytes& file, std::size_t from, std::uint64_t units, std::uint32_t numbers) {
+  Bytes changed = file;
+  const auto pages = page_spans(file);
+  for (std::size_t i = from; i < pages.size(); ++i) {
+    const std::uint64_t number = get_number(changed, pages[i].start + 18, 4);
+    put_number(changed, pages[i].start + 18, number + numbers, 4);
+    set_granule(changed, pages[i], granule_of(file, pages[i]) + units * 144);
+  }
+  return changed;
+}
+
+TEST_F(OneFlavor, AFileThatLacksHoursIsReadWherePagesAgree) {
+  constexpr std::uint64_t hour = 200000;  // units of 18 ms
+  for (const std::uint32_t numbers : {0u, 3600u}) {
+    SCOPED_TRACE(numbers);
+    for (const std::size_t from : {2u, 4u}) {
+      const Bytes late = moved(file, from, 2 * hour, numbers);
+      const std::uint64_t gap = 2 * hour, before = (from - 2) * 9;
+      MemorySource source(late);
+      OggReader reader(source, "f");
+      std::vector<Bytes> received;
+      std::uint64_t lost = 0;
+      for (OggEvent event = reader.next(); event.kind != Kind::end; event = reader.next()) {
+        if (event.kind == Kind::lost) {
+          EXPECT_EQ(received.size(), before);
+          lost += event.units;
+          continue;
+        }
+        for (std::size_t i = 0; i < event.units; ++i) {
+          const auto unit = event.bytes.subspan(19 * i, 19);
+          received.emplace_back(unit.begin(), unit.end());
+        }
+      }
+      EXPECT_EQ(received, units);
+      EXPECT_EQ(lost, gap);
+      EXPECT_EQ(reader.report().misplaced_pages, 0u);
+      EXPECT_EQ(reader.report().holes, 1u);
+      EXPECT_TRUE(reader.report().complete);
+      // Sought, the same.
+      EXPECT_EQ(reader.seek((gap + before + 3) * 144), gap + before + 3);
+      EXPECT_EQ(
+          read_on(reader).units,
+          std::vector<Bytes>(units.begin() + static_cast<std::ptrdiff_t>(before) + 3, units.end()));
+    }
+  }
+}
+
+TEST_F(OneFlavor, NobodyLosesMoreThanADay) {
+  constexpr std::uint64_t day = 24 * 200000;
+  for (const std::uint64_t lost : {day, day + 1}) {
+    const Bytes late = moved(file, 2, lost, 1000000);
+    MemorySource source(late);
+    OggReader reader(source, "f");
+    reader.drain();
+    EXPECT_EQ(reader.report().lost_units, lost == day ? day : 0);
+    EXPECT_EQ(reader.report().misplaced_pages, lost == day ? 0u : 5u);
   }
 }
 
