@@ -38,9 +38,9 @@ void mux_dump(const MuxJob& job, OutputFile& output) {
 }
 
 // Appends units as they come, and counts them.
-std::uint64_t copy_units(const std::string& input, int flavor, OggWriter& writer) {
+std::uint64_t copy_units(FileSource& source, const std::string& input, int flavor,
+                         OggWriter& writer) {
   const auto unit_bytes = static_cast<std::size_t>(check(quel_bytes_per_unit(flavor)));
-  FileSource source(input);
   std::vector<std::uint8_t> buffer(4096 * unit_bytes);
   std::size_t filled = 0;
   std::uint64_t units = 0;
@@ -69,8 +69,9 @@ void mux_units(const MuxJob& job, OutputFile& output) {
   OggWriterOptions options;
   options.packet_ms = job.packet_ms;
   options.page_ms = job.page_ms;
+  FileSource source(job.input);
   OggWriter writer([&](auto page) { output.write(page); }, head, tags, options);
-  const std::uint64_t units = copy_units(job.input, job.flavor, writer);
+  const std::uint64_t units = copy_units(source, job.input, job.flavor, writer);
   const auto unit_samples = static_cast<std::uint64_t>(check(quel_samples_per_unit(job.flavor)));
   const std::uint64_t most = units * unit_samples - (units > 0 ? head.pre_skip : 0u);
   const std::uint64_t samples = job.samples.value_or(most);
