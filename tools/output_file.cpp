@@ -39,26 +39,29 @@ OutputFile::OutputFile(const std::string& name, bool force, const std::string& i
   }
   std::error_code error;
   if (const fs::path resolved = fs::canonical(target_, error); !error) target_ = resolved;
-  fs::path part = target_;
-  part += ".part";
-  refuse_input(input, part);
+  part_ = target_;
+  part_ += ".part";
+  refuse_input(input);
   refuse_existing();
-  part_ = part;
-  file_ = std::fopen(part_.c_str(), "w+b");
+  lock_.emplace(part_, name_, "another run is writing it");
+  // A second descriptor, since the lock must outlive the closing that precedes the naming.
+  const int own = fcntl(lock_->descriptor(), F_DUPFD_CLOEXEC, 0);
+  if (own < 0) fail(errno);
+  file_ = fdopen(own, "r+b");
   if (file_ == nullptr) {
-    part_.clear();
-    fail(errno);
+    close(own);
+    fail(ENOMEM);
   }
 }
 
-void OutputFile::refuse_input(const std::string& input, const fs::path& part) const {
+void OutputFile::refuse_input(const std::string& input) const {
   struct stat read {
   }, written{};
   if (!stat_input(input, read)) return;
   if (stat(target_.c_str(), &written) == 0 && is_one_file(read, written)) {
     throw FileError(name_, "is the input; the output needs another name");
   }
-  if (stat(part.c_str(), &written) == 0 && is_one_file(read, written)) {
+  if (stat(part_.c_str(), &written) == 0 && is_one_file(read, written)) {
     throw FileError(name_, "writing it would overwrite the input " + shown(input));
   }
 }
@@ -83,10 +86,17 @@ void OutputFile::open_standard_output(const std::string& input) {
 OutputFile::~OutputFile() {
   if (file_ == stdout) return;
   if (file_ != nullptr) std::fclose(file_);
-  remove_part();
+  if (lock_ && begun_) lock_->remove();
+}
+
+void OutputFile::begin() {
+  if (begun_ || file_ == stdout) return;
+  if (ftruncate(lock_->descriptor(), 0) != 0) fail(errno);
+  begun_ = true;
 }
 
 void OutputFile::write(std::span<const std::uint8_t> bytes) {
+  begin();
   if (std::fwrite(bytes.data(), 1, bytes.size(), file_) != bytes.size()) fail(errno);
 }
 
@@ -95,6 +105,7 @@ void OutputFile::flush() {
 }
 
 void OutputFile::seek(std::uint64_t offset) {
+  begin();
   if (std::fseek(file_, start_ + static_cast<long>(offset), SEEK_SET) != 0) fail(errno);
 }
 
@@ -125,29 +136,21 @@ void OutputFile::insert(std::uint64_t offset, std::span<const std::uint8_t> byte
 }
 
 void OutputFile::commit() {
+  begin();
   flush();
   if (file_ == stdout) return;
-  // Some file systems report a failed write only here; the part is then of no use.
-  if (std::fclose(std::exchange(file_, nullptr)) != 0) {
-    const int error = errno;
-    remove_part();
-    fail(error);
-  }
+  // Some file systems report a failed write only here.
+  if (std::fclose(std::exchange(file_, nullptr)) != 0) fail(errno);
   if (!held_back_) release();
 }
 
 void OutputFile::release() {
   refuse_existing();
+  if (!lock_->in_place()) throw FileError(part_, "was taken away while it was written");
   std::error_code error;
   fs::rename(part_, target_, error);
   if (error) throw FileError(name_, error.message());
-  part_.clear();
-}
-
-void OutputFile::remove_part() {
-  std::error_code ignored;
-  if (!part_.empty()) fs::remove(part_, ignored);
-  part_.clear();
+  lock_.reset();
 }
 
 void OutputFile::fail(int error) const {

@@ -3,8 +3,11 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <optional>
 #include <span>
 #include <string>
+
+#include "tools/locked_file.h"
 
 namespace quel::tools {
 
@@ -14,7 +17,8 @@ namespace quel::tools {
 /// as it comes.
 class OutputFile {
  public:
-  /// Opens NAME.part.
+  /// Opens NAME.part and keeps other runs from it. What a killed run left there stays until the
+  /// first byte is written: an input that cannot be read costs nobody the rescue of another.
   ///
   /// name   the file to be made; a symbolic link stands for the file that it points at
   /// force  whether an existing file may be replaced
@@ -22,8 +26,9 @@ class OutputFile {
   ///        be neither NAME nor NAME.part by any name, since a recording would be lost
   ///
   /// Throws FileError where NAME exists and `force` is false, where it is no regular file (a
-  /// device or a folder would be replaced by the renaming), where NAME.part cannot be opened or
-  /// where "-" is a terminal, which nobody wants to see filled with bytes.
+  /// device or a folder would be replaced by the renaming), where NAME.part cannot be opened, is
+  /// being written by another run or leads to a file of another name, and where "-" is a terminal,
+  /// which nobody wants to see filled with bytes.
   OutputFile(const std::string& name, bool force, const std::string& input);
   ~OutputFile();
   OutputFile(const OutputFile&) = delete;
@@ -72,9 +77,9 @@ class OutputFile {
  private:
   [[noreturn]] void fail(int error) const;
   void open_standard_output(const std::string& input);
-  void refuse_input(const std::string& input, const std::filesystem::path& part) const;
+  void refuse_input(const std::string& input) const;
   void refuse_existing() const;
-  void remove_part();
+  void begin();
 
   std::string name_;              // as the user wrote it
   std::filesystem::path target_;  // links resolved
@@ -83,6 +88,8 @@ class OutputFile {
   bool seekable_ = true;
   long start_ = 0;  // where the output begins in what the shell opened
   bool held_back_ = false;
+  bool begun_ = false;  // NAME.part is ours to fill and to remove
+  std::optional<LockedFile> lock_;
   std::FILE* file_ = nullptr;
 };
 

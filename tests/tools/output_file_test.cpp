@@ -61,6 +61,62 @@ TEST_F(OutputFileTest, AbandonedKeepsTheOldFile) {
   EXPECT_THAT(names(), ElementsAre("out"));
 }
 
+TEST_F(OutputFileTest, KeepsOthersOffUntilItHasItsName) {
+  OutputFile file(path("out"), false, path("in"));
+  const std::string refusal = path("out") + ": another run is writing it";
+  EXPECT_EQ(error_of(path("out"), false, path("in")), refusal);
+  file.write(some);
+  file.hold_back();
+  file.commit();
+  EXPECT_EQ(error_of(path("out"), false, path("in")), refusal);
+  EXPECT_EQ(read_bytes(file.part()), some);
+  file.release();
+  EXPECT_EQ(read_bytes(path("out")), some);
+  EXPECT_EQ(error_of(path("out"), true, path("in")), "");
+  EXPECT_THAT(names(), ElementsAre("out"));
+}
+
+TEST_F(OutputFileTest, APartOfOthersIsNeitherNamedNorRemoved) {
+  {
+    OutputFile file(path("out"), false, path("in"));
+    file.write(some);
+    std::filesystem::remove(path("out.part"));
+    write_bytes(path("out.part"), Bytes{9});
+    EXPECT_THROW(file.commit(), FileError);
+  }
+  EXPECT_EQ(read_bytes(path("out.part")), Bytes{9});
+  EXPECT_THAT(names(), ElementsAre("out.part"));
+}
+
+TEST_F(OutputFileTest, WithoutAByteWhatWasThereStays) {
+  write_bytes(path("out.part"), some);
+  { OutputFile file(path("out"), false, path("in")); }
+  EXPECT_EQ(read_bytes(path("out.part")), some);
+  OutputFile empty(path("out"), false, path("in"));
+  empty.commit();
+  EXPECT_EQ(read_bytes(path("out")), Bytes{});
+  EXPECT_THAT(names(), ElementsAre("out"));
+}
+
+TEST_F(OutputFileTest, OnlyAFileOfItsOwnServesAsPart) {
+  const std::string part = path("out.part");
+  const std::string refusal = part + ": not a regular file";
+  std::filesystem::create_directory(part);
+  EXPECT_EQ(error_of(path("out"), true, path("in")), refusal);
+  std::filesystem::remove(part);
+  ASSERT_EQ(mkfifo(part.c_str(), 0600), 0);
+  EXPECT_EQ(error_of(path("out"), true, path("in")), refusal);
+  std::filesystem::remove(part);
+  std::filesystem::create_symlink("none", part);
+  EXPECT_EQ(error_of(path("out"), true, path("in")), refusal);
+  std::filesystem::remove(part);
+  write_bytes(path("kept"), some);
+  std::filesystem::create_hard_link(path("kept"), part);
+  EXPECT_EQ(error_of(path("out"), true, path("in")),
+            part + ": has a second name, whose bytes would be lost");
+  EXPECT_EQ(read_bytes(path("kept")), some);
+}
+
 TEST_F(OutputFileTest, RewritesItsStartAndGoesOnAtItsEnd) {
   OutputFile file(path("out"), false, path("in"));
   file.write(some);
