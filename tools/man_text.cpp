@@ -6,9 +6,10 @@ namespace quel::tools {
 namespace {
 
 constexpr const char* part_file =
-    "An output appears under its name only once it is complete; until then it is NAME.part. A run "
-    "that is killed leaves this file behind; a run that fails, as where the disk fills, removes "
-    "it. Outputs are files, not devices or pipes: these take - and the shell's >, as in "
+    "An output appears under its name only once it is complete; until then it is NAME.part, which "
+    "one run at a time may write. A run that is killed leaves this file behind, and it stays until "
+    "another run has something to write there; a run that fails, as where the disk fills, removes "
+    "what it wrote. Outputs are files, not devices or pipes: these take - and the shell's >, as in "
     "quel encode speech.wav - > /dev/null.";
 constexpr const char* part_serves =
     "What is in a coded file's .part, quel info and quel decode read.";
