@@ -8,6 +8,14 @@
 #include <system_error>
 
 namespace quel::tools {
+namespace {
+
+/// A shell's unset variable must not change what the other arguments mean.
+std::string refuse_empty(const std::string& name) {
+  return name.empty() ? "the name is empty" : "";
+}
+
+}  // namespace
 
 void add_file_arguments(CLI::App& command, FileArguments& arguments, const std::string& inputs,
                         const std::string& outputs) {
@@ -20,11 +28,13 @@ void add_file_arguments(CLI::App& command, FileArguments& arguments, const std::
       .add_option("--output-dir", arguments.output_dir,
                   "put the outputs there, in folders as the inputs'; files that are done already "
                   "are skipped, a folder without inputs is a failure")
+      ->check(refuse_empty)
       ->option_text("FOLDER");
   command
       .add_option("--manifest", arguments.manifest,
                   "with --output-dir: where to keep what was done, JSON if its name ends in .json, "
                   "else TSV; by default quel-manifest.tsv in the folder")
+      ->check(refuse_empty)
       ->option_text("FILE");
   command
       .add_option("--jobs", arguments.jobs,
@@ -50,6 +60,8 @@ void check_file_arguments(const FileArguments& arguments) {
   if (arguments.files.size() != 2) {
     fail("one input and one output are due, or --output-dir and inputs");
   }
+  if (arguments.files[0].empty()) fail("the input has an empty name");
+  if (arguments.files[1].empty()) fail("the output has an empty name");
   std::error_code unknown;
   if (std::filesystem::is_directory(arguments.files[0], unknown)) {
     fail(arguments.files[0] + " is a folder, which needs --output-dir");

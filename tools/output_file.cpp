@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <stdexcept>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -24,6 +25,17 @@ bool is_one_file(const struct stat& a, const struct stat& b) {
   return S_ISREG(a.st_mode) && a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
+/// What a name leads to, there or not; links in folders before it are the system's affair.
+fs::path behind_links(const std::string& name) {
+  fs::path path = name;
+  std::error_code unknown;
+  for (int links = 0; fs::is_symlink(fs::symlink_status(path, unknown)); ++links) {
+    if (links == 40) throw FileError(name, std::strerror(ELOOP));  // as the system counts
+    path = path.parent_path() / fs::read_symlink(path, unknown);
+  }
+  return path;
+}
+
 bool stat_input(const std::string& input, struct stat& status) {
   if (input == "-") return fstat(STDIN_FILENO, &status) == 0;
   return stat(input.c_str(), &status) == 0;
@@ -32,13 +44,13 @@ bool stat_input(const std::string& input, struct stat& status) {
 }  // namespace
 
 OutputFile::OutputFile(const std::string& name, bool force, const std::string& input)
-    : name_(name), target_(name), force_(force) {
+    : name_(name), force_(force) {
+  if (name.empty()) throw std::invalid_argument("the output has an empty name");
   if (name == "-") {
     open_standard_output(input);
     return;
   }
-  std::error_code error;
-  if (const fs::path resolved = fs::canonical(target_, error); !error) target_ = resolved;
+  target_ = behind_links(name);
   part_ = target_;
   part_ += ".part";
   refuse_input(input);

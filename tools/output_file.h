@@ -20,7 +20,8 @@ class OutputFile {
   /// Opens NAME.part and keeps other runs from it. What a killed run left there stays until the
   /// first byte is written: an input that cannot be read costs nobody the rescue of another.
   ///
-  /// name   the file to be made; a symbolic link stands for the file that it points at
+  /// name   the file to be made; a symbolic link stands for the file that it points at,
+  ///        whether or not that is there yet
   /// force  whether an existing file may be replaced
   /// input  the file that is being read meanwhile, "-" for standard input, empty for none; it must
   ///        be neither NAME nor NAME.part by any name, since a recording would be lost

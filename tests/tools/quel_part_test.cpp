@@ -85,5 +85,28 @@ TEST_F(QuelPart, ALinkInThePartsPlaceIsNotFollowed) {
   }
 }
 
+TEST_F(QuelPart, ALinkToAFileThatIsToComeStaysALink) {
+  ASSERT_EQ(shell("mkdir far && ln -s far/real near && ln -s near link").status, 0);
+  EXPECT_EQ(shell("$Q encode in.wav link && $Q encode in.wav other").err, "");
+  EXPECT_TRUE(fs::is_symlink(path("link")));
+  EXPECT_TRUE(fs::is_symlink(path("near")));
+  EXPECT_EQ(read_bytes(path("far/real")), read_bytes(path("other")));
+  EXPECT_EQ(shell("ln -s loop loop; $Q encode in.wav loop").err,
+            "quel: loop: Too many levels of symbolic links\n");
+  EXPECT_TRUE(fs::is_symlink(path("loop")));
+}
+
+TEST_F(QuelPart, AnEmptyNameIsNoFile) {
+  EXPECT_EQ(shell("$Q encode in.wav ''").err,
+            "the output has an empty name\nRun with --help for more information.\n");
+  for (const std::string call :
+       {"encode in.wav ''", "encode '' o", "decode '' o", "encode '' --output-dir d"}) {
+    EXPECT_EQ(shell("$Q " + call).status, 2) << call;
+  }
+  ASSERT_EQ(shell("$Q encode in.wav c").err, "");
+  EXPECT_EQ(shell("$Q demux c ''").err, "quel: the output has an empty name\n");
+  EXPECT_THAT(names(), ElementsAre("c", "in.wav"));
+}
+
 }  // namespace
 }  // namespace quel::test
