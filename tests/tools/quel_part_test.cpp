@@ -108,5 +108,28 @@ TEST_F(QuelPart, AnEmptyNameIsNoFile) {
   EXPECT_THAT(names(), ElementsAre("c", "in.wav"));
 }
 
+TEST_F(QuelPart, AClosedStandardInputIsAFailure) {
+  for (const std::string call :
+       {"encode - x --raw-rate 8000", "encode - x", "decode - x", "decode --raw --flavor 1 - x",
+        "mux --flavor 1 - x", "demux - x", "info -", "dump -"}) {
+    SCOPED_TRACE(call);
+    const ProgramResult result = shell("$Q " + call + " <&-");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.err, HasSubstr("quel: standard input: Bad file descriptor\n"));
+    EXPECT_THAT(names(), ElementsAre("in.wav"));
+  }
+  EXPECT_EQ(shell("$Q mux --from-dump - x <&-").status, 1);
+}
+
+TEST_F(QuelPart, ClosedStandardOutputAndErrorReachNoFile) {
+  ASSERT_EQ(shell("$Q encode in.wav c && $Q decode c c.wav").err, "");
+  EXPECT_EQ(shell("$Q encode in.wav - >&-").err, "quel: standard output: Bad file descriptor\n");
+  EXPECT_EQ(shell("$Q info c >&-").status, 1);
+  EXPECT_EQ(shell("$Q decode c o.wav <&- >&- 2>&-").status, 0);
+  EXPECT_EQ(read_bytes(path("o.wav")), read_bytes(path("c.wav")));
+  EXPECT_EQ(shell("$Q encode none.wav o 2>&-").status, 1);
+  EXPECT_THAT(names(), ElementsAre("c", "c.wav", "in.wav", "o.wav"));
+}
+
 }  // namespace
 }  // namespace quel::test
