@@ -40,10 +40,13 @@ void read_layout(std::span<const std::uint8_t> file, FileFrame& frame) {
   frame.page_packets = std::max<std::uint64_t>(1, frame.page_packets);
 }
 
-FileFrame read_frame(std::span<const std::uint8_t> file, const std::string& name) {
+OggInfo info_of(std::span<const std::uint8_t> file, const std::string& name) {
   MemorySource source(file);
   OggReader reader(source, name);
-  const OggInfo info = read_info(reader);
+  return read_info(reader);
+}
+
+FileFrame frame_of(std::span<const std::uint8_t> file, const OggInfo& info) {
   FileFrame frame;
   frame.head = info.head;
   frame.tags = info.tags;
@@ -92,8 +95,8 @@ std::string one_line(const std::string& text) {
   return out;
 }
 
-void write_text(std::span<const std::uint8_t> file, const std::string& name, std::ostream& out) {
-  const FileFrame frame = read_frame(file, name);
+void write_text(std::span<const std::uint8_t> file, const std::string& name, const FileFrame& frame,
+                std::ostream& out) {
   out << "quel-dump 1\n"
       << "flavor " << frame.head.flavor << '\n'
       << "behaviour " << frame.head.behaviour << '\n'
@@ -157,8 +160,8 @@ std::string json_frame(const FrameParameters& parameters) {
          ",\"subframes\":" + json_list(parameters.subframes, subframe);
 }
 
-void write_json(std::span<const std::uint8_t> file, const std::string& name, std::ostream& out) {
-  const FileFrame frame = read_frame(file, name);
+void write_json(std::span<const std::uint8_t> file, const std::string& name, const FileFrame& frame,
+                std::ostream& out) {
   const double rate = check(quel_sampling_rate(frame.head.flavor));
   const auto comment = [](const auto& c) {
     return "{\"name\":" + json_string(c.first) + ",\"value\":" + json_string(c.second) + "}";
@@ -184,13 +187,11 @@ void write_json(std::span<const std::uint8_t> file, const std::string& name, std
 
 }  // namespace
 
-void write_dump(std::span<const std::uint8_t> file, const std::string& name, bool json,
-                std::ostream& out) {
-  if (json) {
-    write_json(file, name, out);
-  } else {
-    write_text(file, name, out);
-  }
+OggReport write_dump(std::span<const std::uint8_t> file, const std::string& name, bool json,
+                     std::ostream& out) {
+  const OggInfo info = info_of(file, name);
+  (json ? write_json : write_text)(file, name, frame_of(file, info), out);
+  return info.report;
 }
 
 }  // namespace quel::tools

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tools/ogg_head.h"
+#include "tools/ogg_report.h"
 #include "tools/ogg_tags.h"
 
 namespace quel::tools {
@@ -28,9 +29,9 @@ struct FileFrame {
 /// name  of the file, for messages
 /// json  JSON in place of text, which parse_dump reads
 ///
-/// Throws FileError.
-void write_dump(std::span<const std::uint8_t> file, const std::string& name, bool json,
-                std::ostream& out);
+/// Returns what was found in the file. Throws FileError.
+OggReport write_dump(std::span<const std::uint8_t> file, const std::string& name, bool json,
+                     std::ostream& out);
 
 /// What a dump holds, values that follow from the indices apart.
 struct DumpedFile {

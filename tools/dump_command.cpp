@@ -9,6 +9,7 @@
 #include "tools/command.h"
 #include "tools/dump.h"
 #include "tools/file_error.h"
+#include "tools/ogg_report.h"
 #include "tools/ogg_source.h"
 
 namespace quel::tools {
@@ -33,6 +34,9 @@ std::vector<std::uint8_t> whole_file(const std::string& path) {
 CLI::App* add_dump_command(CLI::App& app, DumpJob& job) {
   auto* dump = app.add_subcommand(
       "dump", "every frame's indices and what they stand for: frequencies, lags, gains, pulses");
+  dump->footer(
+      "A damaged file is dumped as far as it goes; messages tell what is missing, and the exit "
+      "status is 0.");
   dump->add_option("input", job.input, "coded file, - for standard input")
       ->required()
       ->option_text("FILE");
@@ -42,9 +46,12 @@ CLI::App* add_dump_command(CLI::App& app, DumpJob& job) {
 
 int run_dump_command(const DumpJob& job, std::ostream& out, std::ostream& err) {
   try {
-    write_dump(whole_file(job.input), job.input, job.json, out);
+    const OggReport report = write_dump(whole_file(job.input), job.input, job.json, out);
     out.flush();
     if (!out) throw FileError("standard output", "cannot be written");
+    for (const std::string& note : content_notes(report)) {
+      err << "quel: " << shown(job.input) << ": " << note << '\n';
+    }
   } catch (const std::exception& error) {
     err << "quel: " << error.what() << '\n';
     return exit_failed;

@@ -19,9 +19,9 @@ struct DumpJob {
 CLI::App* add_dump_command(CLI::App& app, DumpJob& job);
 
 /// out  gets the dump
-/// err  gets "quel: FILE: cause" where something fails
+/// err  gets "quel: FILE: cause" where something fails, and what is damaged
 ///
-/// Returns the exit status.
+/// Returns the exit status. Damage is no failure.
 int run_dump_command(const DumpJob& job, std::ostream& out, std::ostream& err);
 
 }  // namespace quel::tools

@@ -5,49 +5,18 @@
 #include <cmath>
 #include <cstddef>
 
+#include "tools/text.h"
+
 namespace quel::tools {
 namespace {
 
 constexpr std::string_view replacement = "\xef\xbf\xbd";  // U+FFFD
-
-/// Bytes of the UTF-8 character that `text` starts with; 0 where it starts with none. Neither
-/// overlong forms nor surrogates nor anything past U+10FFFF pass.
-std::size_t character_bytes(std::string_view text) {
-  const auto byte = [&](std::size_t i) {
-    return i < text.size() ? static_cast<unsigned>(static_cast<unsigned char>(text[i])) : 0u;
-  };
-  const unsigned first = byte(0);
-  if (first < 0x80) return 1;
-  const std::size_t count = first >= 0xc2 && first < 0xe0   ? 2
-                            : first >= 0xe0 && first < 0xf0 ? 3
-                            : first >= 0xf0 && first < 0xf5 ? 4
-                                                            : 0;
-  for (std::size_t i = 1; i < count; ++i) {
-    if ((byte(i) & 0xc0u) != 0x80u) return 0;
-  }
-  const unsigned second = byte(1);
-  if (first == 0xe0 && second < 0xa0) return 0;
-  if (first == 0xed && second >= 0xa0) return 0;
-  if (first == 0xf0 && second < 0x90) return 0;
-  if (first == 0xf4 && second >= 0x90) return 0;
-  return count;
-}
 
 bool control(char c) {
   return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
 }
 
 }  // namespace
-
-std::string valid_utf8(std::string_view text) {
-  std::string out;
-  while (!text.empty()) {
-    const std::size_t bytes = character_bytes(text);
-    out += bytes > 0 ? text.substr(0, bytes) : replacement;
-    text.remove_prefix(bytes > 0 ? bytes : 1);
-  }
-  return out;
-}
 
 std::string json_string(std::string_view text) {
   constexpr std::string_view hex = "0123456789abcdef";

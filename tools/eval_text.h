@@ -8,9 +8,6 @@
 
 namespace quel::tools {
 
-/// The text with every byte that is no part of valid UTF-8 replaced by U+FFFD.
-std::string valid_utf8(std::string_view text);
-
 /// A JSON string, quotes included.
 std::string json_string(std::string_view text);
 

@@ -3,11 +3,13 @@
 #include <stdexcept>
 #include <string>
 
+#include "tools/text.h"
+
 namespace quel::tools {
 
-/// An input as messages call it: "-" is standard input.
+/// An input as messages call it: "-" is standard input, and nothing is left that a terminal obeys.
 inline std::string shown(const std::string& input) {
-  return input == "-" ? "standard input" : input;
+  return input == "-" ? "standard input" : printable(input);
 }
 
 /// What went wrong with which file; what() is "FILE: cause", as a program prints it.

@@ -7,39 +7,18 @@
 #include "tools/command.h"
 #include "tools/eval_text.h"
 #include "tools/file_error.h"
+#include "tools/ogg_report.h"
+#include "tools/text.h"
 
 namespace quel::tools {
 namespace {
 
 constexpr const char* flavor_names[] = {"6.5 kbit/s", "8.5 kbit/s", "5 kbit/s", "16 kbit/s"};
 
-std::string counted(std::uint64_t count, const std::string& what) {
-  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
-}
-
 std::string damage_text(const OggReport& report) {
   std::string text;
-  const auto add = [&text](const std::string& piece) {
-    text += (text.empty() ? "" : ", ") + piece;
-  };
-  if (report.lost_units > 0) {
-    add(counted(report.lost_units, "lost unit") + " in " + counted(report.holes, "hole"));
-  }
-  if (report.damaged_pages > 0) add(counted(report.damaged_pages, "damaged page"));
-  if (report.misplaced_pages > 0) add(counted(report.misplaced_pages, "misplaced page"));
-  if (report.skipped_bytes > 0) add(counted(report.skipped_bytes, "byte") + " outside pages");
-  if (!report.complete) add("cut short: the end is missing");
-  if (!report.tags_error.empty()) add(report.tags_error);
+  for (const std::string& note : damage_notes(report)) text += (text.empty() ? "" : ", ") + note;
   return text.empty() ? "none" : text;
-}
-
-// What only a terminal would obey stays out of it.
-std::string printable(const std::string& text) {
-  std::string out;
-  for (const char c : valid_utf8(text)) {
-    out += static_cast<unsigned char>(c) < 0x20 || c == 0x7f ? ' ' : c;
-  }
-  return out;
 }
 
 double overhead_percent(const OggInfo& info) {

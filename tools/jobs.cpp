@@ -14,10 +14,12 @@
 #include "tools/audio_file.h"
 #include "tools/eval_text.h"
 #include "tools/file_error.h"
+#include "tools/ogg_report.h"
 #include "tools/ogg_source.h"
 #include "tools/ogg_writer.h"
 #include "tools/raw_units.h"
 #include "tools/resampler.h"
+#include "tools/text.h"
 
 namespace quel::tools {
 namespace {
@@ -134,34 +136,6 @@ class SoundOutput {
   std::vector<float> level_, ready_;
   std::vector<std::int16_t> pcm_;
 };
-
-std::string count_of(std::uint64_t count, const std::string& what) {
-  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
-}
-
-/// What the user should know of a damaged file.
-///
-/// enough  whether all that was asked for came
-void note_damage(const OggReport& report, std::uint64_t samples, bool enough, JobResult& result) {
-  result.damaged = report.damaged();
-  if (report.lost_units + report.damaged_pages + report.skipped_bytes + report.misplaced_pages >
-      0) {
-    result.notes.push_back("damaged: " + count_of(report.lost_units, "lost unit") + " concealed, " +
-                           count_of(report.damaged_pages, "damaged page") + ", " +
-                           count_of(report.misplaced_pages, "misplaced page") + ", " +
-                           count_of(report.skipped_bytes, "byte") + " skipped");
-  }
-  if (!report.tags_error.empty()) {
-    result.notes.push_back("comments not read: " + report.tags_error);
-  }
-  if (!report.complete) {
-    result.notes.push_back(enough ? "cut short behind what was decoded"
-                                  : "cut short: decoded " + count_of(samples, "sample"));
-  }
-  if (report.further_streams > 0) {
-    result.notes.push_back(count_of(report.further_streams, "further coded stream") + " ignored");
-  }
-}
 
 /// The part of the source's sound that is asked for.
 class Part {
@@ -285,13 +259,19 @@ JobResult decode_sound(const DecodeSettings& settings, const std::string& input,
     result.notes.push_back(std::to_string(decoder.lost_frames()) + " of " +
                            std::to_string(decoder.frames()) + " frames lost");
   }
+  // What follows the stream, so far as nobody has to wait for it.
+  if (!part.done() && reader.seekable()) reader.drain();
   OggReport report = reader.report();
   // Nobody has looked at what follows.
   if (part.done() && !seeks) report.complete = true;
-  note_damage(report, decoder.samples(), part.done(), result);
+  result.damaged = report.damaged();
+  const auto damage = content_notes(
+      report, part.done() ? "cut short behind what was decoded"
+                          : "cut short: decoded " + counted(result.samples, "sample"));
+  result.notes.insert(result.notes.end(), damage.begin(), damage.end());
   if (raw != nullptr && raw->left_over() > 0) {
     result.damaged = true;
-    result.notes.push_back("cut short: " + count_of(raw->left_over(), "byte") +
+    result.notes.push_back("cut short: " + counted(raw->left_over(), "byte") +
                            " after the last whole unit");
   }
   return result;

@@ -40,7 +40,8 @@ const ManText commands[] = {
      {"[options] INPUT OUTPUT", "[options] --output-dir FOLDER INPUT..."},
      "codes sound. The input is any audio file that libsndfile reads, of any sampling rate and "
      "number of channels: channels are averaged and the rate is converted to the flavor's, 8000 or "
-     "16000 Hz. A pipe may bring WAV, FLAC and whatever else needs no going back.\n\n"
+     "16000 Hz. A pipe may bring any of them; what is neither WAV nor bare samples (--raw-rate) is "
+     "kept in a temporary file until it is complete.\n\n"
      "With --output-dir, inputs may be files and folders. The outputs stand in folders as the "
      "inputs do; what is done already and has not changed is skipped.",
      "Something failed, or an input was cut short and only what is there was coded (WAV, RF64, "
@@ -87,8 +88,9 @@ const ManText commands[] = {
      "writes every frame's indices to standard output, and what they stand for: spectral "
      "frequencies, and for each subframe lag, gains and pulses. The text has one statement a line "
      "and starts with quel-dump 1. quel mux --from-dump makes the file of it again.\n\n"
-     "Where units were lost, the dump says so.",
-     "The input could not be read or is no coded file, or the output could not be written.",
+     "Where units were lost, the dump says so. Messages on standard error tell of other damage.",
+     "The input could not be read or is no coded file, or the output could not be written. A "
+     "damaged file is no failure.",
      {},
      {{"Into a file and back", "quel dump speech.quel > speech.txt"},
       {"", "quel mux --from-dump speech.txt again.quel"},

@@ -13,6 +13,7 @@
 #include "tools/dump.h"
 #include "tools/file_error.h"
 #include "tools/ogg_reader.h"
+#include "tools/ogg_report.h"
 #include "tools/ogg_source.h"
 #include "tools/ogg_writer.h"
 #include "tools/output_file.h"
@@ -112,13 +113,13 @@ bool run_demux(const DemuxJob& job, std::ostream& log) {
     }
   }
   output.commit();
+  // What follows the stream, so far as nobody has to wait for it.
+  if (reader.seekable()) reader.drain();
   const OggReport report = reader.report();
-  if (report.lost_units > 0) {
-    log << "quel: " << shown(job.input) << ": " << report.lost_units
-        << " lost units, zeros in their place\n";
+  for (const std::string& note : content_notes(report)) {
+    log << "quel: " << shown(job.input) << ": " << note << '\n';
   }
-  if (!report.complete) log << "quel: " << shown(job.input) << ": cut short, its end is missing\n";
-  return report.lost_units == 0 && report.complete;
+  return !report.damaged();
 }
 
 }  // namespace quel::tools

@@ -34,9 +34,9 @@ struct DemuxJob {
 
 /// Zeros stand where units are lost, so that time does not shift.
 ///
-/// log  gets a line that starts with "quel: " where units are lost or the end is missing
+/// log  gets a line that starts with "quel: " for each kind of damage, and for further streams
 ///
-/// Returns whether the file was whole. Throws FileError, then no output is left behind.
+/// Returns whether the file was undamaged. Throws FileError, then no output is left behind.
 bool run_demux(const DemuxJob& job, std::ostream& log);
 
 }  // namespace quel::tools

@@ -59,7 +59,8 @@ CLI::App* add_mux_command(CLI::App& app, MuxJob& job) {
 
 CLI::App* add_demux_command(CLI::App& app, DemuxJob& job) {
   auto* demux = app.add_subcommand("demux", "coded file in, bare coded units out");
-  demux->footer("Zeros stand for lost units; a message says so, and the exit status is 1.");
+  demux->footer(
+      "Zeros stand for lost units. Messages tell what is damaged, and the exit status is then 1.");
   demux->add_option("input", job.input, "coded file, - for standard input")
       ->required()
       ->option_text("FILE");

@@ -8,6 +8,7 @@
 
 #include "tools/file_error.h"
 #include "tools/ogg_bytes.h"
+#include "tools/text.h"
 
 namespace quel::tools {
 namespace {
@@ -109,7 +110,7 @@ void check_behaviour(const std::string& name, const OggHead& head, const std::st
   std::string cause = "its sound was coded with behaviour " + std::to_string(head.behaviour) +
                       " of the codec and this program has " + std::to_string(quel_behaviour) +
                       "; use a program of behaviour " + std::to_string(head.behaviour);
-  if (!encoder.empty()) cause += ", such as the one that wrote it: " + encoder;
+  if (!encoder.empty()) cause += ", such as the one that wrote it: " + printable(encoder);
   throw FileError(name, cause);
 }
 

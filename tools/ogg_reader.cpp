@@ -25,11 +25,6 @@ bool is_filler(const OggPage& page) {
 
 }  // namespace
 
-bool OggReport::damaged() const {
-  return lost_units + damaged_pages + skipped_bytes + misplaced_pages > 0 || !complete ||
-         !tags_error.empty();
-}
-
 OggReader::OggReader(OggSource& source, const std::string& name)
     : source_(source), name_(name), pages_(source) {
   find_head();

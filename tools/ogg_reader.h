@@ -9,6 +9,7 @@
 
 #include "tools/ogg_head.h"
 #include "tools/ogg_pages.h"
+#include "tools/ogg_report.h"
 #include "tools/ogg_tags.h"
 
 namespace quel::tools {
@@ -23,24 +24,6 @@ struct OggEvent {
   Kind kind = Kind::end;
   std::uint64_t units = 0;              ///< how many; 0 at the end
   std::span<const std::uint8_t> bytes;  ///< these units back to back; until the next call
-};
-
-/// What was found on the way so far.
-struct OggReport {
-  std::uint64_t units = 0;            ///< received
-  std::uint64_t lost_units = 0;       ///< in holes between received ones
-  std::uint64_t holes = 0;            ///< runs of lost units
-  std::uint64_t damaged_pages = 0;    ///< whose checksum is wrong or which are cut short
-  std::uint64_t skipped_bytes = 0;    ///< outside sound pages
-  std::uint64_t misplaced_pages = 0;  ///< repeated, out of order, or with an impossible position
-  std::uint64_t foreign_pages = 0;    ///< of other streams in the same file
-  std::uint64_t further_streams = 0;  ///< coded streams beside or after the one that is read
-  std::uint64_t bytes = 0;            ///< read so far, everything counted
-  bool complete = false;              ///< the stream's last page came
-  std::string tags_error;             ///< why there are no tags; empty where they are sound
-
-  /// Whether anything is missing or wrong; foreign and further streams are neither.
-  bool damaged() const;
 };
 
 /// Reads the first coded stream of an Ogg file: headers at once, then units in order. Whatever is

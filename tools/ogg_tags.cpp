@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "tools/ogg_bytes.h"
+#include "tools/text.h"
 
 namespace quel::tools {
 namespace {
@@ -18,41 +19,11 @@ constexpr std::array<std::uint8_t, 8> magic = {'Q', 'u', 'e', 'l', 'T', 'a', 'g'
   throw std::invalid_argument(cause);
 }
 
-// Bytes that follow the lead byte of a UTF-8 sequence, -1 where no sequence starts so.
-int continuation_bytes(unsigned lead) {
-  if (lead < 0x80) return 0;
-  if (lead >= 0xc2 && lead < 0xe0) return 1;
-  if (lead >= 0xe0 && lead < 0xf0) return 2;
-  if (lead >= 0xf0 && lead < 0xf5) return 3;
-  return -1;
-}
-
-bool is_utf8(std::string_view text) {
-  for (std::size_t i = 0; i < text.size();) {
-    const unsigned lead = static_cast<unsigned char>(text[i++]);
-    const int more = continuation_bytes(lead);
-    if (more < 0) return false;
-    for (int n = 0; n < more; ++n, ++i) {
-      if (i == text.size()) return false;
-      const unsigned byte = static_cast<unsigned char>(text[i]);
-      // After some leads the first byte is held tighter: no overlong forms, no surrogates, nothing
-      // past U+10FFFF.
-      unsigned low = 0x80, high = 0xbf;
-      if (n == 0 && lead == 0xe0) low = 0xa0;
-      if (n == 0 && lead == 0xed) high = 0x9f;
-      if (n == 0 && lead == 0xf0) low = 0x90;
-      if (n == 0 && lead == 0xf4) high = 0x8f;
-      if (byte < low || byte > high) return false;
-    }
-  }
-  return true;
-}
-
 void check_comment(const std::string& name, const std::string& value) {
   if (name.empty()) refuse("a comment has no name");
   const auto allowed = [](char c) { return c >= 0x20 && c <= 0x7d && c != '='; };
   if (!std::all_of(name.begin(), name.end(), allowed)) {
-    refuse("a comment's name has characters other than ASCII");
+    refuse("a comment's name has other characters than ASCII's from space to }");
   }
   if (!is_utf8(value)) refuse("the comment " + name + " is not UTF-8");
 }

@@ -11,28 +11,6 @@
 namespace quel::tools {
 namespace {
 
-TEST(ValidUtf8, KeepsWhatIsValid) {
-  for (const std::string text : {"", "plain", "\xc3\xa4", "\xe0\xa0\x80", "\xed\x9f\xbf",
-                                 "\xef\xbf\xbf", "\xf0\x90\x80\x80", "\xf4\x8f\xbf\xbf"}) {
-    EXPECT_EQ(valid_utf8(text), text);
-  }
-}
-
-TEST(ValidUtf8, ReplacesEachStrayByte) {
-  const std::string r = "\xef\xbf\xbd";
-  EXPECT_EQ(valid_utf8("a\xff"
-                       "b"),
-            "a" + r + "b");
-  EXPECT_EQ(valid_utf8("\xc3"), r);                  // cut
-  EXPECT_EQ(valid_utf8("\xe2\x82"), r + r);          // cut
-  EXPECT_EQ(valid_utf8("\xc0\xaf"), r + r);          // overlong
-  EXPECT_EQ(valid_utf8("\xe0\x9f\xbf"), r + r + r);  // overlong
-  EXPECT_EQ(valid_utf8("\xf0\x8f\xbf\xbf"), r + r + r + r);
-  EXPECT_EQ(valid_utf8("\xed\xa0\x80"), r + r + r);          // surrogate
-  EXPECT_EQ(valid_utf8("\xf4\x90\x80\x80"), r + r + r + r);  // past the last code point
-  EXPECT_EQ(valid_utf8("\xf5\x80\x80\x80"), r + r + r + r);
-}
-
 TEST(JsonString, Escapes) {
   EXPECT_EQ(json_string("a \"b\" \\ c"), R"("a \"b\" \\ c")");
   EXPECT_EQ(json_string(std::string("\n\0\x1f\x7f", 4)), R"("\u000a\u0000\u001f\u007f")");

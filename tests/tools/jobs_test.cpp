@@ -190,7 +190,7 @@ TEST_P(Jobs, ADamagedPageIsConcealedInItsPlaceAndTold) {
   EXPECT_FALSE(decode());
   EXPECT_EQ(decoded().size(), whole.size());
   ASSERT_EQ(result_.notes.size(), 1u);
-  EXPECT_THAT(result_.notes[0], HasSubstr("lost units concealed, 1 damaged page"));
+  EXPECT_THAT(result_.notes[0], HasSubstr("lost units in 1 hole, 1 damaged page"));
 }
 
 TEST_P(Jobs, LossesDependOnTheSeedAlone) {

@@ -97,7 +97,7 @@ TEST_F(Mux, LostUnitsBecomeZerosInTheirPlaceAndStatusOne) {
   test::write_bytes(path("c"), test::without(file, test::page_spans(file)[3]));
   const ProgramResult result = quel({"demux", path("c"), path("back")});
   EXPECT_EQ(result.status, 1);
-  EXPECT_THAT(result.err, HasSubstr("c: 9 lost units, zeros in their place\n"));
+  EXPECT_EQ(result.err, "quel: " + path("c") + ": 9 lost units in 1 hole\n");
   Bytes wanted = raw;  // packets of three units, pages of three packets: the second page is gone
   std::fill(wanted.begin() + 9 * 19, wanted.begin() + 18 * 19, std::uint8_t{0});
   EXPECT_EQ(test::read_bytes(path("back")), wanted);
@@ -110,8 +110,66 @@ TEST_F(Mux, ACutFileGivesWhatIsThereAndStatusOne) {
   test::write_bytes(path("c.part"), cut);
   const ProgramResult result = quel({"demux", path("c.part"), path("back")});
   EXPECT_EQ(result.status, 1);
-  EXPECT_THAT(result.err, HasSubstr("c.part: cut short, its end is missing\n"));
+  EXPECT_THAT(result.err, HasSubstr("c.part: cut short: the end is missing\n"));
   EXPECT_EQ(test::read_bytes(path("back")).size(), 9u * 19);
+}
+
+// What each of the commands that give a file's content says of it, and the status of each.
+TEST_F(Mux, DamageOfAnyKindIsTold) {
+  const Bytes file = test::ogg_file(1, test::coded_units(1, 40), test::samples_of(1, 40));
+  const auto pages = test::page_spans(file);
+  const auto part = [&](std::size_t from, std::size_t to) {
+    return Bytes(file.begin() + static_cast<std::ptrdiff_t>(from),
+                 file.begin() + static_cast<std::ptrdiff_t>(to));
+  };
+  const Bytes page = part(pages[3].start, pages[3].end());
+  Bytes one_lost = file;
+  const std::uint64_t granule = test::granule_of(file, pages.back());
+  for (std::size_t i = 3; i < pages.size(); ++i) {
+    test::set_granule(one_lost, pages[i], test::granule_of(file, pages[i]) + 144);
+    test::put_number(one_lost, pages[i].start + 18, i + 1, 4);
+    test::seal(one_lost, pages[i]);
+  }
+  ASSERT_EQ(test::granule_of(one_lost, pages.back()), granule + 144);
+  const std::vector<std::pair<Bytes, std::string>> cases = {
+      {test::without(file, pages[1]),
+       "comments not read: the page of comments is damaged or missing"},
+      {test::joined({part(0, pages[3].start), Bytes(5), part(pages[3].start, file.size())}),
+       "5 bytes outside pages"},
+      {test::joined({part(0, pages[4].start), page, part(pages[4].start, file.size())}),
+       "1 misplaced page"},
+      {test::joined({file, Bytes(1)}), "1 byte outside pages"},
+      {one_lost, "1 lost unit in 1 hole"},
+      {part(0, pages[4].start), "cut short: the end is missing"}};
+  for (const auto& [bytes, note] : cases) {
+    test::write_bytes(path("c"), bytes);
+    const std::string line = "quel: " + path("c") + ": " + note + "\n";
+    const ProgramResult demuxed = quel({"demux", path("c"), path("back"), "-f"});
+    EXPECT_EQ(demuxed.err, line);
+    EXPECT_EQ(demuxed.status, 1);
+    const ProgramResult dumped = quel({"dump", path("c")});
+    EXPECT_EQ(dumped.err, line);
+    EXPECT_EQ(dumped.status, 0);
+    const ProgramResult decoded = quel({"decode", path("c"), path("o.wav"), "-f"});
+    EXPECT_EQ(decoded.status, 1);
+    const std::string stem = line.substr(0, line.find(": the end"));
+    EXPECT_THAT(decoded.err, ::testing::StartsWith(note.starts_with("cut") ? stem : line));
+    EXPECT_THAT(quel({"info", path("c")}).out, HasSubstr("  damage      " + note + "\n"));
+  }
+}
+
+TEST_F(Mux, FurtherStreamsAreToldWhereNobodyHasToWaitForThem) {
+  const Bytes file = test::ogg_file(1, test::coded_units(1, 4), test::samples_of(1, 4));
+  test::write_bytes(path("c"), test::joined({file, file, file}));
+  for (const std::string command : {"demux", "decode"}) {
+    const std::string program = std::string(QUEL_PROGRAM) + " " + command;
+    const ProgramResult result = shell(program + " c o -f");
+    EXPECT_EQ(result.status, 0) << command;
+    EXPECT_EQ(result.err, "quel: c: 2 further coded streams ignored\n");
+    EXPECT_EQ(shell("cat c | " + program + " - o -f").err, "");
+  }
+  EXPECT_EQ(quel({"dump", path("c")}).err,
+            "quel: " + path("c") + ": 2 further coded streams ignored\n");
 }
 
 TEST_F(Mux, StandardInputIsRead) {

@@ -368,6 +368,11 @@ TEST_F(OneFlavor, AnotherBehaviourNamesTheProgramThatWroteTheFile) {
       refusal(joined({make_page(1, 0, 0, 2, {pack_head(head)}), make_page(1, 1, 0, 4, {tags})})),
       testing::EndsWith("such as the one that wrote it: quelcodec 7.6.5"));
   EXPECT_THAT(refusal(make_page(1, 0, 0, 2, {pack_head(head)})), HasSubstr("use a program of"));
+  // Whoever wrote that: nothing that a terminal obeys.
+  const Bytes rude = pack_tags({"A\x1b[2J", {}});
+  EXPECT_THAT(
+      refusal(joined({make_page(1, 0, 0, 2, {pack_head(head)}), make_page(1, 1, 0, 4, {rude})})),
+      testing::EndsWith("wrote it: A [2J"));
 }
 
 // Gives a byte at a time and cannot seek.

@@ -127,6 +127,10 @@ TEST_F(QuelOptions, APartOfADamagedFileIsSoundWhereItIsThere) {
   EXPECT_EQ(rest.status, 1);
   EXPECT_THAT(rest.err, HasSubstr("quel: c: cut short: decoded "));
   EXPECT_GT(sound("d.wav").size(), 50000u);
+  // Counted is what was written, from a pipe too.
+  const ProgramResult piped = shell("cat c | $Q decode - e.wav --start 1 --rate 16000");
+  EXPECT_THAT(piped.err, HasSubstr("cut short: decoded " + std::to_string(sound("e.wav").size()) +
+                                   " samples\n"));
 }
 
 TEST_F(QuelOptions, GainIsThatManyDecibels) {
