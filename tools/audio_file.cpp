@@ -56,7 +56,7 @@ std::size_t AudioReader::read(std::span<std::int16_t> pcm) {
   return done;
 }
 
-std::vector<std::int16_t> read_audio(const std::string& path, int rate) {
+std::vector<std::int16_t> read_audio(const std::string& path, int rate, bool* cut_short) {
   AudioReader reader(path, rate);
   std::vector<std::int16_t> pcm;
   constexpr std::size_t block = 65536;
@@ -66,6 +66,7 @@ std::vector<std::int16_t> read_audio(const std::string& path, int rate) {
     got = reader.read(std::span(pcm).subspan(size));
     pcm.resize(size + got);
   }
+  if (cut_short != nullptr) *cut_short = reader.cut_short();
   return pcm;
 }
 

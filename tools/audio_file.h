@@ -37,6 +37,9 @@ class AudioReader {
   /// end. Throws FileError where the file is damaged.
   std::size_t read(std::span<std::int16_t> pcm);
 
+  /// As AudioSource's.
+  bool cut_short() const { return source_.cut_short(); }
+
  private:
   void read_block();
 
@@ -50,6 +53,8 @@ class AudioReader {
 };
 
 /// The whole of a file. Throws as AudioReader does.
-std::vector<std::int16_t> read_audio(const std::string& path, int rate);
+///
+/// cut_short  gets whether the header promised more; may be null
+std::vector<std::int16_t> read_audio(const std::string& path, int rate, bool* cut_short = nullptr);
 
 }  // namespace quel::tools

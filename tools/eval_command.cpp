@@ -11,11 +11,14 @@
 #include <string_view>
 #include <system_error>
 
+#include "tools/command.h"
 #include "tools/eval_html.h"
 #include "tools/eval_text.h"
 #include "tools/file_arguments.h"
 #include "tools/file_error.h"
 #include "tools/output_file.h"
+#include "tools/progress.h"
+#include "tools/run_one.h"
 
 namespace quel::tools {
 namespace {
@@ -51,7 +54,8 @@ void check_job(const EvalJob& job) {
   }
 }
 
-void run(const EvalJob& job, std::ostream& out) {
+// Whether the input was whole.
+bool run(const EvalJob& job, Progress& progress, std::ostream& out, std::ostream& err) {
   check_job(job);
   // Opened first: a name that does not serve is known before the work, not after.
   std::optional<OutputFile> json, html;
@@ -61,17 +65,31 @@ void run(const EvalJob& job, std::ostream& out) {
 
   EvalSettings settings = job.settings;
   settings.excerpt_seconds = html ? page_seconds : 0.0;
-  const EvalReport report = evaluate(settings);
+  progress.plan({size_of(settings.input)});
+  progress.start(0, settings.input);
+  const EvalReport report =
+      evaluate(settings, [&](double seconds, double share) { progress.update(0, seconds, share); });
+  // All or nothing: no file has its name before everything is written.
   if (html) {
+    html->hold_back();
     write_page(report, [&](std::string_view piece) { html->write(bytes(piece)); });
     html->commit();
   }
   if (json) {
+    json->hold_back();
     json->write(bytes(json_report(report)));
     json->commit();
   }
+  progress.clear();
   out << (json_to_out ? json_report(report) : text_table(report)) << std::flush;
   if (!out) throw FileError("standard output", "cannot be written");
+  if (html) html->release();
+  if (json) json->release();
+  if (report.cut_short) {
+    err << "quel: " << shown(settings.input) << ": cut short: measured " << fixed(report.seconds, 3)
+        << " s\n";
+  }
+  return !report.cut_short;
 }
 
 }  // namespace
@@ -108,19 +126,24 @@ CLI::App* add_eval_command(CLI::App& app, EvalJob& job) {
   eval->add_option("--json", job.json, "write the figures as JSON; - is standard output")
       ->option_text("FILE|-");
   eval->add_option("--html", job.html, "write a page with players and pictures")
+      ->check([](const std::string& name) {
+        return name == "-" ? "standard output is for the table or JSON" : "";
+      })
       ->option_text("FILE");
   eval->add_flag("-f,--force", job.force, "replace existing outputs");
+  eval->add_flag("-q,--quiet", job.quiet, "no progress, even on a terminal");
   return eval;
 }
 
 int run_eval(const EvalJob& job, std::ostream& out, std::ostream& err) {
+  Progress progress(progress_stream(job.quiet), terminal_width());
   try {
-    run(job, out);
+    return run(job, progress, out, err) ? exit_done : exit_failed;
   } catch (const std::exception& error) {
+    progress.clear();
     err << "quel: " << error.what() << '\n';
-    return 1;
+    return exit_failed;
   }
-  return 0;
 }
 
 }  // namespace quel::tools

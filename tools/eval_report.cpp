@@ -104,14 +104,15 @@ const char* flavor_name(int flavor) {
   return names.at(static_cast<std::size_t>(flavor));
 }
 
-EvalReport evaluate(const EvalSettings& settings) {
+EvalReport evaluate(const EvalSettings& settings,
+                    const std::function<void(double seconds, double share)>& told) {
   EvalReport report;
   report.settings = settings;
   std::map<int, Pcm> sources;
   for (const int flavor : settings.flavors) {
     const int rate = check(quel_sampling_rate(flavor));
     if (sources.contains(rate)) continue;
-    const Pcm& source = sources[rate] = read_audio(settings.input, rate);
+    const Pcm& source = sources[rate] = read_audio(settings.input, rate, &report.cut_short);
     if (source.empty()) throw FileError(settings.input, "holds no sound");
     if (source.size() > wav_max_samples) {
       throw FileError(settings.input, "is longer than " + std::to_string(wav_max_samples) +
@@ -120,10 +121,13 @@ EvalReport evaluate(const EvalSettings& settings) {
     report.seconds = static_cast<double>(source.size()) / rate;
     report.sources[rate] = excerpt(source, rate, settings.excerpt_seconds);
   }
+  const auto runs = static_cast<double>(settings.flavors.size() * settings.losses.size());
   for (const int flavor : settings.flavors) {
     const Pcm& source = sources.at(check(quel_sampling_rate(flavor)));
     for (const double loss : settings.losses) {
       report.results.push_back(result_of(settings, flavor, loss, source));
+      const auto done = static_cast<double>(report.results.size());
+      if (told) told(done * report.seconds, done / runs);
     }
   }
   return report;
@@ -155,7 +159,7 @@ EvalFigures figures(const EvalResult& result) {
 
 std::string text_table(const EvalReport& report) {
   std::string out =
-      "flavor kbit/s   loss      lost/frames   bit/s  SNR dB seg. dB  snr dB segsnr  LSD dB"
+      "flavor kbit/s   loss      lost/frames   bit/s  SNR dB seg. dB   codec c.seg.  LSD dB"
       "   STOI  ESTOI enc. x dec. x\n";
   for (const EvalResult& result : report.results) {
     const EvalFigures values = figures(result);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -36,13 +37,20 @@ struct EvalResult {
 struct EvalReport {
   EvalSettings settings;
   double seconds = 0.0;             ///< of the source
+  bool cut_short = false;           ///< the source's header promised more
   std::vector<EvalResult> results;  ///< flavor by flavor, loss rates in the order given
   std::map<int, std::vector<std::int16_t>> sources;  ///< the excerpt, by sampling rate
 };
 
-/// Codes and decodes the input with every flavor and loss rate. Throws FileError where it cannot be
-/// read or holds no sound.
-EvalReport evaluate(const EvalSettings& settings);
+/// Codes and decodes the input with every flavor and loss rate.
+///
+/// told  called after each of these with the seconds of sound done and the share of the work; may
+/// be
+///       empty
+///
+/// Throws FileError where the input cannot be read or holds no sound.
+EvalReport evaluate(const EvalSettings& settings,
+                    const std::function<void(double seconds, double share)>& told = {});
 
 /// "6.5", "8.5", "5", "16": kbit/s.
 const char* flavor_name(int flavor);

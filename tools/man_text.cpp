@@ -119,7 +119,8 @@ const ManText commands[] = {
      "perfect coder would give; - stands where there is no figure.\n\n"
      "The page of --html needs no other file: the table, and players and spectrograms of the first "
      "two minutes.",
-     some_failed,
+     "Something failed, and no output is left; or the input was cut short and what is there was "
+     "measured. Messages on standard error name file and cause.",
      {part_file},
      {{"A table", "quel eval speech.wav"},
       {"Two flavors, with and without losses",

@@ -79,7 +79,7 @@ TEST(AddEvalCommand, RefusesWhatCannotBe) {
   for (const char* arguments :
        {"", "a.wav b.wav", "a.wav --flavor 4", "a.wav --flavor x", "a.wav --loss 101",
         "a.wav --loss -1", "a.wav --loss nan", "a.wav --loss 3,x", "a.wav --seed -1",
-        "a.wav --conceal never", "a.wav --html"}) {
+        "a.wav --conceal never", "a.wav --html", "a.wav --html -"}) {
     EXPECT_EQ(parse(arguments).settings.input, "error") << arguments;
   }
 }
@@ -177,10 +177,24 @@ TEST_F(EvalCommand, OneSampleIsEnough) {
   EXPECT_THAT(names(), ElementsAre("p.html", "s.wav"));
 }
 
-TEST_F(EvalCommand, SaysWhereTheTableCannotBeWritten) {
+TEST_F(EvalCommand, WhereTheTableCannotBeWrittenNothingIs) {
+  job.html = path("r.html");
+  job.json = path("r.json");
   out.setstate(std::ios::badbit);
   EXPECT_EQ(run_eval(job, out, err), 1);
   EXPECT_EQ(err.str(), "quel: standard output: cannot be written\n");
+  EXPECT_THAT(names(), ElementsAre("s.wav"));
+}
+
+TEST_F(EvalCommand, ACutInputIsMeasuredAndTold) {
+  test::Bytes bytes = test::read_bytes(path("s.wav"));
+  bytes.resize(bytes.size() - 2000);
+  test::write_bytes(path("s.wav"), bytes);
+  job.html = path("r.html");
+  EXPECT_EQ(run(), 1);
+  EXPECT_EQ(err.str(), "quel: " + path("s.wav") + ": cut short: measured 0.375 s\n");
+  EXPECT_THAT(out.str(), StartsWith("flavor"));
+  EXPECT_THAT(names(), ElementsAre("r.html", "s.wav"));
 }
 
 }  // namespace
