@@ -3,9 +3,9 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <set>
-#include <stdexcept>
 
 #include "tools/batch_inputs.h"
+#include "tools/comment_option.h"
 #include "tools/eval_text.h"
 #include "tools/file_arguments.h"
 #include "tools/ogg_head.h"
@@ -57,14 +57,6 @@ void check_command(EncodeCommand& command, const CLI::App& app) {
       throw CLI::ValidationError(option, "has no place among bare coded units (--raw)");
     }
   }
-  try {
-    for (const std::string& comment : command.comments) {
-      add_comment(command.settings.tags, comment);
-    }
-    pack_tags(command.settings.tags);
-  } catch (const std::invalid_argument& error) {
-    throw CLI::ValidationError("--comment", error.what());
-  }
 }
 
 }  // namespace
@@ -85,11 +77,7 @@ CLI::App* add_encode_command(CLI::App& app, EncodeCommand& command) {
       ->check(CLI::Range(1, 1024))
       ->option_text("N");
   add_gain_option(*encode, settings.gain_db);
-  encode
-      ->add_option("--comment", command.comments,
-                   "say something of the recording, TITLE=Tea for one; may be repeated")
-      ->allow_extra_args(false)
-      ->option_text("TAG=VALUE");
+  add_comment_option(*encode, settings.tags);
   encode
       ->add_option("--packet-ms", settings.packet_ms,
                    "length of a packet aimed at, 1 to 10000 ms, by default 240")

@@ -16,7 +16,6 @@ struct EncodeCommand {
   FileArguments files;
   EncodeSettings settings;
   std::string endianness = "little";
-  std::vector<std::string> comments;  ///< "TAG=value"
 };
 
 /// Declares `quel encode` and its options, which parsing stores in `command`; it lives as long as

@@ -64,16 +64,15 @@ std::uint64_t copy_units(FileSource& source, const std::string& input, int flavo
 }
 
 void mux_units(const MuxJob& job, OutputFile& output) {
-  const OggHead head = make_head(job.flavor, job.input_rate);
-  OggTags tags = make_tags();
-  for (const std::string& comment : job.comments) add_comment(tags, comment);
+  const int flavor = job.flavor.value();
+  const OggHead head = make_head(flavor, job.input_rate);
   OggWriterOptions options;
   options.packet_ms = job.packet_ms;
   options.page_ms = job.page_ms;
   FileSource source(job.input);
-  OggWriter writer([&](auto page) { output.write(page); }, head, tags, options);
-  const std::uint64_t units = copy_units(source, job.input, job.flavor, writer);
-  const auto unit_samples = static_cast<std::uint64_t>(check(quel_samples_per_unit(job.flavor)));
+  OggWriter writer([&](auto page) { output.write(page); }, head, job.tags, options);
+  const std::uint64_t units = copy_units(source, job.input, flavor, writer);
+  const auto unit_samples = static_cast<std::uint64_t>(check(quel_samples_per_unit(flavor)));
   const std::uint64_t most = units * unit_samples - (units > 0 ? head.pre_skip : 0u);
   const std::uint64_t samples = job.samples.value_or(most);
   if (unit_count(head, samples) != units) {

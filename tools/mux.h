@@ -4,7 +4,8 @@
 #include <iosfwd>
 #include <optional>
 #include <string>
-#include <vector>
+
+#include "tools/ogg_tags.h"
 
 namespace quel::tools {
 
@@ -13,10 +14,10 @@ struct MuxJob {
   std::string input;       ///< units back to back, or the text of `quel dump`; "-" standard input
   std::string output;      ///< coded file
   bool from_dump = false;  ///< the input is a dump, and nothing below but `force` is looked at
-  int flavor = 0;          ///< 0..3
+  std::optional<int> flavor;             ///< 0..3; there must be one for units
   std::optional<std::uint64_t> samples;  ///< of the source at the flavor's rate; else all there is
   std::uint32_t input_rate = 0;          ///< of the source, Hz; 0 where unknown
-  std::vector<std::string> comments;     ///< "NAME=value"
+  OggTags tags = make_tags();
   int packet_ms = 240;
   int page_ms = 2000;
   bool force = false;  ///< replace an existing output

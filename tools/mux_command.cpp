@@ -3,15 +3,15 @@
 #include <CLI/CLI.hpp>
 #include <exception>
 #include <limits>
-#include <map>
 #include <ostream>
 
 #include "tools/command.h"
+#include "tools/comment_option.h"
+#include "tools/file_arguments.h"
 
 namespace quel::tools {
 
 CLI::App* add_mux_command(CLI::App& app, MuxJob& job) {
-  const std::map<std::string, int> flavors = {{"6.5", 0}, {"8.5", 1}, {"5", 2}, {"16", 3}};
   auto* mux = app.add_subcommand("mux", "bare coded units in, coded file out");
   mux->add_option("input", job.input, "coded units back to back, - for standard input")
       ->required()
@@ -19,11 +19,7 @@ CLI::App* add_mux_command(CLI::App& app, MuxJob& job) {
   mux->add_option("output", job.output, "coded file, - for standard output")
       ->required()
       ->option_text("FILE");
-  auto* flavor = mux->add_option("--flavor", job.flavor,
-                                 "of the units: 0 (6.5), 1 (8.5), 2 (5) or 3 (16 kbit/s)")
-                     ->transform(CLI::Transformer(flavors))
-                     ->check(CLI::Range(0, 3))
-                     ->option_text("0..3|6.5|8.5|5|16");
+  add_flavor_option(*mux, job.flavor, "of the units: ");
   mux->add_option("--samples", job.samples,
                   "length of the source at the flavor's rate; by default all that the units hold")
       ->check(CLI::Range(std::int64_t{0}, std::numeric_limits<std::int64_t>::max()))
@@ -31,10 +27,7 @@ CLI::App* add_mux_command(CLI::App& app, MuxJob& job) {
   mux->add_option("--input-rate", job.input_rate, "of the source, Hz, for information; 0 unknown")
       ->check(CLI::Range(1000, 1000000) | CLI::Range(0, 0))
       ->option_text("HZ");
-  mux->add_option("--comment", job.comments, "TAG=value; may be given more than once")
-      ->take_all()
-      ->expected(1)
-      ->option_text("TAG=VALUE");
+  add_comment_option(*mux, job.tags);
   mux->add_option("--packet-ms", job.packet_ms, "length of a packet, 1 to 10000 ms, by default 240")
       ->check(CLI::Range(1, 10000))
       ->option_text("MS");
@@ -51,8 +44,8 @@ CLI::App* add_mux_command(CLI::App& app, MuxJob& job) {
     }
   }
   mux->add_flag("-f,--force", job.force, "replace an existing output");
-  mux->final_callback([flavor, &job] {
-    if (!job.from_dump && flavor->count() == 0) throw CLI::RequiredError("--flavor");
+  mux->final_callback([&job] {
+    if (!job.from_dump && !job.flavor) throw CLI::RequiredError("--flavor");
   });
   return mux;
 }
