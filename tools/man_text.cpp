@@ -128,9 +128,10 @@ const ManText commands[] = {
     {"selftest",
      {},
      "codes and decodes built-in signals with every flavor, with and without losses, and compares "
-     "digests of the results with the project's. Each line has the digest, ok or DIFFERS, and the "
+     "digests of the results with the project's. Each line has the digest, ok, DIFFERS or MISSING, "
+     "and the "
      "signal's name. A build whose digests differ makes files that other builds decode wrongly.",
-     "A digest differs.",
+     "A digest differs or is missing.",
      {},
      {{"Is this build sound?", "quel selftest"}}},
 };

@@ -10,6 +10,7 @@
 #include "conformance/conformance.h"
 #include "conformance/digests.h"
 #include "tools/command.h"
+#include "tools/text.h"
 
 namespace quel::tools {
 namespace {
@@ -37,18 +38,30 @@ CLI::App* add_selftest_command(CLI::App& app) {
       "codes and decodes built-in signals and tells whether the bits are the project's");
 }
 
-int run_selftest_command(std::ostream& out) {
+int tell_digests(const std::vector<conformance::Digest>& digests, std::ostream& out) {
   int wrong = 0;
-  for (const conformance::Digest& digest : conformance::conformance_digests()) {
+  for (const conformance::Digest& digest : digests) {
     const bool right = is_the_projects(digest);
     if (!right) ++wrong;
     out << hexadecimal(digest.value) << "  " << (right ? "ok     " : "DIFFERS") << "  "
         << digest.name << '\n';
   }
-  out << (wrong == 0 ? "All digests are the project's"
-                     : std::to_string(wrong) + " digests differ from the project's")
+  for (const conformance::PinnedDigest& pinned : conformance::pinned_digests) {
+    const bool there = std::any_of(digests.begin(), digests.end(),
+                                   [&](const auto& digest) { return pinned.name == digest.name; });
+    if (there) continue;
+    ++wrong;
+    out << std::string(16, '-') << "  MISSING  " << pinned.name << '\n';
+  }
+  out << (wrong == 0
+              ? "All digests are the project's"
+              : counted(static_cast<std::uint64_t>(wrong), "digest") + " of the project's not met")
       << " (behaviour " << conformance::behaviour << ").\n";
   return wrong == 0 ? exit_done : exit_failed;
+}
+
+int run_selftest_command(std::ostream& out) {
+  return tell_digests(conformance::conformance_digests(), out);
 }
 
 }  // namespace quel::tools

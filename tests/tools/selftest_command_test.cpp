@@ -25,6 +25,25 @@ TEST(Selftest, FindsTheProjectsDigests) {
   EXPECT_THAT(out.str(), HasSubstr("All digests are the project's (behaviour "));
 }
 
+TEST(Selftest, CountsWhatDiffersAndWhatIsMissing) {
+  std::vector<conformance::Digest> digests;
+  for (const conformance::PinnedDigest& pinned : conformance::pinned_digests) {
+    digests.push_back({pinned.name, pinned.value});
+  }
+  std::ostringstream all;
+  EXPECT_EQ(tell_digests(digests, all), 0);
+  digests.back().value ^= 1;
+  std::ostringstream differs;
+  EXPECT_EQ(tell_digests(digests, differs), 1);
+  EXPECT_THAT(differs.str(), HasSubstr("  DIFFERS  " + digests.back().name));
+  EXPECT_THAT(differs.str(), HasSubstr("\n1 digest of the project's not met (behaviour "));
+  const std::string gone = digests.back().name;
+  digests.pop_back();
+  std::ostringstream missing;
+  EXPECT_EQ(tell_digests(digests, missing), 1);
+  EXPECT_THAT(missing.str(), HasSubstr("  MISSING  " + gone + "\n"));
+}
+
 TEST(Selftest, TheProgramTellsTheSame) {
   std::ostringstream out;
   const int status = run_selftest_command(out);
