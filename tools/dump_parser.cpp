@@ -20,7 +20,9 @@ class Parser {
 
   DumpedFile parse() {
     std::string line;
-    if (!std::getline(in_, line) || line != "quel-dump 1") {
+    const bool empty = !std::getline(in_, line);
+    if (in_.bad()) throw FileError(name_, "cannot be read");
+    if (empty || line != "quel-dump 1") {
       throw FileError(name_, "not a dump as quel dump writes it without --json");
     }
     while (++line_, std::getline(in_, line)) take(line);

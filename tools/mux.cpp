@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <quelcodec/quelcodec.hpp>
@@ -24,6 +25,7 @@ namespace {
 void mux_dump(const MuxJob& job, OutputFile& output) {
   std::ifstream file;
   if (job.input != "-") {
+    if (std::filesystem::is_directory(job.input)) throw FileError(job.input, std::strerror(EISDIR));
     file.open(job.input, std::ios::binary);
     if (!file) throw FileError(job.input, std::strerror(errno));
   }

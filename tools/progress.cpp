@@ -9,6 +9,8 @@
 #include <iostream>
 #include <utility>
 
+#include "tools/text.h"
+
 namespace quel::tools {
 namespace {
 
@@ -45,7 +47,7 @@ void Progress::plan(const std::vector<std::uint64_t>& sizes) {
 
 void Progress::start(std::size_t file, const std::string& name) {
   const std::lock_guard lock(mutex_);
-  names_[file] = shortened(std::filesystem::path(name).filename());
+  names_[file] = shortened(printable(std::filesystem::path(name).filename().string()));
 }
 
 void Progress::update(std::size_t file, double seconds, std::optional<double> share) {

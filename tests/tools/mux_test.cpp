@@ -208,6 +208,9 @@ TEST_F(Mux, FailuresNameFileAndCause) {
   }
   make_raw(1, 1);
   EXPECT_EQ(quel({"mux", path("raw"), path("o"), "--from-dump"}).status, 1);
+  const ProgramResult folder = quel({"mux", path(""), path("o"), "--from-dump"});
+  EXPECT_EQ(folder.status, 1);
+  EXPECT_EQ(folder.err, "quel: " + path("") + ": Is a directory\n");
   EXPECT_EQ(quel({"demux", path("raw"), path("o")}).status, 1);
   EXPECT_THAT(names(), ElementsAre("raw"));
 }

@@ -94,6 +94,15 @@ TEST_F(ProgressTest, LinesFitAndKeepWholeCharacters) {
   }
 }
 
+TEST_F(ProgressTest, NamesCommandNoTerminal) {
+  Progress progress = make();
+  progress.plan({0});
+  progress.start(0, "a\x1b[2J\xc2\x9b.wav");
+  now_ += milliseconds(1000);
+  progress.update(0, 1.0, std::nullopt);
+  EXPECT_EQ(take(), "\ra [2J .wav: 0:01, 1 x real time\x1b[K");
+}
+
 TEST_F(ProgressTest, QuietSaysNothing) {
   Progress progress(nullptr);
   progress.plan({1});
