@@ -87,9 +87,10 @@ int Batch::run(std::ostream& err) {
   std::string failure;
   try {
     fs::create_directories(arguments_.output_dir);
+    journal_.open(manifest_ + ".journal");
     read_old_rows();
     find_tasks();
-    journal_.open(manifest_ + ".journal");
+    journal_.start();
     std::vector<std::uint64_t> sizes;
     for (const Task& task : tasks_) sizes.push_back(size_of(task.input));
     progress_.plan(sizes);

@@ -1,5 +1,7 @@
 #include "tools/batch_manifest.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -242,35 +244,55 @@ std::vector<ManifestRow> read_journal(const std::string& path) {
   const auto text = read_text(path);
   if (!text) return {};
   std::vector<ManifestRow> rows;
+  bool sound = text->empty() || text->front() == '\n', strange = false;
   for (const std::string_view line : lines_of(*text)) {
-    if (const auto row = parse_tsv(line)) rows.push_back(*row);
+    if (const auto row = parse_tsv(line)) {
+      rows.push_back(*row);
+    } else if (!line.empty()) {
+      strange = true;
+    }
   }
+  // A line may be torn where the machine failed, all of them are where this is somebody's file.
+  if (strange && rows.empty()) sound = false;
+  if (!sound) throw FileError(path, "exists already and is no journal of quel");
   return rows;
 }
 
 void Journal::open(const std::string& path) {
   path_ = path;
+  file_.emplace(path, path, "another run is at work here");
+}
+
+void Journal::start() {
   // A line that was cut off must not run into the next one.
-  file_.open(path, std::ios::app | std::ios::binary);
-  file_ << '\n' << std::flush;
-  if (!file_) throw FileError(path_, std::strerror(errno));
+  append("\n");
 }
 
 void Journal::write(const ManifestRow& row) {
   const std::lock_guard lock(mutex_);
-  if (!file_) {
-    // The disk was full, and a line may have been cut off there.
-    file_.clear();
-    file_ << '\n';
+  append(tsv_line(row));
+}
+
+void Journal::append(std::string_view text) {
+  const int file = file_->descriptor();
+  const off_t end = lseek(file, 0, SEEK_END);
+  if (end < 0) throw FileError(path_, std::strerror(errno));
+  while (!text.empty()) {
+    const ssize_t count = ::write(file, text.data(), text.size());
+    if (count >= 0) {
+      text.remove_prefix(static_cast<std::size_t>(count));
+    } else if (errno != EINTR) {
+      const FileError failure(path_, std::strerror(errno));
+      // Half a line would take the next one with it.
+      if (ftruncate(file, end) != 0) throw FileError(path_, std::strerror(errno));
+      throw failure;
+    }
   }
-  file_ << tsv_line(row) << std::flush;
-  if (!file_) throw FileError(path_, std::strerror(errno));
 }
 
 void Journal::remove() {
-  file_.close();
-  std::error_code ignored;
-  std::filesystem::remove(path_, ignored);
+  file_->remove();
+  file_.reset();
 }
 
 }  // namespace quel::tools

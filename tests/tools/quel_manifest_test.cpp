@@ -1,0 +1,70 @@
+// What a run over many files keeps of itself, as a shell user meets it.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sndfile.h>
+
+#include <filesystem>
+#include <string>
+
+#include "tools/batch_manifest.h"
+#include "tools/tool_support.h"
+
+namespace quel::test {
+namespace {
+
+namespace fs = std::filesystem;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+constexpr int wav16 = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
+
+class QuelManifest : public ToolTest {
+ protected:
+  void SetUp() override { make_input("in/a.wav", 1); }
+  void make_input(const std::string& name, std::uint64_t seed) {
+    fs::create_directories(fs::path(path(name)).parent_path());
+    write_audio(path(name), wav16, 8000, 1, loud_speech(2000, seed));
+  }
+  /// Q is quel, in the test's folder.
+  ProgramResult shell(const std::string& line) {
+    return run_program("/bin/sh", {"-c", "cd \"$1\" && Q=\"$2\" && export Q && " + line, "sh",
+                                   path(""), QUEL_PROGRAM});
+  }
+  std::string text(const std::string& name) {
+    const Bytes bytes = read_bytes(path(name));
+    return {bytes.begin(), bytes.end()};
+  }
+  void write_text(const std::string& name, const std::string& text) {
+    write_bytes(path(name), Bytes(text.begin(), text.end()));
+  }
+};
+
+TEST_F(QuelManifest, TwoRunsNeverKeepOneManifest) {
+  ASSERT_EQ(shell("mkdir out").status, 0);
+  {
+    tools::Journal first;
+    first.open(path("out/quel-manifest.tsv.journal"));
+    const ProgramResult result = shell("$Q encode in --output-dir out");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "quel: out/quel-manifest.tsv.journal: another run is at work here\n");
+    EXPECT_FALSE(exists(path("out/a.quel")));
+    first.remove();
+  }
+  EXPECT_EQ(shell("$Q encode in --output-dir out").err, "");
+}
+
+TEST_F(QuelManifest, SomebodysFileInTheJournalsPlaceIsKept) {
+  ASSERT_EQ(shell("mkdir out").status, 0);
+  for (const std::string diary : {"dear diary\n", "dear diary", "\ndear diary\n"}) {
+    write_text("out/quel-manifest.tsv.journal", diary);
+    const ProgramResult result = shell("$Q encode in --output-dir out");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err,
+              "quel: out/quel-manifest.tsv.journal: exists already and is no journal of quel\n");
+    EXPECT_EQ(text("out/quel-manifest.tsv.journal"), diary);
+    EXPECT_FALSE(exists(path("out/a.quel")));
+  }
+}
+
+}  // namespace
+}  // namespace quel::test
