@@ -11,6 +11,7 @@
 #include "tools/file_arguments.h"
 #include "tools/loss.h"
 #include "tools/ogg_head.h"
+#include "tools/sha256.h"
 
 namespace quel::tools {
 namespace {
@@ -73,6 +74,14 @@ void check_command(DecodeCommand& command) {
       !command.loss.empty() || !command.loss_burst.empty() || !command.loss_file.empty();
 }
 
+/// Every row of a manifest has it, so that it must be short however long the list is.
+std::string digest_of(const std::vector<bool>& listed) {
+  const std::vector<std::uint8_t> bytes(listed.begin(), listed.end());
+  Sha256 digest;
+  digest.add(bytes);
+  return digest.hex();
+}
+
 /// Everything that the bytes of an output depend on beside its input.
 std::string text_of(const DecodeCommand& command, const std::vector<bool>& listed) {
   const DecodeSettings& s = command.settings;
@@ -81,10 +90,7 @@ std::string text_of(const DecodeCommand& command, const std::vector<bool>& liste
   if (!command.loss.empty()) text += " loss=" + command.loss;
   if (!command.loss_burst.empty()) text += " burst=" + command.loss_burst;
   if (s.report_losses && listed.empty()) text += " seed=" + std::to_string(command.seed);
-  if (!listed.empty()) {
-    text += " lost=";
-    for (const bool lost : listed) text += lost ? '1' : '0';
-  }
+  if (!listed.empty()) text += " lost=" + digest_of(listed);
   if (s.concealment == OggConcealment::deferred) text += " deferred";
   if (s.concealment == OggConcealment::none) text += " unconcealed";
   if (s.gain_db != 0.0) text += " gain=" + shortest(s.gain_db);

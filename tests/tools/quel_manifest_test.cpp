@@ -14,7 +14,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using ::testing::HasSubstr;
-using ::testing::Not;
 
 constexpr int wav16 = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
 
@@ -51,6 +50,17 @@ TEST_F(QuelManifest, TwoRunsNeverKeepOneManifest) {
     first.remove();
   }
   EXPECT_EQ(shell("$Q encode in --output-dir out").err, "");
+}
+
+TEST_F(QuelManifest, ALossFileCostsARowNoMoreThanItsDigest) {
+  write_text("losses", std::string(50000, '0') + "1");
+  ASSERT_EQ(shell("$Q encode in --output-dir c").err, "");
+  const std::string run = "$Q decode c --output-dir o --loss-file losses";
+  EXPECT_EQ(shell(run).status, 0);
+  EXPECT_LT(text("o/quel-manifest.tsv").size(), 1000u);
+  EXPECT_EQ(shell(run).status, 0);
+  write_text("losses", std::string(50000, '0') + "10");
+  EXPECT_THAT(shell(run).err, HasSubstr("exists already"));
 }
 
 TEST_F(QuelManifest, SomebodysFileInTheJournalsPlaceIsKept) {
