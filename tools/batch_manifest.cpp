@@ -105,12 +105,39 @@ std::string label_of(std::size_t column) {
   return text;
 }
 
+/// As json_string(), but for bytes that are no part of a character, which names may have: the byte
+/// XX is written as half a pair, \\udcXX, which no text has.
+std::string json_bytes(const std::string& text) {
+  constexpr std::string_view replacement = "\xef\xbf\xbd", hex = "0123456789abcdef";
+  const std::string valid = valid_utf8(text);
+  std::string out = "\"", run;
+  const auto put_run = [&] {
+    const std::string quoted = json_string(run);
+    out.append(quoted, 1, quoted.size() - 2);
+    run.clear();
+  };
+  for (std::size_t i = 0, j = 0; i < text.size(); ++i) {
+    const bool stray =
+        valid.compare(j, 3, replacement) == 0 && text.compare(i, 3, replacement) != 0;
+    j += stray ? 3 : 1;
+    if (!stray) {
+      run += text[i];
+      continue;
+    }
+    put_run();
+    const auto byte = static_cast<unsigned char>(text[i]);
+    out.append("\\udc").append(1, hex[byte / 16u]).append(1, hex[byte % 16u]);
+  }
+  put_run();
+  return out + '"';
+}
+
 std::string json_line(const ManifestRow& row) {
   const Fields fields = fields_of(row);
   std::string text;
   for (std::size_t i = 0; i < fields.size(); ++i) {
     text += label_of(i);
-    text += is_number(i) ? fields[i] : json_string(fields[i]);
+    text += is_number(i) ? fields[i] : json_bytes(fields[i]);
   }
   return text + "}";
 }
@@ -128,11 +155,12 @@ std::optional<std::string> parse_json_string(std::string_view text, std::size_t&
     const char c = text[at + 1];
     at += 2;
     if (c == 'u') {
-      // Only control characters are written like this.
+      // Only control characters and stray bytes are written like this.
       unsigned value = 0;
       if (at + 4 > text.size()) return std::nullopt;
       const auto [end, error] = std::from_chars(&text[at], &text[at] + 4, value, 16);
-      if (error != std::errc() || end != &text[at] + 4 || value > 0x7f) return std::nullopt;
+      if (error != std::errc() || end != &text[at] + 4) return std::nullopt;
+      if (value > 0x7f && (value < 0xdc80 || value > 0xdcff)) return std::nullopt;
       out += static_cast<char>(value);
       at += 4;
     } else {
@@ -182,7 +210,9 @@ bool is_json(const std::string& path) {
 
 std::optional<std::string> read_text(const std::string& path) {
   std::error_code unknown;
-  if (!std::filesystem::exists(path, unknown)) return std::nullopt;
+  const auto kind = std::filesystem::status(path, unknown);
+  if (!std::filesystem::exists(kind)) return std::nullopt;
+  if (!std::filesystem::is_regular_file(kind)) throw FileError(path, "not a regular file");
   std::ifstream file(path, std::ios::binary);
   if (!file) throw FileError(path, std::strerror(errno));
   return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());

@@ -52,6 +52,21 @@ TEST_F(QuelManifest, TwoRunsNeverKeepOneManifest) {
   EXPECT_EQ(shell("$Q encode in --output-dir out").err, "");
 }
 
+TEST_F(QuelManifest, NamesThatAreNoTextComeBack) {
+  make_input("in/\xff\xed\xb3\xbf\u00fc\xef\xbf\xbd.wav", 2);
+  make_input("in/\xc3.wav", 3);
+  for (const std::string manifest : {"m.json", "m.tsv"}) {
+    SCOPED_TRACE(manifest);
+    const std::string run = "$Q encode in --output-dir o." + manifest + " --manifest " + manifest;
+    ASSERT_EQ(shell(run).err, "");
+    const std::string kept = text(manifest);
+    EXPECT_EQ(shell(run).err, "");
+    EXPECT_EQ(text(manifest), kept);
+  }
+  EXPECT_THAT(text("m.json"),
+              HasSubstr("\"in/\\udcff\\udced\\udcb3\\udcbf\u00fc\xef\xbf\xbd.wav\""));
+}
+
 TEST_F(QuelManifest, ALossFileCostsARowNoMoreThanItsDigest) {
   write_text("losses", std::string(50000, '0') + "1");
   ASSERT_EQ(shell("$Q encode in --output-dir c").err, "");
@@ -74,6 +89,13 @@ TEST_F(QuelManifest, SomebodysFileInTheJournalsPlaceIsKept) {
     EXPECT_EQ(text("out/quel-manifest.tsv.journal"), diary);
     EXPECT_FALSE(exists(path("out/a.quel")));
   }
+}
+
+TEST_F(QuelManifest, AFolderIsNone) {
+  ASSERT_EQ(shell("mkdir m").status, 0);
+  EXPECT_EQ(shell("$Q encode in --output-dir out --manifest m").err,
+            "quel: m: not a regular file\n");
+  EXPECT_FALSE(exists(path("m.journal")));
 }
 
 }  // namespace
