@@ -58,6 +58,7 @@ class Batch {
 
  private:
   void find_tasks();
+  void check_manifest() const;
   Outcome failed(const Task& task, const std::string& message) const;
   void read_old_rows();
   void work_through();
@@ -90,6 +91,7 @@ int Batch::run(std::ostream& err) {
     journal_.open(manifest_ + ".journal");
     read_old_rows();
     find_tasks();
+    check_manifest();
     journal_.start();
     std::vector<std::uint64_t> sizes;
     for (const Task& task : tasks_) sizes.push_back(size_of(task.input));
@@ -125,6 +127,15 @@ void Batch::find_tasks() {
     } else {
       refused_.push_back(
           failed({name, ""}, name + ": would be written to " + output + ", as " + owner->second));
+    }
+  }
+}
+
+void Batch::check_manifest() const {
+  const fs::path place = output_place(manifest_);
+  for (const Task& task : tasks_) {
+    if (output_place((fs::path(arguments_.output_dir) / task.output).string()) == place) {
+      throw FileError(manifest_, "is one of the outputs; the manifest needs another name");
     }
   }
 }
@@ -205,7 +216,10 @@ ManifestRow Batch::make(std::size_t index, const std::string& target) {
   }
   ManifestRow row;
   if (done_before(task, target, row)) return row;
-  fs::create_directories(fs::path(target).parent_path(), unknown);
+  const fs::path folder = fs::path(target).parent_path();
+  std::error_code error;
+  fs::create_directories(folder, error);
+  if (error) throw FileError(folder.string(), error.message());
   OutputFile output(target, arguments_.force, task.input);
   output.hold_back();
   const FileDigest source = digest_file(task.input);

@@ -53,6 +53,7 @@ void check_file_arguments(const FileArguments& arguments) {
       if (file == "-") fail("- is one input and one output, without --output-dir");
       if (file.empty()) fail("an input has an empty name");
     }
+    if (arguments.manifest == "-") fail("--manifest is a file, not standard output");
     return;
   }
   if (!arguments.manifest.empty()) fail("--manifest needs --output-dir");

@@ -43,6 +43,14 @@ bool stat_input(const std::string& input, struct stat& status) {
 
 }  // namespace
 
+fs::path output_place(const std::string& name) {
+  std::error_code error;
+  const fs::path path = fs::absolute(behind_links(name), error);
+  if (error) return name;
+  const fs::path place = fs::weakly_canonical(path, error);
+  return error ? path.lexically_normal() : place;
+}
+
 OutputFile::OutputFile(const std::string& name, bool force, const std::string& input)
     : name_(name), force_(force) {
   if (name.empty()) throw std::invalid_argument("the output has an empty name");

@@ -11,6 +11,10 @@
 
 namespace quel::tools {
 
+/// Where a file of this name is or would be made: one path for one place, whatever links and
+/// folders the name takes. Throws FileError where links lead in a circle.
+std::filesystem::path output_place(const std::string& name);
+
 /// A file that appears under its name only when it is complete: everything goes to NAME.part,
 /// which commit() renames and which the destructor removes where commit() was not reached. A
 /// program that is killed leaves NAME.part behind. "-" is standard output, which takes everything

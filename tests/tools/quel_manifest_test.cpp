@@ -78,6 +78,15 @@ TEST_F(QuelManifest, ALossFileCostsARowNoMoreThanItsDigest) {
   EXPECT_THAT(shell(run).err, HasSubstr("exists already"));
 }
 
+TEST_F(QuelManifest, AFolderThatCannotBeMadeIsNamed) {
+  make_input("in/sub/b.wav", 2);
+  write_text("sub", "x");
+  ASSERT_EQ(shell("mkdir out && mv sub out").status, 0);
+  EXPECT_EQ(shell("$Q encode in --output-dir out").err,
+            "quel: 1 of 2 files failed or were damaged:\n"
+            "quel: out/sub: Not a directory\n");
+}
+
 TEST_F(QuelManifest, SomebodysFileInTheJournalsPlaceIsKept) {
   ASSERT_EQ(shell("mkdir out").status, 0);
   for (const std::string diary : {"dear diary\n", "dear diary", "\ndear diary\n"}) {
@@ -89,6 +98,21 @@ TEST_F(QuelManifest, SomebodysFileInTheJournalsPlaceIsKept) {
     EXPECT_EQ(text("out/quel-manifest.tsv.journal"), diary);
     EXPECT_FALSE(exists(path("out/a.quel")));
   }
+}
+
+TEST_F(QuelManifest, IsNoneOfTheOutputs) {
+  ASSERT_EQ(shell("mkdir other && ln -s ../out/a.quel other/link").status, 0);
+  for (const std::string manifest : {"out/a.quel", "other/../out/a.quel", "other/link"}) {
+    SCOPED_TRACE(manifest);
+    const ProgramResult result = shell("$Q encode in --output-dir out --manifest " + manifest);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err,
+              "quel: " + manifest + ": is one of the outputs; the manifest needs another name\n");
+    EXPECT_TRUE(fs::is_empty(path("out")));
+  }
+  EXPECT_FALSE(exists(path("other/link.journal")));
+  EXPECT_EQ(shell("$Q encode in --output-dir out --manifest -").status, 2);
+  EXPECT_FALSE(exists(path("-.journal")));
 }
 
 TEST_F(QuelManifest, AFolderIsNone) {
