@@ -11,6 +11,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <vector>
 
 #include "tools/file_error.h"
@@ -43,7 +44,7 @@ struct BarePipe {
   PipeInput* input;
   std::uint64_t length;
   std::uint64_t position = 0;
-  std::string error;
+  std::exception_ptr error;
 
   static sf_count_t get_length(void* self) {
     return static_cast<sf_count_t>(static_cast<BarePipe*>(self)->length);
@@ -62,8 +63,8 @@ struct BarePipe {
           pipe.input->read(static_cast<std::uint8_t*>(bytes), static_cast<std::size_t>(asked));
       pipe.position += got;
       return static_cast<sf_count_t>(got);
-    } catch (const std::exception& failure) {
-      pipe.error = failure.what();
+    } catch (...) {
+      pipe.error = std::current_exception();
       return 0;
     }
   }
@@ -207,7 +208,7 @@ std::size_t AudioSource::Impl::read_block(float* mono, std::size_t count) {
   interleaved.resize(count * channels);
   const auto got = static_cast<std::size_t>(std::max<sf_count_t>(
       0, sf_readf_float(file.get(), interleaved.data(), static_cast<sf_count_t>(count))));
-  if (!bare.error.empty()) throw std::runtime_error(bare.error);
+  if (bare.error) std::rethrow_exception(bare.error);
   // The next call would forget it.
   if (got < count && sf_error(file.get()) != SF_ERR_NO_ERROR) {
     throw FileError(shown(), "damaged (" + without_stop(sf_strerror(file.get())) + ")");
