@@ -102,7 +102,7 @@ int Batch::run(std::ostream& err) {
   } catch (const fs::filesystem_error& error) {
     failure = FileError(error.path1().string(), error.code().message()).what();
   } catch (const std::exception& error) {
-    failure = error.what();
+    failure = message_of(error, manifest_);
   }
   progress_.clear();
   const int status = worked ? report(err) : exit_failed;
@@ -190,10 +190,8 @@ Outcome Batch::do_task(std::size_t index) {
     if (outcome.row.status != "done") outcome.failure = outcome.row.message;
     progress_.finish(index);
     return outcome;
-  } catch (const FileError& error) {
-    outcome = failed(task, error.what());
   } catch (const std::exception& error) {
-    outcome = failed(task, FileError(task.input, error.what()).what());
+    outcome = failed(task, message_of(error, task.input));
   }
   try {
     // A slip must not cost what earlier runs made: where their output stands, so does its row.

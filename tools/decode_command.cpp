@@ -9,6 +9,7 @@
 #include "tools/command.h"
 #include "tools/eval_text.h"
 #include "tools/file_arguments.h"
+#include "tools/file_error.h"
 #include "tools/loss.h"
 #include "tools/ogg_head.h"
 #include "tools/sha256.h"
@@ -184,7 +185,7 @@ int run_decode_command(const DecodeCommand& command, std::ostream& err) {
       settings.losses = LossPattern::listed(listed);
     }
   } catch (const std::exception& error) {
-    err << "quel: " << error.what() << '\n';
+    err << "quel: " << message_of(error, command.loss_file) << '\n';
     return exit_failed;
   }
   FileWork work;

@@ -53,7 +53,7 @@ int run_dump_command(const DumpJob& job, std::ostream& out, std::ostream& err) {
       err << "quel: " << shown(job.input) << ": " << note << '\n';
     }
   } catch (const std::exception& error) {
-    err << "quel: " << error.what() << '\n';
+    err << "quel: " << message_of(error, job.input) << '\n';
     return exit_failed;
   }
   return exit_done;

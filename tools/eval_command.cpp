@@ -141,7 +141,7 @@ int run_eval(const EvalJob& job, std::ostream& out, std::ostream& err) {
     return run(job, progress, out, err) ? exit_done : exit_failed;
   } catch (const std::exception& error) {
     progress.clear();
-    err << "quel: " << error.what() << '\n';
+    err << "quel: " << message_of(error, job.settings.input) << '\n';
     return exit_failed;
   }
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <exception>
+#include <new>
 #include <stdexcept>
 #include <string>
 
@@ -18,5 +20,12 @@ class FileError : public std::runtime_error {
   FileError(const std::string& file, const std::string& cause)
       : std::runtime_error(shown(file) + ": " + cause) {}
 };
+
+/// What a program prints of a failure at `file`: it names file and cause, whatever was thrown.
+inline std::string message_of(const std::exception& error, const std::string& file) {
+  if (dynamic_cast<const FileError*>(&error) != nullptr) return error.what();
+  const bool memory = dynamic_cast<const std::bad_alloc*>(&error) != nullptr;
+  return FileError(file, memory ? "not enough memory" : error.what()).what();
+}
 
 }  // namespace quel::tools

@@ -124,7 +124,7 @@ int run_info_command(const InfoJob& job, std::ostream& out, std::ostream& err) {
         out << info_text(shown(input), info);
       }
     } catch (const std::exception& error) {
-      err << "quel: " << error.what() << '\n';
+      err << "quel: " << message_of(error, input) << '\n';
       status = exit_failed;
     }
   }

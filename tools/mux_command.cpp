@@ -6,6 +6,7 @@
 #include <ostream>
 
 #include "tools/command.h"
+#include "tools/file_error.h"
 #include "tools/comment_option.h"
 #include "tools/file_arguments.h"
 
@@ -68,7 +69,7 @@ int run_mux_command(const MuxJob& job, std::ostream& err) {
   try {
     run_mux(job);
   } catch (const std::exception& error) {
-    err << "quel: " << error.what() << '\n';
+    err << "quel: " << message_of(error, job.input) << '\n';
     return exit_failed;
   }
   return exit_done;
@@ -78,7 +79,7 @@ int run_demux_command(const DemuxJob& job, std::ostream& err) {
   try {
     return run_demux(job, err) ? exit_done : exit_failed;
   } catch (const std::exception& error) {
-    err << "quel: " << error.what() << '\n';
+    err << "quel: " << message_of(error, job.input) << '\n';
     return exit_failed;
   }
 }

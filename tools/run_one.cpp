@@ -36,7 +36,7 @@ int run_one(const FileArguments& arguments, const FileWork& work, std::ostream& 
     return result.damaged ? exit_failed : exit_done;
   } catch (const std::exception& error) {
     progress.clear();
-    err << "quel: " << error.what() << '\n';
+    err << "quel: " << message_of(error, input) << '\n';
     return exit_failed;
   }
 }

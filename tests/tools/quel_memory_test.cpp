@@ -1,6 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sndfile.h>
 
+#include <cstdint>
+#include <filesystem>
 #include <string>
 
 #include "support/sanitizers.h"
@@ -8,6 +11,9 @@
 
 namespace quel::test {
 namespace {
+
+using ::testing::HasSubstr;
+using ::testing::Not;
 
 class QuelMemoryTest : public ToolTest {
  protected:
@@ -40,6 +46,42 @@ TEST_F(QuelMemoryTest, WithoutMemoryItSaysSoAndFails) {
   }
   EXPECT_GT(told, 0);
   EXPECT_EQ(result.status, 0);
+}
+
+// One that is read as a whole.
+TEST_F(QuelMemoryTest, AFileThatIsTooLargeIsNamed) {
+#if QUEL_SANITIZED
+  GTEST_SKIP() << "sanitizers reserve more address space than there is memory";
+#endif
+  write_bytes(path("large"), {'O', 'g', 'g', 'S'});
+  std::filesystem::resize_file(path("large"), std::uintmax_t{1} << 30);  // holes
+  const ProgramResult result =
+      run_program_limited("ulimit -v 60000", QUEL_PROGRAM, {"dump", path("large")});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err, "quel: " + path("large") + ": not enough memory\n");
+}
+
+// Between too little to start and enough, every failure that can name the file does so.
+TEST_F(QuelMemoryTest, AFileThatFindsNoMemoryIsNamed) {
+#if QUEL_SANITIZED
+  GTEST_SKIP() << "sanitizers reserve more address space than there is memory";
+#endif
+  write_audio(path("a.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_16, 8000, 1, loud_speech(800, 1));
+  ASSERT_EQ(run_program(QUEL_PROGRAM, {"encode", path("a.wav"), path("c")}).err, "");
+  int low = 1000, high = 1000000;
+  while (high - low > 8) {
+    const int middle = (low + high) / 2;
+    (version_within(middle).status == 0 ? high : low) = middle;
+  }
+  int told = 0;
+  for (int k = 0; k < 40; ++k) {
+    const ProgramResult result =
+        run_program_limited("ulimit -v " + std::to_string(high + 32 * k), QUEL_PROGRAM,
+                            {"decode", "-f", path("c"), path("o.wav")});
+    EXPECT_THAT(result.err, Not(HasSubstr("bad_alloc")));
+    if (result.err == "quel: " + path("c") + ": not enough memory\n") ++told;
+  }
+  EXPECT_GT(told, 0);
 }
 
 }  // namespace

@@ -104,7 +104,7 @@ TEST_F(QuelPart, AnEmptyNameIsNoFile) {
     EXPECT_EQ(shell("$Q " + call).status, 2) << call;
   }
   ASSERT_EQ(shell("$Q encode in.wav c").err, "");
-  EXPECT_EQ(shell("$Q demux c ''").err, "quel: the output has an empty name\n");
+  EXPECT_EQ(shell("$Q demux c ''").err, "quel: c: the output has an empty name\n");
   EXPECT_THAT(names(), ElementsAre("c", "in.wav"));
 }
 
