@@ -63,6 +63,11 @@ int run_quel(int argc, const char* const* argv, std::ostream& out, std::ostream&
     const std::string text =
         argc > 3 ? "" : generated_text(app, version, first, argc > 2 ? argv[2] : "");
     out << text;
+    if (text.empty()) {
+      err << "quel: " << first
+          << (first == "--man" ? ": takes the name of a command or nothing\n"
+                               : ": takes bash, zsh or fish\n");
+    }
     return written(text.empty() ? exit_usage : exit_done, out, err);
   }
   try {

@@ -189,6 +189,9 @@ TEST_F(ManPage, OfWhatIsNoCommandThereIsNone) {
     const auto result = test::run_program(QUEL_PROGRAM, arguments);
     EXPECT_EQ(result.status, 2);
     EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, arguments[0] == "--man"
+                              ? "quel: --man: takes the name of a command or nothing\n"
+                              : "quel: --completions: takes bash, zsh or fish\n");
   }
 }
 
