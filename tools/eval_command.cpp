@@ -95,7 +95,6 @@ bool run(const EvalJob& job, Progress& progress, std::ostream& out, std::ostream
 }  // namespace
 
 CLI::App* add_eval_command(CLI::App& app, EvalJob& job) {
-  const std::map<std::string, int> flavors = {{"6.5", 0}, {"8.5", 1}, {"5", 2}, {"16", 3}};
   const std::map<std::string, Concealment> concealments = {{"immediate", Concealment::immediate},
                                                            {"deferred", Concealment::deferred}};
   auto* eval =
@@ -107,7 +106,7 @@ CLI::App* add_eval_command(CLI::App& app, EvalJob& job) {
                    "flavors to try, comma-separated: 0 (6.5), 1 (8.5), 2 (5), 3 (16 kbit/s); "
                    "by default all")
       ->delimiter(',')
-      ->transform(CLI::Transformer(flavors))
+      ->transform(CLI::Transformer(flavors_by_name()))
       ->check(CLI::Range(0, 3))
       ->option_text("0..3|6.5|8.5|5|16");
   eval->add_option("--loss", job.settings.losses,

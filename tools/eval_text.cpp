@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstddef>
 
+#include "tools/bytes.h"
 #include "tools/text.h"
 
 namespace quel::tools {
@@ -109,7 +110,7 @@ std::vector<std::uint8_t> wav_bytes(std::span<const std::int16_t> pcm, int rate)
     for (const char letter : letters) out.push_back(static_cast<std::uint8_t>(letter));
   };
   const auto number = [&](std::uint32_t value, int bytes) {
-    for (int i = 0; i < bytes; ++i) out.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
+    append_little_endian(out, value, bytes);
   };
   const auto data_bytes = static_cast<std::uint32_t>(2 * pcm.size());
   text("RIFF");

@@ -69,15 +69,18 @@ void check_file_arguments(const FileArguments& arguments) {
   }
 }
 
+std::map<std::string, int> flavors_by_name() {
+  return {{"6.5", 0}, {"8.5", 1}, {"5", 2}, {"16", 3}};
+}
+
 CLI::Option* add_flavor_option(CLI::App& command, std::optional<int>& flavor,
                                const std::string& text) {
-  const std::map<std::string, int> names = {{"6.5", 0}, {"8.5", 1}, {"5", 2}, {"16", 3}};
   return command
       .add_option("--flavor", flavor,
                   text +
                       "0 or 6.5, 1 or 8.5, 2 or 5 (kbit/s, 8 kHz), 3 or 16 "
                       "(kbit/s, 16 kHz)")
-      ->transform(CLI::Transformer(names))
+      ->transform(CLI::Transformer(flavors_by_name()))
       ->check(CLI::Range(0, 3))
       ->option_text("0..3|6.5|8.5|5|16");
 }

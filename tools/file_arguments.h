@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 
@@ -22,6 +23,9 @@ void add_file_arguments(CLI::App& command, FileArguments& arguments, const std::
 
 /// Throws a parse error where the arguments do not go together.
 void check_file_arguments(const FileArguments& arguments);
+
+/// "6.5", "8.5", "5" and "16": kbit/s.
+std::map<std::string, int> flavors_by_name();
 
 /// A flavor by number or name, "0" or "6.5".
 CLI::Option* add_flavor_option(CLI::App& command, std::optional<int>& flavor,

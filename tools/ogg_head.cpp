@@ -7,7 +7,7 @@
 #include <quelcodec/quelcodec.hpp>
 
 #include "tools/file_error.h"
-#include "tools/ogg_bytes.h"
+#include "tools/bytes.h"
 #include "tools/text.h"
 
 namespace quel::tools {

@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <string_view>
 
-#include "tools/ogg_bytes.h"
+#include "tools/bytes.h"
 #include "tools/text.h"
 
 namespace quel::tools {

@@ -5,8 +5,10 @@
 
 #include <algorithm>
 #include <array>
+#include <span>
 #include <string_view>
 
+#include "tools/bytes.h"
 #include "tools/wav_pipe.h"
 
 namespace quel::tools {
@@ -33,12 +35,9 @@ class Chunks {
     const std::string_view name = text(0);
     return std::all_of(name.begin(), name.end(), [](char c) { return c >= 0x20 && c <= 0x7e; });
   }
-  std::uint64_t number(std::size_t at, std::size_t count, bool big_endian) const {
-    std::uint64_t value = 0;
-    for (std::size_t i = 0; i < count; ++i) {
-      value = value << 8 | bytes_[big_endian ? at + i : at + count - 1 - i];
-    }
-    return value;
+  std::uint64_t number(std::size_t at, std::size_t count, bool big_endian_first) const {
+    const auto bytes = std::span(bytes_).subspan(at, count);
+    return big_endian_first ? big_endian(bytes) : little_endian(bytes);
   }
 
  private:

@@ -8,15 +8,12 @@
 #include <exception>
 #include <filesystem>
 
+#include "tools/bytes.h"
 #include "tools/file_error.h"
 #include "tools/sound_library.h"
 
 namespace quel::tools {
 namespace {
-
-void put_le(std::vector<std::uint8_t>& out, std::uint64_t value, int bytes) {
-  for (int i = 0; i < bytes; ++i) out.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
-}
 
 void put_text(std::vector<std::uint8_t>& out, const char* text) {
   out.insert(out.end(), text, text + std::strlen(text));
@@ -175,11 +172,12 @@ void WavWriter::turn_into_rf64() {
   const std::uint64_t data_bytes = 2 * samples_;
   std::vector<std::uint8_t> chunk;
   put_text(chunk, "ds64");
-  put_le(chunk, chunk_bytes, 4);
-  put_le(chunk, 36 + 8 + chunk_bytes + data_bytes, 8);  // all that follows the first eight bytes
-  put_le(chunk, data_bytes, 8);
-  put_le(chunk, samples_, 8);
-  put_le(chunk, 0, 4);  // further lengths
+  append_little_endian(chunk, chunk_bytes, 4);
+  append_little_endian(chunk, 36 + 8 + chunk_bytes + data_bytes,
+                       8);  // all that follows the first eight bytes
+  append_little_endian(chunk, data_bytes, 8);
+  append_little_endian(chunk, samples_, 8);
+  append_little_endian(chunk, 0, 4);  // further lengths
   constexpr std::uint64_t after_form = 12;
   file_.insert(after_form, chunk);
   const std::string form = "RF64";
@@ -190,17 +188,17 @@ std::vector<std::uint8_t> WavWriter::header(std::uint32_t data_bytes) const {
   const auto rate = static_cast<std::uint64_t>(rate_);
   std::vector<std::uint8_t> out;
   put_text(out, "RIFF");
-  put_le(out, data_bytes < 0xffffffffu ? 36 + data_bytes : data_bytes, 4);
+  append_little_endian(out, data_bytes < 0xffffffffu ? 36 + data_bytes : data_bytes, 4);
   put_text(out, "WAVEfmt ");
-  put_le(out, 16, 4);        // bytes of this chunk
-  put_le(out, 1, 2);         // PCM
-  put_le(out, 1, 2);         // channels
-  put_le(out, rate, 4);      // samples per second
-  put_le(out, 2 * rate, 4);  // bytes per second
-  put_le(out, 2, 2);         // bytes per sample
-  put_le(out, 16, 2);        // bits per sample
+  append_little_endian(out, 16, 4);        // bytes of this chunk
+  append_little_endian(out, 1, 2);         // PCM
+  append_little_endian(out, 1, 2);         // channels
+  append_little_endian(out, rate, 4);      // samples per second
+  append_little_endian(out, 2 * rate, 4);  // bytes per second
+  append_little_endian(out, 2, 2);         // bytes per sample
+  append_little_endian(out, 16, 2);        // bits per sample
   put_text(out, "data");
-  put_le(out, data_bytes, 4);
+  append_little_endian(out, data_bytes, 4);
   return out;
 }
 

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "tools/bytes.h"
 #include "tools/file_error.h"
 
 namespace quel::tools {
@@ -15,12 +16,6 @@ namespace {
 
 /// Nobody puts that much ahead of the samples.
 constexpr std::size_t longest_header = 1 << 20;
-
-std::uint64_t little_endian(const std::uint8_t* bytes, int count) {
-  std::uint64_t value = 0;
-  for (int i = count - 1; i >= 0; --i) value = value << 8 | bytes[i];
-  return value;
-}
 
 int subtype_of(int tag, int bits) {
   constexpr int pcm = 1, floats = 3, a_law = 6, mu_law = 7;
@@ -42,14 +37,14 @@ class HeaderReader {
 
   std::optional<WavStreamFormat> read() {
     if (!take(12) || (text(0) != "RIFF" && text(0) != "RF64") || text(8) != "WAVE") return {};
-    const std::uint64_t riff_bytes = little_endian(&seen_[4], 4);
+    const std::uint64_t riff_bytes = number(seen_.data() + 4, 4);
     const bool wide = text(0) == "RF64";
     WavStreamFormat format;
     std::uint64_t wide_bytes = 0;
     for (;;) {
       const std::size_t at = seen_.size();
       if (!take(8)) return {};
-      const std::uint64_t size = little_endian(&seen_[at + 4], 4);
+      const std::uint64_t size = number(seen_.data() + at + 4, 4);
       if (text(at) == "data") {
         if (format.subtype == 0) return {};
         const bool in_ds64 = wide && size == 0xffffffffu;
@@ -60,7 +55,7 @@ class HeaderReader {
       }
       if (size > longest_header || !take(static_cast<std::size_t>(size + size % 2))) return {};
       const std::uint8_t* const body = seen_.data() + at + 8;
-      if (text(at) == "ds64" && size >= 16) wide_bytes = little_endian(body + 8, 8);
+      if (text(at) == "ds64" && size >= 16) wide_bytes = number(body + 8, 8);
       if (text(at) == "fmt " && size >= 16) read_format(body, size, format);
     }
   }
@@ -81,14 +76,18 @@ class HeaderReader {
     return {reinterpret_cast<const char*>(&seen_[at]), 4};
   }
 
+  static std::uint64_t number(const std::uint8_t* bytes, std::size_t count) {
+    return little_endian({bytes, count});
+  }
+
   static void read_format(const std::uint8_t* body, std::uint64_t size, WavStreamFormat& format) {
     constexpr int extensible = 0xfffe;
-    int tag = static_cast<int>(little_endian(body, 2));
-    const int bits = static_cast<int>(little_endian(body + 14, 2));
-    const int frame_bytes = static_cast<int>(little_endian(body + 12, 2));
-    if (tag == extensible && size >= 40) tag = static_cast<int>(little_endian(body + 24, 2));
-    format.channels = static_cast<int>(little_endian(body + 2, 2));
-    format.rate = static_cast<int>(std::min<std::uint64_t>(little_endian(body + 4, 4), 0x7fffffff));
+    int tag = static_cast<int>(number(body, 2));
+    const int bits = static_cast<int>(number(body + 14, 2));
+    const int frame_bytes = static_cast<int>(number(body + 12, 2));
+    if (tag == extensible && size >= 40) tag = static_cast<int>(number(body + 24, 2));
+    format.channels = static_cast<int>(number(body + 2, 2));
+    format.rate = static_cast<int>(std::min<std::uint64_t>(number(body + 4, 4), 0x7fffffff));
     const bool packed = format.channels > 0 && frame_bytes == format.channels * bits / 8;
     format.subtype = packed ? subtype_of(tag, bits) : 0;
   }

@@ -14,6 +14,13 @@ inline std::uint64_t little_endian(std::span<const std::uint8_t> bytes) {
   return value;
 }
 
+/// The same, most significant byte first.
+inline std::uint64_t big_endian(std::span<const std::uint8_t> bytes) {
+  std::uint64_t value = 0;
+  for (const std::uint8_t byte : bytes) value = value << 8 | byte;
+  return value;
+}
+
 /// Appends the low `count` bytes of `value`, least significant first.
 inline void append_little_endian(std::vector<std::uint8_t>& bytes, std::uint64_t value, int count) {
   for (int i = 0; i < count; ++i) bytes.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
