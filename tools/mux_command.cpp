@@ -6,9 +6,9 @@
 #include <ostream>
 
 #include "tools/command.h"
-#include "tools/file_error.h"
 #include "tools/comment_option.h"
 #include "tools/file_arguments.h"
+#include "tools/file_error.h"
 
 namespace quel::tools {
 
@@ -54,7 +54,8 @@ CLI::App* add_mux_command(CLI::App& app, MuxJob& job) {
 CLI::App* add_demux_command(CLI::App& app, DemuxJob& job) {
   auto* demux = app.add_subcommand("demux", "coded file in, bare coded units out");
   demux->footer(
-      "Zeros stand for lost units. Messages tell what is damaged, and the exit status is then 1.");
+      "Zeros stand for lost units. Where the file is damaged messages say so, and the exit status "
+      "is 1.");
   demux->add_option("input", job.input, "coded file, - for standard input")
       ->required()
       ->option_text("FILE");

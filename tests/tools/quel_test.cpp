@@ -69,6 +69,7 @@ TEST_F(Quel, HelpSaysWhatDamageDoesToTheStatus) {
   EXPECT_THAT(quel({"decode", "-h"}).out, HasSubstr("the exit status is 1"));
   EXPECT_THAT(quel({"demux", "-h"}).out, HasSubstr("the exit status is 1"));
   EXPECT_THAT(quel({"info", "-h"}).out, HasSubstr("The exit status is 0 where a file is damaged"));
+  EXPECT_THAT(quel({"dump", "-h"}).out, HasSubstr("the exit status is 0"));
 }
 
 TEST_F(Quel, WrongUseIsStatusTwoAndTouchesNothing) {
