@@ -94,7 +94,8 @@ double plain_distortion(const Signal& ref, const Signal& test) {
     std::complex<double> sum = 0.0;
     for (int n = 0; n < 160; ++n) {
       const double w = std::pow(std::sin(pi * n / 160.0), 2.0);
-      sum += std::polar(w * x[static_cast<std::size_t>(start + n)], -2.0 * pi * k * n / 256.0);
+      sum +=
+          w * x[static_cast<std::size_t>(start + n)] * std::polar(1.0, -2.0 * pi * k * n / 256.0);
     }
     return 10.0 * std::log10(std::max(std::norm(sum), floor));
   };

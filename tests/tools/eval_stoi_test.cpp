@@ -79,8 +79,8 @@ Matrix band_levels(const std::vector<double>& x) {
       for (int k = first; k < last; ++k) {
         std::complex<double> value = 0.0;
         for (int n = 0; n < 256; ++n) {
-          value +=
-              std::polar(hann(n) * x[s + static_cast<std::size_t>(n)], -2 * pi * k * n / 512.0);
+          value += hann(n) * x[s + static_cast<std::size_t>(n)] *
+                   std::polar(1.0, -2 * pi * k * n / 512.0);
         }
         energy += std::norm(value);
       }
