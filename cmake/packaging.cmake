@@ -29,6 +29,24 @@ install(FILES ${PROJECT_BINARY_DIR}/quelcodec.pc
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/README.md
   TYPE DOC COMPONENT library)
 
+# Debian looks for each package's licence in a folder of the package's name. That it is a package
+# that is being made, only the installation knows.
+set(library_package libquelcodec${PROJECT_VERSION_MAJOR})
+set(dev_package libquelcodec-dev)
+set(tools_package quelcodec-tools)
+set(packaged library dev)
+if(QUELCODEC_TOOLS)
+  list(APPEND packaged tools)
+endif()
+foreach(component ${packaged})
+  install(CODE "
+    if(CMAKE_INSTALL_PREFIX MATCHES \"/usr$\")
+      file(INSTALL \"${PROJECT_SOURCE_DIR}/LICENSE\" RENAME copyright
+        DESTINATION \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_DATADIR}/doc/${${component}_package}\")
+    endif()"
+    COMPONENT ${component})
+endforeach()
+
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_CONTACT "The quelcodec authors <quelcodec@localhost>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY ${PROJECT_DESCRIPTION})
@@ -40,16 +58,13 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
 set(CPACK_STRIP_FILES ON)
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libquelcodec${PROJECT_VERSION_MAJOR})
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME ${library_package})
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_LIST_DIR}/triggers)
-set(CPACK_DEBIAN_DEV_PACKAGE_NAME libquelcodec-dev)
+set(CPACK_DEBIAN_DEV_PACKAGE_NAME ${dev_package})
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
-set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME quelcodec-tools)
-set(CPACK_COMPONENTS_ALL library dev)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME ${tools_package})
+set(CPACK_COMPONENTS_ALL ${packaged})
 set(CPACK_COMPONENT_DEV_DEPENDS library)
-if(QUELCODEC_TOOLS)
-  list(APPEND CPACK_COMPONENTS_ALL tools)
-  set(CPACK_COMPONENT_TOOLS_DEPENDS library)
-endif()
+set(CPACK_COMPONENT_TOOLS_DEPENDS library)
 include(CPack)

@@ -102,7 +102,13 @@ tools)
   ;;
 deb)
   (cd "$work" && cpack -G DEB --config "$build/CPackConfig.cmake" >log 2>&1) || { cat "$work/log"; exit 1; }
-  for package in "$work"/*.deb; do dpkg-deb -x "$package" "$work/root"; done
+  for package in "$work"/*.deb; do
+    dpkg-deb -x "$package" "$work/root"
+    dpkg-deb -x "$package" "$work/alone"
+    copyright=$work/alone/usr/share/doc/$(dpkg-deb -f "$package" Package)/copyright
+    cmp "$copyright" "$source/LICENSE"
+    rm -r "$work/alone"
+  done
   expect "$(find "$work" -maxdepth 1 -name '*.deb' | wc -l)" 3
   for file in bin/quel bin/quelo share/man/man1/quel.1 share/man/man1/quel-encode.1 \
     share/bash-completion/completions/quel share/zsh/vendor-completions/_quel \
