@@ -3,11 +3,10 @@
 #include <sndfile.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cstring>
 #include <exception>
-#include <filesystem>
 
+#include "tools/batch_inputs.h"
 #include "tools/bytes.h"
 #include "tools/file_error.h"
 #include "tools/sound_library.h"
@@ -133,8 +132,7 @@ class FlacWriter : public SoundWriter {
 }  // namespace
 
 SoundFormat format_of(const std::string& path) {
-  std::string extension = std::filesystem::path(path).extension();
-  for (char& c : extension) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  const std::string extension = lower_extension(path);
   if (extension == ".flac") return SoundFormat::flac;
   if (extension == ".raw" || extension == ".pcm") return SoundFormat::raw;
   return SoundFormat::wav;
