@@ -173,7 +173,7 @@ TEST_F(QuelBatch, AnInterruptedRunGoesOnToTheSameManifest) {
               {"-c",
                "\"$1\" encode \"$2\" \"$3\" --output-dir \"$4\" --manifest \"$5\" "
                "--jobs 1 & while ! [ -e \"$4/sub/two words \u00fc\u6f22.quel\" ]; do "
-               "sleep 0.01; done; sleep 0.05; kill -9 $!",
+               "sleep 0.01; done; sleep 0.05; kill -9 $!; wait $! 2>/dev/null",
                "sh", QUEL_PROGRAM, path("in"), path("wait.wav"), path("out"), path("m.json")});
   EXPECT_FALSE(exists(path("m.json")));
   EXPECT_TRUE(exists(path("m.json.journal")));
