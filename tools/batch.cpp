@@ -5,6 +5,7 @@
 #include <exception>
 #include <map>
 #include <new>
+#include <optional>
 #include <ostream>
 #include <set>
 #include <system_error>
@@ -20,6 +21,7 @@
 #include "tools/progress.h"
 #include "tools/run_one.h"
 #include "tools/sha256.h"
+#include "tools/text.h"
 
 namespace quel::tools {
 namespace {
@@ -60,6 +62,7 @@ class Batch {
   void find_tasks();
   void check_manifest() const;
   Outcome failed(const Task& task, const std::string& message) const;
+  std::string journal_name() const;
   void read_old_rows();
   void work_through();
   Outcome do_task(std::size_t index);
@@ -88,7 +91,7 @@ int Batch::run(std::ostream& err) {
   std::string failure;
   try {
     fs::create_directories(arguments_.output_dir);
-    journal_.open(manifest_ + ".journal");
+    journal_.open(journal_name());
     read_old_rows();
     find_tasks();
     check_manifest();
@@ -134,7 +137,12 @@ void Batch::find_tasks() {
 void Batch::check_manifest() const {
   const fs::path place = output_place(manifest_);
   for (const Task& task : tasks_) {
-    if (output_place((fs::path(arguments_.output_dir) / task.output).string()) == place) {
+    std::optional<fs::path> output;
+    try {
+      output = output_place((fs::path(arguments_.output_dir) / task.output).string());
+    } catch (const FileError&) {  // which that file's own run will meet
+    }
+    if (output == place) {
       throw FileError(manifest_, "is one of the outputs; the manifest needs another name");
     }
   }
@@ -150,9 +158,15 @@ Outcome Batch::failed(const Task& task, const std::string& message) const {
   return outcome;
 }
 
+// By whatever name: one manifest, one journal.
+std::string Batch::journal_name() const {
+  const bool is_link = fs::is_symlink(fs::symlink_status(manifest_));
+  return (is_link ? output_place(manifest_).string() : manifest_) + ".journal";
+}
+
 void Batch::read_old_rows() {
   for (ManifestRow& row : read_manifest(manifest_)) old_[row.output] = row;
-  for (ManifestRow& row : read_journal(manifest_ + ".journal")) old_[row.output] = row;
+  for (ManifestRow& row : read_journal(journal_name())) old_[row.output] = row;
   old_.erase("");
 }
 
@@ -288,14 +302,16 @@ int Batch::report(std::ostream& err) const {
       if (!failure.empty()) {
         failures.push_back(failure);
       } else if (!row.message.empty()) {
-        err << "quel: " << row.message << '\n';
+        err << "quel: " << printable(row.message) << '\n';
       }
     }
   }
   if (failures.empty()) return exit_done;
   err << "quel: " << failures.size() << " of " << outcomes_.size() + refused_.size()
       << " files failed or were damaged:\n";
-  for (const std::string& failure : failures) err << "quel: " << failure << '\n';
+  for (const std::string& failure : failures) {
+    err << "quel: " << printable(failure) << '\n';
+  }
   return exit_failed;
 }
 

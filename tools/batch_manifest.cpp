@@ -278,11 +278,11 @@ std::vector<ManifestRow> read_journal(const std::string& path) {
   for (const std::string_view line : lines_of(*text)) {
     if (const auto row = parse_tsv(line)) {
       rows.push_back(*row);
-    } else if (!line.empty()) {
+    } else if (line.find('\t') == line.npos && !line.empty()) {
       strange = true;
     }
   }
-  // A line may be torn where the machine failed, all of them are where this is somebody's file.
+  // A line may be torn where the machine failed; where all look otherwise this is somebody's file.
   if (strange && rows.empty()) sound = false;
   if (!sound) throw FileError(path, "exists already and is no journal of quel");
   return rows;

@@ -26,13 +26,6 @@ namespace {
 // A page holds every result's samples, so that a long recording would make it too big to open.
 constexpr double page_seconds = 120.0;
 
-// Where an output goes, whatever it is called.
-std::string resolved(const std::string& name) {
-  std::error_code unknown;
-  const auto path = std::filesystem::weakly_canonical(std::filesystem::absolute(name), unknown);
-  return unknown ? name : path.string();
-}
-
 std::span<const std::uint8_t> bytes(std::string_view text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
@@ -48,7 +41,8 @@ void check_job(const EvalJob& job) {
     throw FileError(job.settings.input, "not a regular file; eval reads its input more than once");
   }
   if (job.html.empty() || job.json.empty() || job.json == "-") return;
-  const std::string html = resolved(job.html), json = resolved(job.json);
+  const std::string html = output_place(job.html).string();
+  const std::string json = output_place(job.json).string();
   if (html == json || html == json + ".part" || json == html + ".part") {
     throw FileError(job.html, "cannot hold both the page and the figures");
   }

@@ -45,8 +45,7 @@ struct EvalReport {
 /// Codes and decodes the input with every flavor and loss rate.
 ///
 /// told  called after each of these with the seconds of sound done and the share of the work; may
-/// be
-///       empty
+///       be empty
 ///
 /// Throws FileError where the input cannot be read or holds no sound.
 EvalReport evaluate(const EvalSettings& settings,

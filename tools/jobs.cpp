@@ -250,6 +250,9 @@ JobResult decode_sound(const DecodeSettings& settings, const std::string& input,
       return share_of(raw != nullptr ? raw->bytes_read() : reader.report().bytes, bytes);
     });
   }
+  // What follows the stream, so far as nobody has to wait for it.
+  if (!part.done() && reader.seekable()) reader.drain();
+  OggReport report = reader.report();
   sound.finish();
 
   JobResult result;
@@ -259,9 +262,6 @@ JobResult decode_sound(const DecodeSettings& settings, const std::string& input,
     result.notes.push_back(std::to_string(decoder.lost_frames()) + " of " +
                            std::to_string(decoder.frames()) + " frames lost");
   }
-  // What follows the stream, so far as nobody has to wait for it.
-  if (!part.done() && reader.seekable()) reader.drain();
-  OggReport report = reader.report();
   // Nobody has looked at what follows.
   if (part.done() && !seeks) report.complete = true;
   result.damaged = report.damaged();

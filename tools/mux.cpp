@@ -113,9 +113,9 @@ bool run_demux(const DemuxJob& job, std::ostream& log) {
       for (std::uint64_t u = 0; u < event.units; ++u) output.write(zeros);
     }
   }
-  output.commit();
   // What follows the stream, so far as nobody has to wait for it.
   if (reader.seekable()) reader.drain();
+  output.commit();
   const OggReport report = reader.report();
   for (const std::string& note : content_notes(report)) {
     log << "quel: " << shown(job.input) << ": " << note << '\n';

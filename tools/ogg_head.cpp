@@ -6,8 +6,8 @@
 #include <cstdlib>
 #include <quelcodec/quelcodec.hpp>
 
-#include "tools/file_error.h"
 #include "tools/bytes.h"
+#include "tools/file_error.h"
 #include "tools/text.h"
 
 namespace quel::tools {

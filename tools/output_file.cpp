@@ -29,6 +29,11 @@ bool is_one_file(const struct stat& a, const struct stat& b) {
 fs::path behind_links(const std::string& name) {
   fs::path path = name;
   std::error_code unknown;
+  if (fs::exists(path, unknown)) {
+    // The links of /proc lead to pipes that have no path.
+    const fs::path resolved = fs::canonical(path, unknown);
+    return unknown ? path : resolved;
+  }
   for (int links = 0; fs::is_symlink(fs::symlink_status(path, unknown)); ++links) {
     if (links == 40) throw FileError(name, std::strerror(ELOOP));  // as the system counts
     path = path.parent_path() / fs::read_symlink(path, unknown);
@@ -109,8 +114,13 @@ OutputFile::~OutputFile() {
   if (lock_ && begun_) lock_->remove();
 }
 
+void OutputFile::refuse_another_part() const {
+  if (!lock_->in_place()) throw FileError(part_, "was taken away while it was being written");
+}
+
 void OutputFile::begin() {
   if (begun_ || file_ == stdout) return;
+  refuse_another_part();
   if (ftruncate(lock_->descriptor(), 0) != 0) fail(errno);
   begun_ = true;
 }
@@ -166,7 +176,7 @@ void OutputFile::commit() {
 
 void OutputFile::release() {
   refuse_existing();
-  if (!lock_->in_place()) throw FileError(part_, "was taken away while it was written");
+  refuse_another_part();
   std::error_code error;
   fs::rename(part_, target_, error);
   if (error) throw FileError(name_, error.message());

@@ -16,9 +16,9 @@ namespace quel::tools {
 std::filesystem::path output_place(const std::string& name);
 
 /// A file that appears under its name only when it is complete: everything goes to NAME.part,
-/// which commit() renames and which the destructor removes where commit() was not reached. A
-/// program that is killed leaves NAME.part behind. "-" is standard output, which takes everything
-/// as it comes.
+/// which commit() renames and which the destructor removes where something was written and
+/// commit() was not reached. A program that is killed leaves NAME.part behind. "-" is standard
+/// output, which takes everything as it comes.
 class OutputFile {
  public:
   /// Opens NAME.part and keeps other runs from it. What a killed run left there stays until the
@@ -84,6 +84,7 @@ class OutputFile {
   void open_standard_output(const std::string& input);
   void refuse_input(const std::string& input) const;
   void refuse_existing() const;
+  void refuse_another_part() const;
   void begin();
 
   std::string name_;              // as the user wrote it

@@ -54,7 +54,7 @@ class Progress {
   std::vector<std::string> names_;
   std::size_t done_ = 0;
   double seconds_ = 0.0;     // of sound, all files
-  double done_size_ = 0.0;   // of that
+  double done_size_ = 0.0;   // of what is done, in bytes
   double whole_size_ = 0.0;  // of all files, as far as known
   bool visible_ = false;
 };

@@ -181,7 +181,7 @@ TEST_F(OneFlavor, APositionThatThePageNumbersDenyCostsOnlyItsOwnPage) {
     EXPECT_TRUE(in_place(outcome.units, units));
   }
   // A page has at most 65025 bytes of units.
-  for (const std::uint64_t lost : {65025 / 19, 65025 / 19 + 1}) {
+  for (const std::uint64_t lost : {65025u / 19, 65025u / 19 + 1}) {
     Bytes changed = without(file, pages[5]);
     const PageSpan last = page_spans(changed)[5];
     set_granule(changed, last, (n - 9 + lost) * 144);

@@ -88,6 +88,14 @@ TEST_F(OutputFileTest, APartOfOthersIsNeitherNamedNorRemoved) {
   EXPECT_THAT(names(), ElementsAre("out.part"));
 }
 
+TEST_F(OutputFileTest, APartThatWasMovedAwayIsNotWrittenTo) {
+  write_bytes(path("out.part"), some);
+  OutputFile file(path("out"), false, path("in"));
+  std::filesystem::rename(path("out.part"), path("rescued"));
+  EXPECT_THROW(file.write(Bytes{5}), FileError);
+  EXPECT_EQ(read_bytes(path("rescued")), some);
+}
+
 TEST_F(OutputFileTest, WithoutAByteWhatWasThereStays) {
   write_bytes(path("out.part"), some);
   { OutputFile file(path("out"), false, path("in")); }

@@ -52,6 +52,14 @@ TEST_F(QuelManifest, TwoRunsNeverKeepOneManifest) {
   EXPECT_EQ(shell("$Q encode in --output-dir out").err, "");
 }
 
+TEST_F(QuelManifest, ALinkToItHasItsJournal) {
+  write_text("m.tsv.journal", "somebody's\n");
+  fs::create_symlink("m.tsv", path("link"));
+  const ProgramResult result = shell("$Q encode in --output-dir out --manifest link");
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(result.err, HasSubstr("m.tsv.journal: exists already"));
+}
+
 TEST_F(QuelManifest, NamesThatAreNoTextComeBack) {
   make_input("in/\xff\xed\xb3\xbf\u00fc\xef\xbf\xbd.wav", 2);
   make_input("in/\xc3.wav", 3);
@@ -113,6 +121,26 @@ TEST_F(QuelManifest, IsNoneOfTheOutputs) {
   EXPECT_FALSE(exists(path("other/link.journal")));
   EXPECT_EQ(shell("$Q encode in --output-dir out --manifest -").status, 2);
   EXPECT_FALSE(exists(path("-.journal")));
+}
+
+TEST_F(QuelManifest, AnOutputInACircleOfLinksFailsAlone) {
+  fs::create_directory(path("out"));
+  fs::create_symlink("a.quel", path("out/a.quel"));
+  const ProgramResult result = shell("cp in/a.wav b.wav && $Q encode in b.wav --output-dir out");
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(result.err, HasSubstr("1 of 2 files failed"));
+  EXPECT_TRUE(fs::exists(path("out/b.quel")));
+}
+
+TEST_F(QuelManifest, MessagesObeyNoName) {
+  ASSERT_EQ(shell("mkdir d && cp in/a.wav d/$(printf 'x\\033[2J').wav && "
+                  "printf nothing >d/$(printf 'y\\033[2J').wav")
+                .status,
+            0);
+  const ProgramResult result = shell("$Q encode d --output-dir out");
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(result.err, HasSubstr("[2J"));
+  EXPECT_EQ(result.err.find('\033'), std::string::npos);
 }
 
 TEST_F(QuelManifest, AFolderIsNone) {

@@ -96,6 +96,13 @@ TEST_F(QuelPart, ALinkToAFileThatIsToComeStaysALink) {
   EXPECT_TRUE(fs::is_symlink(path("loop")));
 }
 
+TEST_F(QuelPart, APipeUnderAnotherNameIsNoRegularFile) {
+  ASSERT_EQ(shell("$Q encode in.wav c").status, 0);
+  const ProgramResult result = shell("{ $Q decode c /dev/stdout; echo $? >status; } | cat");
+  EXPECT_EQ(text("status"), "1\n");
+  EXPECT_EQ(result.err, "quel: /dev/stdout: not a regular file\n");
+}
+
 TEST_F(QuelPart, AnEmptyNameIsNoFile) {
   EXPECT_EQ(shell("$Q encode in.wav ''").err,
             "the output has an empty name\nRun with --help for more information.\n");
