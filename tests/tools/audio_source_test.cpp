@@ -1,3 +1,4 @@
+#include "support/sanitizers.h"
 #include "tools/audio_source.h"
 
 #include <fcntl.h>
@@ -104,6 +105,9 @@ TEST_F(AudioSourceTest, TheCauseOfARefusalIsItsOwnHoweverManyThreadsOpenFiles) {
 
 // Descriptors run out where many files are worked on at a time.
 TEST_F(AudioSourceTest, WhereDescriptorsRunOutTheMessageNamesTheFile) {
+#if QUEL_SANITIZED
+  GTEST_SKIP() << "sanitizers open pipes of their own to see whether memory is there";
+#endif
   test::write_bytes(path("good.raw"), test::Bytes(2000));
   AudioOptions bare;
   bare.raw_rate = 8000;
