@@ -1,4 +1,3 @@
-#include "support/sanitizers.h"
 #include "tools/audio_source.h"
 
 #include <fcntl.h>
@@ -12,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "support/sanitizers.h"
 #include "tools/file_error.h"
 #include "tools/tool_support.h"
 
