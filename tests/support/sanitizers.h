@@ -1,7 +1,7 @@
 #pragma once
 
-// What a test is compiled for: which sanitizer, 0 or 1 each (gcc tells by macros, clang by features),
-// and whether it will run many times slower than users' builds do.
+// What a test is compiled for: which sanitizer, 0 or 1 each (gcc tells by macros, clang by
+// features), and whether it will run many times slower than users' builds do.
 
 #ifdef __has_feature
 #define QUEL_HAS_FEATURE(feature) __has_feature(feature)
@@ -32,8 +32,8 @@
 
 namespace quel::test {
 
-/// Sanitizers take ten times as long as a plain build, emulators fifty times: the longest tests look
-/// at less there. QUEL_EMULATED comes from CMake.
+/// Sanitizers take ten times as long as a plain build, emulators fifty times: the longest tests
+/// look at less there. QUEL_EMULATED comes from CMake.
 #if QUEL_SANITIZED || defined(QUEL_EMULATED)
 inline constexpr bool slow_build = true;
 #else
