@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdint>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -8,27 +7,9 @@
 #include <vector>
 
 #include "tools/locked_file.h"
+#include "tools/manifest_row.h"
 
 namespace quel::tools {
-
-/// What became of one input.
-struct ManifestRow {
-  std::string input;     ///< as it was found
-  std::string output;    ///< relative to the output folder; empty where there is none
-  std::string settings;  ///< what the output depends on beside the input
-  std::string status;    ///< "done", "damaged" (done as far as the input goes) or "failed"
-  std::uint64_t input_bytes = 0;
-  std::string input_sha256;
-  std::uint64_t output_bytes = 0;
-  std::string output_sha256;
-  std::uint64_t samples = 0;
-  std::string message;  ///< why not "done", or what else the user should know
-
-  bool operator==(const ManifestRow&) const = default;
-};
-
-/// A line, its end included. TSV escapes tabs, ends of lines and backslashes as \t, \n, \r, \\.
-std::string tsv_line(const ManifestRow& row);
 
 /// A whole manifest, JSON where the name ends so, else TSV with a line of column names.
 std::string manifest_text(const std::string& path, const std::vector<ManifestRow>& rows);
