@@ -38,7 +38,7 @@ need() {
 configure_sanitized() {
   configure "$1" -DCMAKE_C_COMPILER=clang-14 -DCMAKE_CXX_COMPILER=clang++-14 \
     -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_FLAGS_RELWITHDEBINFO="-O2 -g1 -D_GLIBCXX_ASSERTIONS" \
-    -DQUELCODEC_FUZZ=ON -DQUELCODEC_BENCH=ON \
+    -DQUELCODEC_FUZZ=ON -DQUELCODEC_BENCH=ON -DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=lld \
     -DQUELCODEC_SANITIZE=address,undefined,float-cast-overflow,fuzzer-no-link
 }
 
