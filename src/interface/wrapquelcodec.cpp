@@ -1,5 +1,3 @@
-#include <memory>
-
 #include "interface/process_codec.h"
 #include "interface/property.h"
 #include "quelcodec/quelcodec.h"
@@ -10,7 +8,8 @@ namespace {
 // Flavor that InitEncoder last prepared; flavor_count for none.
 std::uint16_t prepared_flavor = flavor_count;
 
-std::unique_ptr<CProp> pPropertiesObject;
+// Never destroyed: a host may still ask while the process exits.
+CProp* pPropertiesObject = nullptr;
 
 }  // namespace
 }  // namespace quel
@@ -32,7 +31,7 @@ uint32_t SetFlavor(uint16_t flavor) {
 }
 
 const void* GetFlavorProperty(uint16_t flavor, uint16_t id, uint16_t* length) {
-  if (pPropertiesObject == nullptr) pPropertiesObject = CProp::Create();
+  if (pPropertiesObject == nullptr) pPropertiesObject = CProp::Create().release();
   if (pPropertiesObject == nullptr) {
     *length = 0;
     return nullptr;
