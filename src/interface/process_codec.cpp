@@ -1,10 +1,12 @@
 #include "interface/process_codec.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 #include "narrowband/find_F.h"
 #include "narrowband/random_func.h"
 #include "quelcodec/quelcodec.h"
+#include "wideband/autocorr16.h"
 
 extern "C" {
 
@@ -25,6 +27,7 @@ Mode process_mode;
 std::uint16_t CurFlavor = 4;
 std::int32_t framesPerCall = 8;
 std::byte* e_heap = nullptr;
+std::array<float, lsf_grid_points> lsf_grid{};
 SnrTotals snr_totals;
 
 constinit std::int32_t& initFlavor = process_mode.initFlavor;
@@ -174,12 +177,29 @@ void coder_wb16(std::int32_t* prm) {
 void lp_fir(float* sig, int lg, int step) {
   lp_fir(process_encoder.wideband.decimator, sig, lg, step);
 }
+void init_lag_wind(float f0, float fs, float noise, int m) {
+  auto& window = process_encoder.wideband.lag_window;
+  init_lag_wind(window.data(), f0, fs, noise,
+                std::clamp(m, 0, static_cast<int>(window.size()) - 1));
+}
+void lag_wind16(float* r, int m) {
+  lag_wind16(process_encoder.wideband.lag_window.data(), r, m);
+}
+void init_grid() {
+  init_grid(lsf_grid.data());
+}
 void q_lsp(float* lsp, std::int32_t* prm) {
   q_lsp(process_encoder.wideband.lsf, lsp, prm);
 }
 void ACELP_45_85(float* dn, const float* cn, const float* h, float* code, float* y,
                  std::int32_t* indices) {
   ACELP_45_85(process_encoder.wideband.acelp, acelp_settings(), dn, cn, h, code, y, indices);
+}
+void wideband::search_ixiy(int track_x, int track_y, float* ps, float* alp, std::int32_t* ix,
+                           std::int32_t* iy, const float* dn, const float* cor_x,
+                           const float* cor_y, const float* rrixiy) {
+  search_ixiy(process_encoder.wideband.acelp, track_x, track_y, ps, alp, ix, iy, dn, cor_x, cor_y,
+              rrixiy);
 }
 int q_gain_code(const float* code, int L, float* gain) {
   return q_gain_code(process_encoder.wideband.gains, code, L, gain);

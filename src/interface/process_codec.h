@@ -1,10 +1,12 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 
 #include "dsp/snr.h"
 #include "interface/frame_driver.h"
+#include "wideband/a2lsf.h"
 
 // The one encoder, decoder and mode record that a host of the plug-in sees, and the codec routines
 // in the form that works on them, argument for argument. One thread at a time.
@@ -21,6 +23,9 @@ extern std::uint16_t CurFlavor;
 extern std::int32_t framesPerCall;
 /// Top of the second scratch area of init_malloc; null until then.
 extern std::byte* e_heap;
+
+/// Root-search grid of init_grid; zeros at load.
+extern std::array<float, lsf_grid_points> lsf_grid;
 
 // Members of the mode record and of the decoder under the names by which hosts know them.
 extern std::int32_t& initFlavor;
@@ -85,9 +90,22 @@ void init_coder_wb16();
 float* new_speech2();
 void coder_wb16(std::int32_t* prm);
 void lp_fir(float* sig, int lg, int step);
+/// Fills the encoder's lag window, which `lag_wind16` and `coder_wb16` apply until the next
+/// init_coder_wb16; m above 16 acts as 16, below 0 as 0.
+void init_lag_wind(float f0, float fs, float noise, int m);
+/// m <= 16
+void lag_wind16(float* r, int m);
+/// Fills `lsf_grid`. `a2lsf` has a constant grid of the same values, so that it works without.
+void init_grid();
 void q_lsp(float* lsp, std::int32_t* prm);
 void ACELP_45_85(float* dn, const float* cn, const float* h, float* code, float* y,
                  std::int32_t* indices);
+namespace wideband {
+/// The preselected samples are those of the encoder's last ACELP_45_85.
+void search_ixiy(int track_x, int track_y, float* ps, float* alp, std::int32_t* ix,
+                 std::int32_t* iy, const float* dn, const float* cor_x, const float* cor_y,
+                 const float* rrixiy);
+}  // namespace wideband
 int q_gain_code(const float* code, int L, float* gain);
 double q_gain_test(const float* code, int L, float gain, float* en);
 

@@ -34,8 +34,8 @@ void init_lag_wind(float* lag_window, float f0, float fs, float noise, int m) {
   fill_lag_window(lag_window, f0, fs, noise, m);
 }
 
-void lag_wind16(float* r, int m) {
-  for (int i = 0; i <= m; ++i) r[i] = r[i] * lag_window16[static_cast<std::size_t>(i)];
+void lag_wind16(const float* lag_window, float* r, int m) {
+  for (int i = 0; i <= m; ++i) r[i] = r[i] * lag_window[i];
 }
 
 }  // namespace quel

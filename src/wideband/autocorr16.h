@@ -14,7 +14,8 @@ namespace quel {
 /// w  [0..n-1] window
 void autocorr16(const float* x, float* r, int m, int n, const float* w);
 
-/// Lag window of the wideband coder, init_lag_wind(60, 16000, 1.00003, 16). Immutable.
+/// Lag window that a wideband encoder starts with, init_lag_wind(60, 16000, 1.00003, 16).
+/// Immutable.
 extern const std::array<float, 17> lag_window16;
 
 /// Gaussian lag window with white-noise correction: entry 0 is `noise`, entry i is
@@ -27,7 +28,7 @@ extern const std::array<float, 17> lag_window16;
 /// m           order, >= 0
 void init_lag_wind(float* lag_window, float f0, float fs, float noise, int m);
 
-/// r[i] *= lag_window16[i], i = 0..m, in place; m <= 16.
-void lag_wind16(float* r, int m);
+/// r[i] *= lag_window[i], i = 0..m, in place.
+void lag_wind16(const float* lag_window, float* r, int m);
 
 }  // namespace quel

@@ -90,10 +90,6 @@ void build_matrices(AcelpWork& work, const float* h) {
   }
 }
 
-float* rrixiy_of(AcelpWork& work, int track) {
-  return work.rrixiy.data() + track * positions * positions;
-}
-
 int best_start(const AcelpWork& work, const float* dn) {
   int best = 0;
   float max = dn[work.pos_max[0]] + dn[work.pos_max[1]];
@@ -124,13 +120,14 @@ AcelpScore place_pulses(AcelpWork& work, const AcelpSettings& settings, const fl
     position[k] = work.pos_max[static_cast<std::size_t>(order[k])];
   }
   const float* rrixix = work.rrixix.data();
+  const float* rrixiy = work.rrixiy.data();
   float* vec = work.vec.data();
   const int p0 = position[0] / tracks;
   const int p1 = position[1] / tracks;
   AcelpScore score{dn[position[0]] + dn[position[1]], 0.0f};
   score.alp = static_cast<float>(static_cast<double>(rrixix[order[0] * positions + p0]) +
                                  rrixix[order[1] * positions + p1] +
-                                 rrixiy_of(work, order[0])[p0 * positions + p1]);
+                                 rrixiy[(order[0] * positions + p0) * positions + p1]);
   const bool from_signs = settings.running_vector_from_signs != 0;
   for (int n = 0; n < length; ++n) {
     vec[n] = from_signs ? -work.sign[static_cast<std::size_t>(n)] : 0.0f;
@@ -142,10 +139,10 @@ AcelpScore place_pulses(AcelpWork& work, const AcelpSettings& settings, const fl
     const int y = order[k + 1];
     float cor_x[positions];
     float cor_y[positions];
-    wideband::cor_h_vec(h, vec, x, work.sign.data(), rrixix + x * positions, cor_x);
-    wideband::cor_h_vec(h, vec, y, work.sign.data(), rrixix + y * positions, cor_y);
-    wideband::search_ixiy(x, y, score.ps, score.alp, position[k], position[k + 1], dn,
-                          work.dn2.data(), cor_x, cor_y, rrixiy_of(work, x));
+    wideband::cor_h_vec(h, vec, x, work.sign.data(), rrixix, cor_x);
+    wideband::cor_h_vec(h, vec, y, work.sign.data(), rrixix, cor_y);
+    wideband::search_ixiy(work, x, y, &score.ps, &score.alp, &position[k], &position[k + 1], dn,
+                          cor_x, cor_y, rrixiy);
   }
   return score;
 }
@@ -188,20 +185,20 @@ void cor_h_vec(const float* h, const float* vec, int track, const float* sign, c
     const int i = track + tracks * p;
     double sum = 0.0;
     for (int n = 0; n < length - i; ++n) sum += static_cast<double>(h[n]) * vec[i + n];
-    cor[p] = static_cast<float>(sign[i] * sum + rrixix[p]);
+    cor[p] = static_cast<float>(sign[i] * sum + rrixix[track * positions + p]);
   }
 }
 
-void search_ixiy(int track_x, int track_y, float& ps, float& alp, std::int32_t& ix,
-                 std::int32_t& iy, const float* dn, const float* dn2, const float* cor_x,
+void search_ixiy(const AcelpWork& work, int track_x, int track_y, float* ps, float* alp,
+                 std::int32_t* ix, std::int32_t* iy, const float* dn, const float* cor_x,
                  const float* cor_y, const float* rrixiy) {
   double sq_best = -1.0;
   double alp_best = 1.0;
   for (int x = track_x; x < length; x += tracks) {
-    if (!(dn2[x] < 0.0f)) continue;
-    const double ps1 = static_cast<double>(ps) + dn[x];
-    const float alp1 = alp + cor_x[x / tracks];
-    const float* cross = rrixiy + x / tracks * positions;
+    if (!(work.dn2[static_cast<std::size_t>(x)] < 0.0f)) continue;
+    const double ps1 = static_cast<double>(*ps) + dn[x];
+    const float alp1 = *alp + cor_x[x / tracks];
+    const float* cross = rrixiy + (track_x * positions + x / tracks) * positions;
     for (int y = track_y; y < length; y += tracks) {
       const double ps2 = ps1 + dn[y];
       const double alp2 = static_cast<double>(alp1) + cor_y[y / tracks] + cross[y / tracks];
@@ -209,13 +206,13 @@ void search_ixiy(int track_x, int track_y, float& ps, float& alp, std::int32_t& 
       if (alp_best * sq - sq_best * alp2 > 0.0) {
         sq_best = sq;
         alp_best = alp2;
-        ix = x;
-        iy = y;
+        *ix = x;
+        *iy = y;
       }
     }
   }
-  ps = static_cast<float>(static_cast<double>(ps) + dn[ix] + dn[iy]);
-  alp = static_cast<float>(alp_best);
+  *ps = static_cast<float>(static_cast<double>(*ps) + dn[*ix] + dn[*iy]);
+  *alp = static_cast<float>(alp_best);
 }
 
 }  // namespace wideband

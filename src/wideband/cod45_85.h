@@ -65,24 +65,25 @@ namespace wideband {
 /// h, vec  [0..79]
 /// track   0..4
 /// sign    [0..79]
-/// rrixix  [0..15] half energies of this track
+/// rrixix  [0..79] as in AcelpWork
 /// cor     [0..15] output, one per position number
 void cor_h_vec(const float* h, const float* vec, int track, const float* sign, const float* rrixix,
                float* cor);
 
 /// Best pair of pulses on two tracks, by the largest ps^2 / alp. The first pulse takes one of the
-/// preselected samples (dn2 < 0), the second any sample of its track.
+/// preselected samples (work.dn2 < 0), the second any sample of its track.
 ///
+/// work      only dn2 is read
 /// track_x, track_y  0..4, track_y the one after track_x
 /// ps        correlation of target and code, moves on by the pair's
 /// alp       half energy of the filtered code, becomes that with the pair
 /// ix, iy    samples of the pair; left as they were where no candidate is taken, so both must come
 ///           in as samples of their tracks
-/// dn, dn2   [0..79]
+/// dn        [0..79]
 /// cor_x, cor_y  [0..15] of `cor_h_vec`
-/// rrixiy    [0..255] of track_x
-void search_ixiy(int track_x, int track_y, float& ps, float& alp, std::int32_t& ix,
-                 std::int32_t& iy, const float* dn, const float* dn2, const float* cor_x,
+/// rrixiy    [0..1279] as in AcelpWork
+void search_ixiy(const AcelpWork& work, int track_x, int track_y, float* ps, float* alp,
+                 std::int32_t* ix, std::int32_t* iy, const float* dn, const float* cor_x,
                  const float* cor_y, const float* rrixiy);
 
 }  // namespace wideband

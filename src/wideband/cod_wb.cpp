@@ -67,7 +67,7 @@ void code_spectrum(WidebandEncoder& state, float* Aq, std::int32_t* prm) {
   Scratch a(order + 1);
   Scratch lsp(order);
   autocorr16(state.prefiltered.data(), r.data(), order, span, window16.data());
-  lag_wind16(r.data(), order);
+  lag_wind16(state.lag_window.data(), r.data(), order);
   lev_dur(a.data(), r.data(), order);
   a2lsf(a.data(), lsp.data(), state.old_lsp.data(), order);
   q_lsp(state.lsf, lsp.data(), prm);
@@ -165,6 +165,7 @@ void init_coder_wb16(WidebandEncoder& state) {
   state.last_filter = wideband::flat_filter;
   state.last_prefilter = wideband::flat_filter;
   state.old_lsp = wideband::neutral_lsp();
+  state.lag_window = lag_window16;
 }
 
 LagWindow16 first_lag_window16(int T_op) {

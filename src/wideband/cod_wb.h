@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "dsp/lp_fir.h"
+#include "wideband/autocorr16.h"
 #include "wideband/cod45_85.h"
 #include "wideband/q_gains.h"
 #include "wideband/q_lsp.h"
@@ -29,6 +30,7 @@ struct WidebandEncoder {
   std::array<float, 17> last_filter = wideband::flat_filter;  ///< last frame's, of subframe 2
   std::array<float, 17> last_prefilter = wideband::flat_filter;
   std::array<float, 16> old_lsp = wideband::neutral_lsp();  ///< last frame's quantised pairs
+  std::array<float, 17> lag_window = lag_window16;  ///< a host of the plug-in may fill it anew
 
   // What init_coder_wb16 leaves alone: predictor memories run on from stream to stream in a
   // process-wide codec, and a decoder in the same process does likewise.

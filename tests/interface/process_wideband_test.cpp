@@ -2,12 +2,15 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <vector>
 
 #include "interface/process_support.h"
 #include "quelcodec/quelcodec.h"
+#include "wideband/autocorr16.h"
 
 namespace quel {
 namespace {
@@ -82,6 +85,94 @@ TEST(ProcessWideband, WidebandEncoderAndItsQuantisers) {
       });
   expect_same_reset(
       enc, [](WidebandEncoder& state) { init_coder_wb16(state); }, init_coder_wb16);
+}
+
+TEST(ProcessWideband, LagWindowIsTheEncodersUntilItsNextInit) {
+  auto& enc = process_encoder.wideband;
+  const Floats ones(17, 1.0f);
+  const auto window = [&] {
+    Floats r = ones;
+    lag_wind16(r.data(), 16);
+    return r;
+  };
+  const auto filled = [](float f0, float fs, float noise, int m) {
+    Floats w(17);
+    init_lag_wind(w.data(), f0, fs, noise, m);
+    return w;
+  };
+  const Floats start = filled(60.0f, 16000.0f, 1.00003f, 16);
+  EXPECT_EQ(window(), start);
+  init_lag_wind(120.0f, 8000.0f, 2.0f, 16);
+  EXPECT_EQ(window(), filled(120.0f, 8000.0f, 2.0f, 16));
+
+  // The coder applies it: a wide window smooths the spectrum.
+  WidebandEncoder usual;
+  const Floats speech = noise(160, 7);
+  Words prm(22), expected(22);
+  std::copy(speech.begin(), speech.end(), new_speech2());
+  std::copy(speech.begin(), speech.end(), new_speech2(usual));
+  coder_wb16(prm.data());
+  coder_wb16(usual, expected.data());
+  EXPECT_NE(prm, expected);
+
+  init_coder_wb16();
+  EXPECT_EQ(window(), start);
+  init_lag_wind(100.0f, 16000.0f, 1.5f, 3);
+  Floats mixed = start;
+  std::copy_n(filled(100.0f, 16000.0f, 1.5f, 3).begin(), 4, mixed.begin());
+  EXPECT_EQ(window(), mixed);
+  // An order that is none stays inside the window, and so does no sampling rate.
+  const WidebandEncoder before = enc;
+  init_lag_wind(100.0f, 0.0f, 1.0f, 1000);
+  init_lag_wind(100.0f, 16000.0f, 1.5f, -1000);
+  EXPECT_EQ(window(), ([] {
+              Floats w(17);
+              w[0] = 1.5f;
+              return w;
+            }()));
+  enc.lag_window = before.lag_window;
+  EXPECT_EQ(std::memcmp(&enc, &before, sizeof enc), 0);
+}
+
+TEST(ProcessWideband, GridIsFilledOnDemand) {
+  EXPECT_THAT(lsf_grid, ::testing::Each(0.0f));
+  init_grid();
+  EXPECT_EQ(lsf_grid.front(), 1.0f);
+  EXPECT_EQ(lsf_grid.back(), -1.0f);
+  for (std::size_t j = 1; j < 100; ++j) {
+    // A rounding to float, and the cosine of double precision.
+    EXPECT_NEAR(lsf_grid[j], std::cos(static_cast<double>(j) * 0.03141593f), 6e-8) << j;
+  }
+}
+
+TEST(ProcessWideband, PairSearchTakesTheSamplesThatTheLastSearchPreselected) {
+  Floats h = noise(80, 3, 0.2), dn = noise(80, 4), code(80), y(80);
+  const Floats cn = noise(80, 5), cor_x(16, 1.0f), cor_y(16, 1.0f), rrixiy(1280, 0.0f);
+  Words indices(5);
+  ACELP_45_85(dn.data(), cn.data(), h.data(), code.data(), y.data(), indices.data());
+  const auto& dn2 = process_encoder.wideband.acelp.dn2;
+  for (int track = 0; track < 5; ++track) {
+    SCOPED_TRACE(track);
+    const int next = (track + 1) % 5;
+    // All energies are alike: the largest of the preselected and the largest of all are best.
+    int wanted_x = -1, wanted_y = next;
+    for (int n = track; n < 80; n += 5) {
+      const auto at = static_cast<std::size_t>(n);
+      if (dn2[at] < 0 && (wanted_x < 0 || dn[at] > dn[static_cast<std::size_t>(wanted_x)])) {
+        wanted_x = n;
+      }
+    }
+    for (int n = next; n < 80; n += 5) {
+      if (dn[static_cast<std::size_t>(n)] > dn[static_cast<std::size_t>(wanted_y)]) wanted_y = n;
+    }
+    float ps = 1000.0f, alp = 2.0f;
+    std::int32_t ix = track, iy = next;
+    wideband::search_ixiy(track, next, &ps, &alp, &ix, &iy, dn.data(), cor_x.data(), cor_y.data(),
+                          rrixiy.data());
+    EXPECT_EQ(ix, wanted_x);
+    EXPECT_EQ(iy, wanted_y);
+    EXPECT_EQ(alp, 4.0f);
+  }
 }
 
 TEST(ProcessWideband, GainTestHasAMemoryOfItsOwn) {

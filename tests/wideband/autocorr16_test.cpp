@@ -26,7 +26,7 @@ TEST(Autocorr16, SilenceGivesTheFlatFilterAndTheNeutralLines) {
   const std::vector<float> x(480, 0.0f);
   std::vector<float> r(17, 7.0f), a(17), lsp(16);
   autocorr16(x.data(), r.data(), 16, 480, window16.data());
-  lag_wind16(r.data(), 16);
+  lag_wind16(lag_window16.data(), r.data(), 16);
   EXPECT_EQ(r[0], 1.00003f);
   EXPECT_THAT(std::vector<float>(r.begin() + 1, r.end()), Each(0.0f));
   lev_dur(a.data(), r.data(), 16);
@@ -125,7 +125,7 @@ TEST(LagWindow16, ComesFromItsRoutine) {
 TEST(LagWind16, ScalesEveryEntryTheFirstIncluded) {
   auto r = test::noise(18, 3);
   const auto before = r;
-  lag_wind16(r.data(), 16);
+  lag_wind16(lag_window16.data(), r.data(), 16);
   for (std::size_t i = 0; i <= 16; ++i) EXPECT_EQ(r[i], before[i] * lag_window16[i]);
   EXPECT_EQ(r[17], before[17]);
 }

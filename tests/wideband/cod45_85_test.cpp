@@ -381,12 +381,13 @@ TEST(CorHVec, IsTheEnergyThatOneMorePulseAdds) {
     vec[n] = static_cast<float>(random.gauss());
   }
   for (int track = 0; track < 5; ++track) {
-    std::array<float, 16> rrixix{}, cor;
+    std::array<float, 80> rrixix{};
+    std::array<float, 16> cor;
     for (std::size_t p = 0; p < 16; ++p) {
       const auto i = static_cast<std::size_t>(track) + 5 * p;
       double sum = 0;
       for (std::size_t n = 0; n < 80 - i; ++n) sum += 0.5 * in.h[n] * in.h[n];
-      rrixix[p] = static_cast<float>(sum);
+      rrixix[static_cast<std::size_t>(track) * 16 + p] = static_cast<float>(sum);
     }
     wideband::cor_h_vec(in.h.data(), vec.data(), track, sign.data(), rrixix.data(), cor.data());
     for (std::size_t p = 0; p < 16; ++p) {
@@ -406,9 +407,11 @@ TEST(SearchIxiy, TakesTheBestOfAllPairsAndTheFirstOfEquals) {
     const int tx = random.integer(0, 4);
     const int ty = (tx + 1) % 5;
     // Small integers: every product is exact, and ties abound.
-    Vector dn, dn2;
+    Vector dn;
+    AcelpWork work;
+    auto& dn2 = work.dn2;
     std::array<float, 16> cor_x, cor_y;
-    std::array<float, 256> cross;
+    std::array<float, 1280> cross;
     for (float& v : dn) v = static_cast<float>(random.integer(0, 3));
     for (float& v : dn2) v = random.integer(0, 1) != 0 ? -1.0f : 1.0f;
     for (float& v : cor_x) v = static_cast<float>(random.integer(1, 3));
@@ -422,7 +425,7 @@ TEST(SearchIxiy, TakesTheBestOfAllPairsAndTheFirstOfEquals) {
         const double p = ps + dn[static_cast<std::size_t>(x)] + dn[static_cast<std::size_t>(y)];
         const double a = alp + cor_x[static_cast<std::size_t>(x / 5)] +
                          cor_y[static_cast<std::size_t>(y / 5)] +
-                         cross[static_cast<std::size_t>(x / 5 * 16 + y / 5)];
+                         cross[static_cast<std::size_t>((tx * 16 + x / 5) * 16 + y / 5)];
         if (p * p / a > best * (1 + 1e-12)) {  // equal quotients may differ in the last bit
           best = p * p / a;
           best_x = x;
@@ -431,8 +434,8 @@ TEST(SearchIxiy, TakesTheBestOfAllPairsAndTheFirstOfEquals) {
       }
     }
     std::int32_t ix = tx, iy = ty;
-    wideband::search_ixiy(tx, ty, ps, alp, ix, iy, dn.data(), dn2.data(), cor_x.data(),
-                          cor_y.data(), cross.data());
+    wideband::search_ixiy(work, tx, ty, &ps, &alp, &ix, &iy, dn.data(), cor_x.data(), cor_y.data(),
+                          cross.data());
     EXPECT_EQ(ix, best_x);
     EXPECT_EQ(iy, best_y);
     EXPECT_FLOAT_EQ(ps * ps / alp, static_cast<float>(best));
@@ -440,28 +443,30 @@ TEST(SearchIxiy, TakesTheBestOfAllPairsAndTheFirstOfEquals) {
 }
 
 TEST(SearchIxiy, EnergyWithTheFirstPulseIsSinglePrecision) {
-  Vector dn{}, dn2{};
-  dn2[5] = -1.0f;
+  Vector dn{};
+  AcelpWork work;
+  work.dn2[5] = -1.0f;
   dn.fill(1.0f);
   std::array<float, 16> cor_x{}, cor_y;
-  const std::array<float, 256> cross{};
+  const std::array<float, 1280> cross{};
   cor_x[1] = 1.0f;
   cor_y.fill(-16777212.0f);  // 4 - 2^24
   float ps = 1.0f, alp = 16777216.0f;
   std::int32_t ix = 0, iy = 1;
-  wideband::search_ixiy(0, 1, ps, alp, ix, iy, dn.data(), dn2.data(), cor_x.data(), cor_y.data(),
+  wideband::search_ixiy(work, 0, 1, &ps, &alp, &ix, &iy, dn.data(), cor_x.data(), cor_y.data(),
                         cross.data());
   EXPECT_EQ(ix, 5);
   EXPECT_EQ(alp, 4.0f);  // 2^24 + 1 is no float
 }
 
 TEST(SearchIxiy, WithoutACandidateThePairStays) {
-  const Vector dn{}, dn2{};  // nothing preselected
+  const Vector dn{};
+  const AcelpWork work;  // nothing preselected
   const std::array<float, 16> cor{};
-  const std::array<float, 256> cross{};
+  const std::array<float, 1280> cross{};
   float ps = 0, alp = 0;
   std::int32_t ix = 10, iy = 11;
-  wideband::search_ixiy(0, 1, ps, alp, ix, iy, dn.data(), dn2.data(), cor.data(), cor.data(),
+  wideband::search_ixiy(work, 0, 1, &ps, &alp, &ix, &iy, dn.data(), cor.data(), cor.data(),
                         cross.data());
   EXPECT_EQ(ix, 10);
   EXPECT_EQ(iy, 11);
