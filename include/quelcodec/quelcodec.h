@@ -191,10 +191,25 @@ int quel_decode(quel_decoder* decoder, const uint8_t* unit, size_t bytes, uint32
 
 /* ---- Plug-in functions -----------------------------------------------------------------------
  *
- * One encoder and one decoder per process; one thread at a time. Order of use: SetFlavor, then
- * InitEncoder and/or InitDecoder, then any number of Encode and Decode, then FreeEncoder and
- * FreeDecoder.
+ * One encoder and one decoder per process; one thread at a time.
+ *
+ * To encode: SetFlavor, InitEncoder, any number of Encode, FreeEncoder.
+ *
+ * To decode: InitDecoder while another flavor than the one to decode is selected, or none, as in a
+ * fresh process; then SetFlavor, any number of Decode, FreeDecoder. So SetFlavor(another),
+ * InitDecoder, SetFlavor(flavor), Decode works whatever was called before.
+ *
+ * The reason: a process has the frame sizes of one flavor at a time. InitEncoder, Encode and Decode
+ * prepare those of the selected flavor. InitDecoder does not: it only notes which flavor is
+ * selected, and until one is prepared again, Decode takes the noted flavor's sizes for prepared.
+ * InitDecoder with the flavor to decode already selected therefore works only where that flavor was
+ * the last to be prepared. Otherwise Decode gives frames of the length that was prepared last, or
+ * 0 samples where none was. At load, flavor 0 is noted; InitEncoder, InitDecoder and Decode without
+ * any flavor selected note none.
  */
+
+/** Samples that one Decode gives at most, whatever the flavor: 37 frames of 240. */
+#define QUEL_PLUGIN_MAX_SAMPLES 8880
 
 uint32_t GetNumberOfFlavors(void);   /**< 4 */
 uint32_t GetNumberOfQNFlavors(void); /**< 4 */
@@ -214,7 +229,11 @@ const void* GetFlavorProperty(uint16_t flavor, uint16_t id, uint16_t* length);
 
 /** Prepares the encoder for the selected flavor and tells the sizes of one Encode: samples
  *  (2304, 2304, 3840, 2560) and bytes (232, 304, 296, 320). The first two arguments (sampling rate
- *  and bytes per sample, by custom) are not used. Returns 0. */
+ *  and bytes per sample, by custom) are not used. Returns 0.
+ *
+ *  The encoders start again, but for three memories of flavor 3, which go on from the sound before:
+ *  the predictors of the spectrum and of the code gain, and two samples of the pitch search's
+ *  filter. A second run of flavor 3 in a process therefore codes the same sound to other bytes. */
 uint32_t InitEncoder(uint32_t rate, uint32_t sample_bytes, uint32_t* samples_per_call,
                      uint32_t* bytes_per_call);
 
@@ -223,17 +242,19 @@ uint32_t InitEncoder(uint32_t rate, uint32_t sample_bytes, uint32_t* samples_per
 void Encode(const int16_t* samples, uint8_t* bytes);
 void FreeEncoder(void); /**< Frees nothing: there is nothing to free. */
 
-/** Resets the decoders. 0. It does not apply the flavor's frame sizes: Decode does, where the
- *  selected flavor is another one than InitDecoder found or than was last coded or decoded.
- *  So InitDecoder before SetFlavor always works; SetFlavor, InitDecoder, Decode in a process that
- *  never coded that flavor decodes 0 samples. */
+/** Resets the decoders and forgets lost frames that are still to be made up. 0. Call it while
+ *  another flavor than the one to decode is selected (see above).
+ *
+ *  Of flavor 3 these go on from the sound before: the predictors of the spectrum and of the code
+ *  gain, the last spectrum, lag and gains, and the random pulses of lost frames. */
 int32_t InitDecoder(void);
 
 /** Decodes `length` bytes of coded frames.
  *
  *  bytes          [0..length-1] frames back to back; leftover bits are ignored
- *  samples        [0..*output_length/2-1] written; room for 37 frames serves any call (32 mask bits
- *                 and five frames carried over from earlier losses): 5328, 5328, 8880, 5920 samples
+ *  samples        [0..*output_length/2-1] written; QUEL_PLUGIN_MAX_SAMPLES serve any call of any
+ *                 flavor: 32 frames of the mask and five carried over from earlier losses, each as
+ *                 long as flavor 2's where InitDecoder left the frame sizes of that flavor
  *  output_length  bytes of samples written. 16 bits; the largest call's are 17,760
  *  received       bit n set: frame n of the call arrived; frames past the 32nd count as lost. A
  *                 lost frame gives nothing until one is received; then at most five are made up

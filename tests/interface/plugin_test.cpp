@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <vector>
 
 #include "interface/process_codec.h"
@@ -20,7 +21,7 @@ using test::Random;
 using test::speech_like_pcm;
 using ::testing::Each;
 
-constexpr std::size_t most_samples = 37 * 240;
+constexpr std::size_t most_samples = QUEL_PLUGIN_MAX_SAMPLES;
 constexpr std::int16_t untouched = 0x5a5a;
 
 using Bytes = std::vector<std::uint8_t>;
@@ -174,6 +175,34 @@ TEST(Plugin, OneCallGivesAtMost37Frames) {
   EXPECT_EQ(decode_call(random_bytes(37 * 3, 6), 0).size(), 0u);
   EXPECT_EQ(decode_call(random_bytes(37 * 20, 7), 0xffffffffu).size(), 37u * 240u);
   EXPECT_EQ(numPacketsMissing, 5);
+}
+
+// The frame sizes may be another flavor's, so that any flavor's call may give as much as flavor
+// 2's. The buffer has exactly the promised size, for the address sanitizer to see a sample behind
+// it.
+TEST(Plugin, NoCallGivesMoreThanPromised) {
+  std::size_t most = 0;
+  for (std::uint16_t sizes = 0; sizes < 4; ++sizes) {
+    for (std::uint16_t flavor = 0; flavor < 4; ++flavor) {
+      SCOPED_TRACE(::testing::Message() << flavor << " in frames of " << sizes);
+      encode_calls(sizes, Pcm(3840));
+      SetFlavor(flavor);
+      InitDecoder();
+      Pcm out(QUEL_PLUGIN_MAX_SAMPLES);
+      const Bytes bytes = random_bytes(20 * 37, flavor);
+      std::uint16_t length = 0;
+      // Five losses carried over, then 32 frames.
+      for (const std::uint32_t mask : {0u, ~0u}) {
+        ASSERT_EQ(Decode(bytes.data(), 20 * 37, out.data(), &length, mask), 0);
+        ASSERT_LE(length / 2u, out.size());
+      }
+      most = std::max<std::size_t>(most, length / 2);
+      if (sizes == 2) {
+        EXPECT_EQ(length / 2u, out.size());
+      }
+    }
+  }
+  EXPECT_EQ(most, QUEL_PLUGIN_MAX_SAMPLES);
 }
 
 TEST(Plugin, AnUnsetModeRecordDecodesNothing) {
@@ -386,6 +415,33 @@ TEST(Plugin, InitDecoderResetsEveryDecoder) {
     InitDecoder();
     EXPECT_EQ(decode_call(random_bytes(n, 15), 3), first);
   }
+}
+
+TEST(Plugin, InitLeavesOnlyWhatIsDocumentedOfFlavor3) {
+  const auto same = [](const auto& a, const auto& b) { return std::memcmp(&a, &b, sizeof a) == 0; };
+  const Pcm pcm = speech_like_pcm(2560 * 2, 21, 16000.0);
+  const Bytes bytes = encode_calls(3, pcm);
+  EXPECT_NE(encode_calls(3, pcm), bytes);
+  WidebandEncoder encoder;
+  encoder.lsf = process_encoder.wideband.lsf;
+  encoder.gains = process_encoder.wideband.gains;
+  encoder.decimator = process_encoder.wideband.decimator;
+  encoder.acelp = process_encoder.wideband.acelp;  // rewritten by every search
+  std::uint32_t samples = 0, size = 0;
+  InitEncoder(16000, 2, &samples, &size);
+  EXPECT_TRUE(same(process_encoder.wideband, encoder));
+
+  ready_to_decode(3);
+  const Pcm first = decode_call(bytes, 0xfff7u);
+  WidebandDecoder decoder;
+  decoder.lsf = process_decoder.wideband.lsf;
+  decoder.lag = process_decoder.wideband.lag;
+  decoder.gains = process_decoder.wideband.gains;
+  decoder.random = process_decoder.wideband.random;
+  EXPECT_NE(decoder.random, WidebandDecoder{}.random);
+  InitDecoder();
+  EXPECT_TRUE(same(process_decoder.wideband, decoder));
+  EXPECT_NE(decode_call(bytes, 0xfff7u), first);
 }
 
 // Lost frames of one flavor are made up for in the next one that arrives, whatever its flavor.
