@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
 # What the shared library shows: every function that a host or a program may call, and nothing that
-# is not the project's own.
+# is not the project's own. What programs link has one version, the routines for study another.
 set -euo pipefail
-symbols=$(nm -DC --defined-only "$1" | sed 's/^[0-9a-f]* [A-Za-z] //' | sort -u)
+versioned=$(nm -DC --defined-only --with-symbol-versions "$1" | sed 's/^[0-9a-f]* [A-Za-z] //' |
+  grep -vxE 'QUELCODEC_(STUDY_)?0(@@QUELCODEC_(STUDY_)?0)?' | sort -u)
+symbols=$(sed 's/@@.*//' <<<"$versioned" | sort -u)
 
 fail=0
 while IFS= read -r name; do
@@ -198,6 +200,13 @@ END
 foreign=$(grep -vE '^(quel_|(vtable for |typeinfo for |typeinfo name for |guard variable for |TLS (init|wrapper) function for )?quel::|Get(NumberOf(QN)?Flavors|FlavorProperty)$|SetFlavor$|(Init|Free)(En|De)coder$|(En|De)code$|init_malloc$|Bandwidth$|bad_(lsf|pitch)_ind$|nb_iter_selected$|running_vector_from_signs$)' <<<"$symbols" || true)
 if [[ -n $foreign ]]; then
   printf 'shown but not ours:\n%s\n' "$foreign"
+  fail=1
+fi
+
+misplaced=$(grep -F quel:: <<<"$versioned" | grep -v '@@QUELCODEC_STUDY_0$' || true
+  grep -vF quel:: <<<"$versioned" | grep -v '@@QUELCODEC_0$' || true)
+if [[ -n $misplaced ]]; then
+  printf 'of another version:\n%s\n' "$misplaced"
   fail=1
 fi
 exit $fail
