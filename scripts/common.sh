@@ -42,13 +42,14 @@ configure_sanitized() {
     -DQUELCODEC_SANITIZE=address,undefined,float-cast-overflow,fuzzer-no-link
 }
 
-# configure FOLDER OPTION...: CMake with Ninja, and with ccache where there is one. Fails where the
-# project does not know an option: a build without its sanitizer, say, would pass everything.
+# configure FOLDER OPTION...: CMake with Ninja, warnings being errors, and with ccache where there is
+# one. Fails where the project does not know an option: a build without its sanitizer, say, would pass everything.
 configure() {
   local folder=$1 log launcher=()
   shift
   if command -v ccache >/dev/null; then launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache); fi
-  log=$(cmake -S . -B "$folder" -G Ninja "${launcher[@]}" "$@" 2>&1) || {
+  log=$(cmake -S . -B "$folder" -G Ninja -DCMAKE_COMPILE_WARNING_AS_ERROR=ON \
+    "${launcher[@]}" "$@" 2>&1) || {
     echo "$log"
     return 1
   }

@@ -50,6 +50,12 @@ find_package)
   expect "$("$work/shared_cpp")" "20 bytes, 160 samples"
   if ldd "$work/static_c" | grep quelcodec; then exit 1; fi
   ;;
+c_only)
+  configure "$here/c_only" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF
+  "$cmake" --build "$work" >"$work/build.log" || { tail -n 40 "$work/build.log"; exit 1; }
+  expect "$("$work/shared_c")" "19 bytes, 144 samples"
+  expect "$("$work/static_c")" "19 bytes, 144 samples"
+  ;;
 pkg_config)
   export PKG_CONFIG_PATH=$(libdir)/pkgconfig
   expect "$(pkg-config --modversion quelcodec)" "$(sed -n 's/^project(quelcodec VERSION \([0-9.]*\).*/\1/p' "$source/CMakeLists.txt")"
@@ -68,11 +74,21 @@ add_subdirectory)
   "$cmake" --build "$work" --parallel 2 >"$work/build.log" || { tail -n 40 "$work/build.log"; exit 1; }
   expect "$("$work/shared_c")" "19 bytes, 144 samples"
   expect "$("$work/static_c")" "19 bytes, 144 samples"
+  # What a project installs is its own business, unless it asks for the library.
+  "$cmake" --install "$work" --prefix "$work/prefix" >"$work/install.log"
+  expect "$(find "$work/prefix" -type f 2>/dev/null)" ""
+  "$cmake" "$work" -DQUELCODEC_INSTALL=ON >"$work/configure.log"
+  "$cmake" --install "$work" --prefix "$work/prefix" >"$work/install.log"
+  [[ -s $work/prefix/include/quelcodec/quelcodec.h && -n $(find "$work/prefix" -name libquelcodec.so) ]]
   ;;
 codec_only)
   # A compiler and nothing else; add_subdirectory builds the same targets.
   configure "$source" -DQUELCODEC_TOOLS=OFF -DQUELCODEC_TESTS=OFF
   expect "$(asked_for)" ""
+  # A later compiler's new warning is no reason for a packager's build to fail.
+  expect "$(grep -c -e -Werror "$work/compile_commands.json")" 0
+  configure "$source" -DCMAKE_COMPILE_WARNING_AS_ERROR=ON
+  [[ $(grep -c -e -Werror "$work/compile_commands.json") -gt 0 ]]
   ;;
 dlopen)
   "$cc" -std=c99 -Wall -Wextra -Werror "$here/host.c" -o "$work/host" -ldl
