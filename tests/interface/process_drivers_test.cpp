@@ -64,7 +64,6 @@ TEST(ProcessDrivers, InitDriversResetTheirCoders) {
   EXPECT_EQ(std::memcmp(&process_decoder.wideband, &wideband, sizeof wideband), 0);
 }
 
-// The plug-in codes with the process's switches; streams do not look at them.
 // A host may go on after a free, or free twice.
 TEST(ProcessDrivers, FreeingFreesNothingAndResetsNothing) {
   set_mode(1);
@@ -91,6 +90,7 @@ TEST(ProcessDrivers, FreeingFreesNothingAndResetsNothing) {
   EXPECT_TRUE(bytes(process_decoder) == decoder);
 }
 
+// The plug-in codes with the process's switches; streams do not look at them.
 TEST(ProcessDrivers, WidebandSwitchesReachThePluginAndNoStream) {
   const Pcm pcm = speech_like_pcm(2560, 25, 16000.0);
   using Bytes = std::vector<std::uint8_t>;

@@ -77,6 +77,12 @@ TEST_F(Quelo, InvalidFlavorCreatesAMissingOutput) {
   EXPECT_TRUE(exists(path("out")));
 }
 
+TEST_F(Quelo, OneFileAsInputAndOutputIsEmptied) {
+  write_bytes(path("x"), Bytes(2 * 2560));
+  EXPECT_EQ(quelo({path("x"), path("x"), "3", "0"}).status, 0);
+  EXPECT_EQ(std::filesystem::file_size(path("x")), 0u);
+}
+
 TEST_F(Quelo, EncodingDropsAShortFinalBlock) {
   const auto pcm = loud_speech(2305, 1);
   write_bytes(path("in"), pcm_bytes(pcm));

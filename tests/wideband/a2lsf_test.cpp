@@ -21,6 +21,14 @@ using test::stable_filter;
 
 const std::vector<float> fallback(16, -7.0f);
 
+// A line is where a chord across a sixteenth of a grid interval cuts the axis, and is rounded to
+// float. Off a root of f by at most width^2 / 8 * |f''/f'|; `bend` is |f''/f'| there, and an
+// interval of the grid is pi / 100 * sin(w) wide at cos(w), at most.
+double chord_error(double bend, double sin_w = 1.0) {
+  const double width = pi / 100 * sin_w / 16;
+  return width * width / 8 * bend + 0x1p-25;
+}
+
 std::vector<float> lines_of(const std::vector<float>& a) {
   std::vector<float> lsp(16, 3.0f);
   a2lsf(a.data(), lsp.data(), fallback.data(), 16);
@@ -94,7 +102,14 @@ TEST(A2lsf, FlatFilterGivesTheNeutralLines) {
   a[0] = 1.0f;
   const auto lsp = lines_of(a);
   for (int i = 0; i < 16; ++i) {
-    EXPECT_NEAR(lsp[static_cast<std::size_t>(i)], std::cos((i + 1) * pi / 17), 1e-5);
+    // The polynomials are cos(8.5 w) / cos(w/2) and sin(8.5 w) / sin(w/2) of x = cos(w): f''/f' is
+    // (tan(w/2) - cot(w)) / sin(w) up to its sign, and for the second -(cot(w/2) + cot(w)) /
+    // sin(w). The interval's wider end lies up to pi / 100 nearer to the middle.
+    const double w = (i + 1) * pi / 17;
+    const double slope = i % 2 == 0 ? std::tan(w / 2) : -1 / std::tan(w / 2);
+    const double bend = std::abs((slope - 1 / std::tan(w)) / std::sin(w));
+    const double sin_w = std::min(1.0, std::sin(w) + pi / 100);
+    EXPECT_NEAR(lsp[static_cast<std::size_t>(i)], std::cos(w), 1.2 * chord_error(bend, sin_w));
   }
 }
 
@@ -133,9 +148,11 @@ TEST(A2lsf, RootOnAGridPointCountsOnceAndExactly) {
   std::vector<float> lsp(4), old(4, -7.0f);
   a2lsf(a.data(), lsp.data(), old.data(), 4);
   EXPECT_EQ(lsp[0], g);
-  EXPECT_NEAR(lsp[1], std::sqrt(0.125), 1e-5);
-  EXPECT_NEAR(lsp[2], 0.0, 1e-5);
-  EXPECT_NEAR(lsp[3], -std::sqrt(0.125), 1e-5);
+  // f''/f' at a root of a parabola is 2 over the distance of its roots.
+  const double root = std::sqrt(0.125);
+  EXPECT_NEAR(lsp[1], root, chord_error(2 / (2 * root)));
+  EXPECT_NEAR(lsp[2], 0.0, chord_error(2 / g));
+  EXPECT_NEAR(lsp[3], -root, chord_error(2 / (2 * root)));
 }
 
 TEST(A2lsf, RootsOfBothPolynomialsOnTheSamePointAreDefined) {
@@ -144,8 +161,8 @@ TEST(A2lsf, RootsOfBothPolynomialsOnTheSamePointAreDefined) {
   const std::vector<float> a = {1.0f, 1.25f, 0.25f, 0.75f, 0.75f};
   std::vector<float> lsp(4), old(4, -7.0f);
   a2lsf(a.data(), lsp.data(), old.data(), 4);
-  EXPECT_NEAR(lsp[0], 0.5, 1e-5);
-  EXPECT_NEAR(lsp[1], 0.25, 1e-5);
+  EXPECT_NEAR(lsp[0], 0.5, chord_error(2 / 1.5));  // parabolas, as above
+  EXPECT_NEAR(lsp[1], 0.25, chord_error(2 / 1.25));
   EXPECT_EQ(lsp[2], -1.0f);
   EXPECT_EQ(lsp[3], -1.0f);
 }
