@@ -43,7 +43,8 @@ configure_sanitized() {
 }
 
 # configure FOLDER OPTION...: CMake with Ninja, warnings being errors, and with ccache where there is
-# one. Fails where the project does not know an option: a build without its sanitizer, say, would pass everything.
+# one. Fails where the project does not know an option: a build without its sanitizer, say, would
+# pass everything.
 configure() {
   local folder=$1 log launcher=()
   shift

@@ -224,7 +224,8 @@ uint32_t SetFlavor(uint16_t flavor);
  *  Encode, uint32; texts with their terminating zero: 0 long name, 8 and 10 short name, 4 and 9
  *  description.
  *
- *  The bytes belong to the plug-in and live until the next call. */
+ *  The bytes belong to the plug-in and live until the next call, which may come at any time, from
+ * an atexit handler too. */
 const void* GetFlavorProperty(uint16_t flavor, uint16_t id, uint16_t* length);
 
 /** Prepares the encoder for the selected flavor and tells the sizes of one Encode: samples
