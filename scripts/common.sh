@@ -65,3 +65,55 @@ configure() {
 source_state() {
   find "$@" -type f | LC_ALL=C sort | xargs sha256sum | sha256sum | cut -c 1-16
 }
+
+# own_mounts SCRIPT ARGUMENT...: starts the script again where nobody else sees what it mounts. That is
+# gone with the script, whatever ends it.
+own_mounts() {
+  [[ $(id -u) -eq 0 ]] || { echo "Needs root, for debootstrap and chroot" >&2; exit 1; }
+  [[ -n ${QUEL_OWN_MOUNTS-} ]] || QUEL_OWN_MOUNTS=1 exec unshare --mount "$@"
+}
+
+# bare_archive FILE: a bare Debian 12 as a tar file, from the mirror that this machine's apt uses.
+# One of the last seven days is taken as it is.
+bare_archive() {
+  local archive=$1 mirror folder
+  [[ -z $(find "$archive" -mtime -7 2>/dev/null) ]] || return 0
+  need debootstrap || return 1
+  mirror=$(apt-get indextargets --format '$(CODENAME) $(COMPONENT) $(REPO_URI)' 'Created-By: Packages' |
+    awk '$1 == "bookworm" && $2 == "main" { print $3; exit }')
+  [[ -n $mirror ]] || { echo "apt here knows no mirror of Debian 12" >&2; return 1; }
+  folder=$(mktemp -d "$archive.XXXXXX") || return 1
+  if debootstrap --variant=minbase bookworm "$folder/root" "$mirror" >"$folder/log" 2>&1 &&
+    tar -C "$folder/root" --one-file-system -cf "$folder/tar" . && mv "$folder/tar" "$archive"; then
+    rm -rf --one-file-system "$folder"
+  else
+    tail -n 20 "$folder/log"
+    rm -rf --one-file-system "$folder"
+    return 1
+  fi
+}
+
+# bare_debian ROOT: a bare Debian 12 in the folder ROOT, with /proc, /sys and /dev. Needs own_mounts.
+bare_debian() {
+  local root=$1
+  mkdir -p build-bare "$root" && bare_archive build-bare/bookworm.tar &&
+    tar -C "$root" -xpf build-bare/bookworm.tar || return 1
+  # Packages may come with scripts that wake services up; there are none to wake.
+  printf '#!/bin/sh\nexit 101\n' >"$root/usr/sbin/policy-rc.d"
+  chmod +x "$root/usr/sbin/policy-rc.d"
+  # A mount of its own, since unshare(1) in there wants its root to be one.
+  mount --bind "$root" "$root" && mount -t proc proc "$root/proc" &&
+    mount -t sysfs -o ro sysfs "$root/sys" && mount --rbind /dev "$root/dev"
+}
+
+# in_bare ROOT [VARIABLE=VALUE...] COMMAND...: in a bare Debian, with nothing of this one's environment.
+in_bare() {
+  local root=$1
+  shift
+  chroot "$root" env -i PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin HOME=/root "$@"
+}
+
+# leave_bare ROOT: unmounts what bare_debian mounted; nothing of /dev is lost when ROOT is removed.
+leave_bare() {
+  ! mountpoint -q "$1" || umount --recursive --lazy "$1"
+}
