@@ -172,8 +172,4 @@ expect "docs/packets.md, In a file" "$(table 'In a file')" \
   "$("$source/tests/tools/packet_table.sh" "$programs/quel")"
 
 # ---- Links between pages ----
-for page in *.md docs/*.md; do
-  { grep -oE '\]\([^)#:]+[)#]' "$page" || true; } | tr -d '()]#' | while read -r link; do
-    [[ -e $(dirname "$page")/$link ]] || fail "$page links to $link, which is not there"
-  done
-done
+"$source/tests/tools/links.sh" .
