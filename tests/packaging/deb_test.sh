@@ -95,7 +95,7 @@ awk '/^```cmake$/ { inside = 1; next } /^```/ { inside = 0 } inside' "$source/RE
 "$cmake" -S "$here/find_package" -B "$work/user" "${compilers[@]}" -DCMAKE_BUILD_TYPE=Debug \
   -DCMAKE_PREFIX_PATH="$usr" -DREADME="$work/readme.cmake" -DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF \
   >"$work/configure.log" 2>&1 || { cat "$work/configure.log"; exit 1; }
-"$cmake" --build "$work/user" >"$work/build.log" 2>&1 || { cat "$work/build.log"; exit 1; }
+"$cmake" --build "$work/user" --target shared_c static_c >"$work/build.log" 2>&1 || { cat "$work/build.log"; exit 1; }
 for program in shared_c static_c; do
   expect $program "$("$work/user/$program")" "19 bytes, 144 samples"
 done
