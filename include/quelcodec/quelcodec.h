@@ -46,16 +46,23 @@
 extern "C" {
 #endif
 
-/* ---- Version --------------------------------------------------------------------------------- */
+/* ---- Three numbers --------------------------------------------------------------------------- */
 
 #define QUEL_VERSION_MAJOR 0 /**< header's version, first number: 0 while interfaces may change */
-#define QUEL_VERSION_MINOR 1 /**< header's version, second number */
+#define QUEL_VERSION_MINOR 2 /**< header's version, second number */
 #define QUEL_VERSION_PATCH 0 /**< header's version, third number */
 /** The header's version as one number, 10000 * major + 100 * minor + patch. */
 #define QUEL_VERSION (10000 * QUEL_VERSION_MAJOR + 100 * QUEL_VERSION_MINOR + QUEL_VERSION_PATCH)
 
 /** The library's version, as QUEL_VERSION counts; compare it with the header's. */
 int quel_version(void);
+/** The bitstream number: what coded units mean. Units of one number decode, where nothing is lost,
+ *  to the same samples in every version that knows the number, and from 2 on every later version
+ *  does. Send or store it beside units, and refuse units of a number that is not this one. */
+int quel_bitstream(void);
+/** The behaviour number: which exact bits this library's encoders and decoders give, concealed
+ *  samples included. For whoever compares digests; units of any behaviour decode. */
+int quel_behaviour(void);
 
 /* ---- Flavors --------------------------------------------------------------------------------- */
 

@@ -40,6 +40,19 @@ inline int check(int result) {
   return result;
 }
 
+/// The library's version, as QUEL_VERSION counts.
+inline int version() noexcept {
+  return quel_version();
+}
+/// What coded units mean; refuse units of another number.
+inline int bitstream() noexcept {
+  return quel_bitstream();
+}
+/// Which exact bits this library gives; units of any behaviour decode.
+inline int behaviour() noexcept {
+  return quel_behaviour();
+}
+
 /// How a decoder makes up for lost frames; quelcodec.h says what each does.
 enum class Concealment : int {
   immediate = QUEL_CONCEAL_IMMEDIATE,

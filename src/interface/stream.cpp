@@ -126,10 +126,6 @@ int decode_deferred(quel_decoder& stream, const std::uint8_t* unit, std::uint32_
 
 using namespace quel;
 
-int quel_version() {
-  return QUEL_VERSION;
-}
-
 int quel_sampling_rate(int flavor) {
   if (!is_flavor(flavor)) return QUEL_ERROR_FLAVOR;
   return flavor == QUEL_FLAVOR_16K ? 16000 : 8000;

@@ -169,7 +169,7 @@ TEST_P(Allocation, StreamsUseNoHeap) {
       failures += quel_sampling_rate(flavor()) + quel_samples_per_frame(flavor()) +
                               quel_frames_per_unit(flavor()) + quel_samples_per_unit(flavor()) +
                               quel_bytes_per_unit(flavor()) + quel_delay(flavor()) +
-                              quel_version() >
+                              quel_version() + quel_bitstream() + quel_behaviour() >
                           0
                       ? 0
                       : 1;

@@ -27,6 +27,8 @@ bad_pitch_ind
 nb_iter_selected
 running_vector_from_signs
 quel_version
+quel_bitstream
+quel_behaviour
 quel_sampling_rate
 quel_samples_per_frame
 quel_frames_per_unit

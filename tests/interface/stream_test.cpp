@@ -128,7 +128,6 @@ TEST(Stream, GeometryOfEveryFlavor) {
     EXPECT_EQ(quel_bytes_per_unit(none), QUEL_ERROR_FLAVOR);
     EXPECT_EQ(quel_delay(none), QUEL_ERROR_FLAVOR);
   }
-  EXPECT_EQ(quel_version(), QUEL_VERSION);
 }
 
 TEST(Stream, BufferMacrosServeEveryFlavor) {

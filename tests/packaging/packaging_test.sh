@@ -23,6 +23,9 @@ configure() {
   "$cmake" -S "$1" -B "$work" "${compilers[@]}" -DCMAKE_BUILD_TYPE=Debug "${@:2}" \
     >"$work/configure.log" 2>&1 || { cat "$work/configure.log"; exit 1; }
 }
+# Of the public header, as 1.2.3.
+version=$(sed -n 's/^#define QUEL_VERSION_[MP][A-Z]* \([0-9]*\).*/\1/p' \
+  "$source/include/quelcodec/quelcodec.h" | paste -sd .)
 libdir() {
   dirname "$(find "$prefix" -name libquelcodec.so)"
 }
@@ -59,7 +62,7 @@ c_only)
   ;;
 pkg_config)
   export PKG_CONFIG_PATH=$(libdir)/pkgconfig
-  expect "$(pkg-config --modversion quelcodec)" "$(sed -n 's/^project(quelcodec VERSION \([0-9.]*\).*/\1/p' "$source/CMakeLists.txt")"
+  expect "$(pkg-config --modversion quelcodec)" "$version"
   # shellcheck disable=SC2046
   "$cc" "$here/program.c" -o "$work/shared" $(pkg-config --cflags --libs quelcodec)
   expect "$(LD_LIBRARY_PATH=$(libdir) "$work/shared")" "19 bytes, 144 samples"
@@ -100,8 +103,7 @@ dlopen)
 3: 2560 samples, 320 bytes, 2560 samples"
   ;;
 tools)
-  version=$("$prefix/bin/quel" --version)
-  expect "$version" "quel $(sed -n 's/^project(quelcodec VERSION \([0-9.]*\).*/\1/p' "$source/CMakeLists.txt")"
+  expect "$("$prefix/bin/quel" --version)" "quel $version"
   expect "$("$prefix/bin/quel" --man)" "$(cat "$prefix/share/man/man1/quel.1")"
   for command in $("$prefix/bin/quel" --help | sed -n '/^Subcommands:/,$s/^  \([a-z]*\) .*/\1/p'); do
     expect "$("$prefix/bin/quel" --man "$command")" "$(cat "$prefix/share/man/man1/quel-$command.1")"
@@ -115,7 +117,7 @@ tools)
   # The programs find the library beside them, wherever the tree was moved to.
   mv "$prefix" "$prefix.moved"
   trap 'mv "$prefix.moved" "$prefix"' EXIT
-  expect "$("$prefix.moved/bin/quel" --version)" "$version"
+  expect "$("$prefix.moved/bin/quel" --version)" "quel $version"
   ;;
 *)
   echo "No case $case" >&2

@@ -11,6 +11,7 @@ int main(void) {
   uint8_t unit[QUEL_MAX_BYTES];
   int bytes, samples;
   if (quel_version() != QUEL_VERSION) return 1;
+  if (quel_bitstream() != 2 || quel_behaviour() < 2) return 1;
   if (quel_encoder_create(&enc_options, &encoder) != QUEL_OK) return 1;
   if (quel_decoder_create(&dec_options, &decoder) != QUEL_OK) return 1;
   bytes = quel_encode(encoder, pcm, 144, unit, sizeof unit);
