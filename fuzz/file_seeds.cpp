@@ -84,6 +84,11 @@ void ogg_seeds(Corpus& corpus) {
       corpus.add("ogg_reader_fuzz", input, static_cast<int>(std::size(steps)) - 1);
     }
   }
+  for (const std::uint16_t unknown : {0, 1, 3}) {
+    OggHead head = make_head(0, 44100);
+    head.bitstream = unknown;
+    corpus.add("ogg_header_fuzz", pack_head(head), 0);
+  }
   OggTags tags = make_tags();
   corpus.add("ogg_header_fuzz", pack_tags(tags), a_comment);
   for (const char* comment : {"TITLE=Tea", "ARTIST=", "x=\xc3\xa4\n"}) add_comment(tags, comment);

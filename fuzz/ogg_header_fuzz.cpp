@@ -24,7 +24,7 @@ bool try_head(std::span<const std::uint8_t> packet) {
     require(packet.size() >= again.size());
     require(std::equal(again.begin(), again.end(), packet.begin()));
     require(packet.size() == again.size() || head.version > OggHead::ogg_newest_version);
-    check_behaviour("f", head, "e");
+    check_bitstream("f", head, "e");
     return true;
   } catch (const FileError& error) {
     require(error.what()[0] == 'f');
@@ -37,6 +37,8 @@ bool try_tags(std::span<const std::uint8_t> packet) {
     const OggTags tags = unpack_tags(packet);
     const auto again = pack_tags(tags);
     require(std::equal(again.begin(), again.end(), packet.begin(), packet.end()));
+    const auto behaviour = behaviour_of(tags);
+    require(!behaviour || (*behaviour >= 1 && *behaviour <= 65535));
     return true;
   } catch (const std::invalid_argument& error) {
     require(error.what()[0] != '\0');

@@ -11,7 +11,6 @@
 #include "tools/file_arguments.h"
 #include "tools/file_error.h"
 #include "tools/loss.h"
-#include "tools/ogg_head.h"
 #include "tools/sha256.h"
 
 namespace quel::tools {
@@ -86,7 +85,7 @@ std::string digest_of(const std::vector<bool>& listed) {
 /// Everything that the bytes of an output depend on beside its input.
 std::string text_of(const DecodeCommand& command, const std::vector<bool>& listed) {
   const DecodeSettings& s = command.settings;
-  std::string text = "decode behaviour=" + std::to_string(quel_behaviour);
+  std::string text = "decode behaviour=" + std::to_string(quel_behaviour());
   if (s.flavor) text += " flavor=" + std::to_string(*s.flavor);
   if (!command.loss.empty()) text += " loss=" + command.loss;
   if (!command.loss_burst.empty()) text += " burst=" + command.loss_burst;

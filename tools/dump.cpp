@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <functional>
+#include <optional>
 #include <ostream>
 #include <quelcodec/quelcodec.hpp>
 
@@ -99,7 +100,7 @@ void write_text(std::span<const std::uint8_t> file, const std::string& name, con
                 std::ostream& out) {
   out << "quel-dump 1\n"
       << "flavor " << frame.head.flavor << '\n'
-      << "behaviour " << frame.head.behaviour << '\n'
+      << "bitstream " << frame.head.bitstream << '\n'
       << "input-rate " << frame.head.input_rate << '\n'
       << "pre-skip " << frame.head.pre_skip << '\n'
       << "samples " << frame.samples << '\n'
@@ -166,11 +167,14 @@ void write_json(std::span<const std::uint8_t> file, const std::string& name, con
   const auto comment = [](const auto& c) {
     return "{\"name\":" + json_string(c.first) + ",\"value\":" + json_string(c.second) + "}";
   };
+  const std::optional<int> behaviour = behaviour_of(frame.tags);
   out << "{\"quel_dump\":1,\"flavor\":" << frame.head.flavor
-      << ",\"behaviour\":" << frame.head.behaviour << ",\"rate\":" << shortest(rate)
-      << ",\"input_rate\":" << frame.head.input_rate << ",\"pre_skip\":" << frame.head.pre_skip
-      << ",\"samples\":" << frame.samples << ",\"serial\":" << frame.serial
-      << ",\"packet_units\":" << frame.packet_units << ",\"page_packets\":" << frame.page_packets
+      << ",\"bitstream\":" << frame.head.bitstream
+      << ",\"behaviour\":" << (behaviour ? std::to_string(*behaviour) : "null")
+      << ",\"rate\":" << shortest(rate) << ",\"input_rate\":" << frame.head.input_rate
+      << ",\"pre_skip\":" << frame.head.pre_skip << ",\"samples\":" << frame.samples
+      << ",\"serial\":" << frame.serial << ",\"packet_units\":" << frame.packet_units
+      << ",\"page_packets\":" << frame.page_packets
       << ",\"encoder\":" << json_string(frame.tags.encoder)
       << ",\"comments\":" << json_list(frame.tags.comments, comment) << ",\n\"frames\":[";
   const double length = check(quel_samples_per_frame(frame.head.flavor));

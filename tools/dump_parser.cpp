@@ -98,9 +98,9 @@ class Parser {
     if (word == "flavor") {
       if (in_frame_ || !file_.units.empty()) refuse("the flavor after the first frame");
       frame.head.flavor = static_cast<int>(number(rest, 3));
-    } else if (word == "behaviour") {
-      frame.head.behaviour = static_cast<std::uint16_t>(number(rest, u16));
-      check_behaviour(name_, frame.head, frame.tags.encoder);
+    } else if (word == "bitstream" || word == "behaviour") {  // what 0.1.0 called it
+      frame.head.bitstream = static_cast<std::uint16_t>(number(rest, u16));
+      check_bitstream(name_, frame.head, frame.tags.encoder);
     } else if (word == "input-rate") {
       frame.head.input_rate = static_cast<std::uint32_t>(number(rest, u32));
     } else if (word == "pre-skip") {

@@ -8,7 +8,6 @@
 #include "tools/comment_option.h"
 #include "tools/eval_text.h"
 #include "tools/file_arguments.h"
-#include "tools/ogg_head.h"
 
 namespace quel::tools {
 namespace {
@@ -28,8 +27,7 @@ bool is_bare_file(const std::filesystem::path& path) {
 /// Everything that the bytes of an output depend on beside its input.
 std::string text_of(const EncodeCommand& command) {
   const EncodeSettings& s = command.settings;
-  std::string text =
-      "encode behaviour=" + std::to_string(quel_behaviour) + " encoder=" + s.tags.encoder;
+  std::string text = "encode encoder=" + s.tags.encoder;
   if (s.flavor) text += " flavor=" + std::to_string(*s.flavor);
   if (s.audio.raw_rate > 0) {
     text += " raw=" + std::to_string(s.audio.raw_rate) + "," +

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <exception>
+#include <optional>
 #include <ostream>
 
 #include "tools/command.h"
@@ -51,8 +52,16 @@ std::string info_text(const std::string& name, const OggInfo& info) {
   line("delay", std::to_string(info.delay) + " samples, " +
                     fixed(1000.0 * info.delay / info.rate, 1) + " ms");
   line("skipped", std::to_string(head.pre_skip) + " samples at the start");
-  line("encoder", printable(info.tags.encoder) + ", behaviour " + std::to_string(head.behaviour));
+  const std::optional<int> behaviour = behaviour_of(info.tags);
+  line("bitstream", std::to_string(head.bitstream));
+  line("encoder", (info.tags.encoder.empty() ? "unknown" : printable(info.tags.encoder)) +
+                      ", behaviour " + (behaviour ? std::to_string(*behaviour) : "unknown"));
+  bool told = behaviour.has_value();  // once is enough
   for (const auto& [key, value] : info.tags.comments) {
+    if (told && names_behaviour(key)) {
+      told = false;
+      continue;
+    }
     line("tag", printable(key) + "=" + printable(value));
   }
   line("damage", damage_text(info.report));
@@ -68,6 +77,7 @@ std::string info_text(const std::string& name, const OggInfo& info) {
 std::string info_json(const std::string& name, const OggInfo& info) {
   const OggReport& report = info.report;
   const auto number = [](std::uint64_t value) { return std::to_string(value); };
+  const std::optional<int> behaviour = behaviour_of(info.tags);
   std::string tags;
   for (const auto& [key, value] : info.tags.comments) {
     tags += (tags.empty() ? "" : ",") + std::string("{\"name\":") + json_string(key) +
@@ -83,7 +93,8 @@ std::string info_json(const std::string& name, const OggInfo& info) {
          ",\"gross_bit_rate\":" + shortest(info.gross_bit_rate) +
          ",\"delay\":" + std::to_string(info.delay) +
          ",\"pre_skip\":" + number(info.head.pre_skip) +
-         ",\"behaviour\":" + number(info.head.behaviour) +
+         ",\"bitstream\":" + number(info.head.bitstream) +
+         ",\"behaviour\":" + (behaviour ? std::to_string(*behaviour) : "null") +
          ",\"encoder\":" + json_string(info.tags.encoder) + ",\"tags\":[" + tags + "]" +
          ",\"bytes\":" + number(report.bytes) + ",\"units\":" + number(report.units) +
          ",\"damaged\":" + (report.damaged() ? "true" : "false") +

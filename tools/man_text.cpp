@@ -75,7 +75,10 @@ const ManText commands[] = {
     {"info",
      {},
      "tells what coded files hold. Bit rates are those of the coded units alone (net) and of the "
-     "whole file (gross).\n\n"
+     "whole file (gross). The bitstream number says what the units mean; a file of a number that "
+     "is "
+     "not known here is refused. The encoder's behaviour number is for whoever compares exact "
+     "bits.\n\n"
      "Damage is part of what it tells and no failure: lost units, damaged and misplaced pages, "
      "bytes outside pages, a missing end.",
      "A file could not be read or is no coded file; the others are told all the same. A damaged "
@@ -98,8 +101,8 @@ const ManText commands[] = {
     {"mux",
      {"[options] --flavor FLAVOR INPUT OUTPUT", "--from-dump [-f] INPUT OUTPUT"},
      "puts bare coded units into a file, such as the plug-in functions and quelo write: whole "
-     "units back to back, all of one flavor. With --from-dump it makes a file from the text of "
-     "quel dump, the identical one where quel wrote the first.",
+     "units back to back, all of one flavor and of this version's bitstream. With --from-dump it "
+     "makes a file from the text of quel dump, the identical one where quel wrote the first.",
      some_failed,
      {part_file, part_serves},
      {{"Units of 8.5 kbit/s", "quel mux --flavor 8.5 units units.quel"},
@@ -129,8 +132,9 @@ const ManText commands[] = {
      {},
      "codes and decodes built-in signals with every flavor, with and without losses, and compares "
      "digests of the results with the project's. Each line has the digest, ok, DIFFERS or MISSING, "
-     "and the "
-     "signal's name. A build whose digests differ makes files that other builds decode wrongly.",
+     "and the signal's name; the last has this version's numbers. A build whose digests differ "
+     "makes "
+     "files that other builds decode wrongly.",
      "A digest differs or is missing.",
      {},
      {{"Is this build sound?", "quel selftest"}}},

@@ -17,7 +17,7 @@ struct MuxJob {
   std::optional<int> flavor;             ///< 0..3; there must be one for units
   std::optional<std::uint64_t> samples;  ///< of the source at the flavor's rate; else all there is
   std::uint32_t input_rate = 0;          ///< of the source, Hz; 0 where unknown
-  OggTags tags = make_tags();
+  OggTags tags = make_tags_of_foreign_units();
   int packet_ms = 240;
   int page_ms = 2000;
   bool force = false;  ///< replace an existing output

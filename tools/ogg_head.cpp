@@ -9,6 +9,7 @@
 #include "tools/bytes.h"
 #include "tools/file_error.h"
 #include "tools/text.h"
+#include "tools/version.h"
 
 namespace quel::tools {
 namespace {
@@ -23,7 +24,7 @@ std::string decibels(std::uint64_t gain) {
   const int q8 = static_cast<std::int16_t>(gain);
   const int hundredths = std::abs(q8) * 100 / 256;
   const std::string fraction = std::to_string(100 + hundredths % 100).substr(1);
-  return (q8 < 0 ? "-" : "") + std::to_string(hundredths / 100) + "." + fraction + " dB";
+  return std::string(q8 < 0 ? "-" : "") + std::to_string(hundredths / 100) + "." + fraction + " dB";
 }
 
 void check_version(const std::string& name, std::uint8_t version) {
@@ -62,7 +63,7 @@ std::vector<std::uint8_t> pack_head(const OggHead& head) {
   std::vector<std::uint8_t> packet(magic.begin(), magic.end());
   packet.push_back(head.version);
   packet.push_back(channels);
-  append_little_endian(packet, head.behaviour, 2);
+  append_little_endian(packet, head.bitstream, 2);
   append_little_endian(packet, head.input_rate, 4);
   append_little_endian(packet, head.pre_skip, 2);
   append_little_endian(packet, 0, 2);  // gain
@@ -80,37 +81,48 @@ OggHead unpack_head(const std::string& name, std::span<const std::uint8_t> packe
   check_size(name, packet);
   OggHead head;
   head.version = packet[8];
+  head.bitstream = static_cast<std::uint16_t>(little_endian(packet.subspan(10, 2)));
+  // What looks wrong may have come with a later bitstream, and then that is the cause to name.
+  const auto refuse = [&](const std::string& cause) {
+    check_bitstream(name, head, "");
+    throw FileError(name, cause);
+  };
   if (packet[9] != channels) {
-    throw FileError(name, "it has " + std::to_string(packet[9]) + " channels; there can be only 1");
+    refuse("it has " + std::to_string(packet[9]) + " channels; there can be only 1");
   }
-  head.behaviour = static_cast<std::uint16_t>(little_endian(packet.subspan(10, 2)));
   head.input_rate = static_cast<std::uint32_t>(little_endian(packet.subspan(12, 4)));
   if (head.input_rate != 0 && (head.input_rate < lowest_rate || head.input_rate > highest_rate)) {
-    throw FileError(name, "its source's rate of " + std::to_string(head.input_rate) +
-                              " Hz is not one of 1000 to 1000000");
+    refuse("its source's rate of " + std::to_string(head.input_rate) +
+           " Hz is not one of 1000 to 1000000");
   }
   head.flavor = packet[20];
   if (quel_delay(head.flavor) < 0) {
-    throw FileError(name, "its flavor " + std::to_string(head.flavor) + " is not one of 0 to 3");
+    refuse("its flavor " + std::to_string(head.flavor) + " is not one of 0 to 3");
   }
   head.pre_skip = static_cast<std::uint16_t>(little_endian(packet.subspan(16, 2)));
   if (head.pre_skip < quel_delay(head.flavor)) {
-    throw FileError(name, "it skips " + std::to_string(head.pre_skip) +
-                              " samples at its start, which is less than its flavor's delay of " +
-                              std::to_string(quel_delay(head.flavor)));
+    refuse("it skips " + std::to_string(head.pre_skip) +
+           " samples at its start, which is less than its flavor's delay of " +
+           std::to_string(quel_delay(head.flavor)));
   }
   if (const std::uint64_t gain = little_endian(packet.subspan(18, 2)); gain != 0) {
-    throw FileError(name, "it asks for a gain of " + decibels(gain) + "; there can be none");
+    refuse("it asks for a gain of " + decibels(gain) + "; there can be none");
   }
   return head;
 }
 
-void check_behaviour(const std::string& name, const OggHead& head, const std::string& encoder) {
-  if (head.behaviour == quel_behaviour) return;
-  std::string cause = "its sound was coded with behaviour " + std::to_string(head.behaviour) +
-                      " of the codec and this program has " + std::to_string(quel_behaviour) +
-                      "; use a program of behaviour " + std::to_string(head.behaviour);
-  if (!encoder.empty()) cause += ", such as the one that wrote it: " + printable(encoder);
+void check_bitstream(const std::string& name, const OggHead& head, const std::string& encoder) {
+  if (head.bitstream == quel_bitstream()) return;
+  if (head.bitstream == 0) throw FileError(name, "its bitstream is number 0, which never was");
+  std::string cause = "its sound is coded in bitstream " + std::to_string(head.bitstream) +
+                      " and this program, quelcodec " + version_text() + ", reads bitstream " +
+                      std::to_string(quel_bitstream());
+  if (head.bitstream == 1) {
+    cause += "; quelcodec 0.1.0 is the version that reads it";
+  } else {
+    cause += "; a newer one is needed";
+    if (!encoder.empty()) cause += ", such as the one that wrote it: " + printable(encoder);
+  }
   throw FileError(name, cause);
 }
 

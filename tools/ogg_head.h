@@ -1,5 +1,7 @@
 #pragma once
 
+#include <quelcodec/quelcodec.h>
+
 #include <cstdint>
 #include <span>
 #include <string>
@@ -7,17 +9,13 @@
 
 namespace quel::tools {
 
-/// The codec's behaviour: which sound a given unit stands for. It rises together with the number in
-/// conformance/digests.h, whenever tables or arithmetic change; files of another behaviour would
-/// decode to noise.
-inline constexpr std::uint16_t quel_behaviour = 1;
-
 /// First packet of a coded stream. docs/ogg-mapping.md gives its bytes.
 struct OggHead {
-  int flavor = 0;                             ///< QUEL_FLAVOR_...
-  std::uint32_t input_rate = 0;               ///< of the source, Hz; 0 where unknown. Informs only
-  std::uint16_t pre_skip = 0;                 ///< decoded samples ahead of the source's first
-  std::uint16_t behaviour = quel_behaviour;   ///< of the encoder
+  int flavor = 0;                ///< QUEL_FLAVOR_...
+  std::uint32_t input_rate = 0;  ///< of the source, Hz; 0 where unknown. Informs only
+  std::uint16_t pre_skip = 0;    ///< decoded samples ahead of the source's first
+  /// What the units mean; this library's where nobody says otherwise.
+  std::uint16_t bitstream = static_cast<std::uint16_t>(quel_bitstream());
   std::uint8_t version = ogg_newest_version;  ///< major in the high nibble, minor in the low one
 
   static constexpr std::uint8_t ogg_newest_version = 0x10;
@@ -34,15 +32,15 @@ bool looks_like_head(std::span<const std::uint8_t> packet);
 /// name    of the file, for messages
 /// packet  the first packet
 ///
-/// Throws FileError, with a cause of its own for each field. The behaviour number is left to
-/// check_behaviour, since the comment packet can tell more about it.
+/// Throws FileError, with a cause of its own for each field. A header that is sound but for an
+/// unknown bitstream is left to check_bitstream, since the comment packet can tell more about it.
 OggHead unpack_head(const std::string& name, std::span<const std::uint8_t> packet);
 
-/// Refuses streams of another behaviour than this program's.
+/// Refuses streams whose units mean something that this program does not know: they would be noise.
 ///
 /// encoder  what the comment packet says of the program that wrote the stream; may be empty
 ///
 /// Throws FileError.
-void check_behaviour(const std::string& name, const OggHead& head, const std::string& encoder);
+void check_bitstream(const std::string& name, const OggHead& head, const std::string& encoder);
 
 }  // namespace quel::tools

@@ -29,7 +29,7 @@ OggReader::OggReader(OggSource& source, const std::string& name)
     : source_(source), name_(name), pages_(source) {
   find_head();
   find_tags();
-  check_behaviour(name_, head_, tags_.encoder);
+  check_bitstream(name_, head_, tags_.encoder);
 }
 
 void OggReader::find_head() {

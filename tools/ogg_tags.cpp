@@ -4,11 +4,13 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <stdexcept>
 #include <string_view>
 
 #include "tools/bytes.h"
 #include "tools/text.h"
+#include "tools/version.h"
 
 namespace quel::tools {
 namespace {
@@ -73,11 +75,32 @@ class Cursor {
 }  // namespace
 
 OggTags make_tags() {
-  OggTags tags;
-  const int version = quel_version();
-  tags.encoder = "quelcodec " + std::to_string(version / 10000) + "." +
-                 std::to_string(version / 100 % 100) + "." + std::to_string(version % 100);
+  OggTags tags = make_tags_of_foreign_units();
+  tags.comments.emplace_back(behaviour_comment, std::to_string(quel_behaviour()));
   return tags;
+}
+
+OggTags make_tags_of_foreign_units() {
+  return {"quelcodec " + version_text(), {}};
+}
+
+bool names_behaviour(std::string_view name) {
+  const auto upper = [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; };
+  return std::equal(name.begin(), name.end(), behaviour_comment.begin(), behaviour_comment.end(),
+                    [upper](char a, char b) { return upper(a) == b; });
+}
+
+std::optional<int> behaviour_of(const OggTags& tags) {
+  const auto told =
+      std::find_if(tags.comments.begin(), tags.comments.end(),
+                   [](const auto& comment) { return names_behaviour(comment.first); });
+  if (told == tags.comments.end()) return std::nullopt;
+  const std::string& text = told->second;
+  int number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  const bool whole = error == std::errc{} && end == text.data() + text.size();
+  if (!whole || number < 1 || number > 65535) return std::nullopt;
+  return number;
 }
 
 void add_comment(OggTags& tags, const std::string& comment) {

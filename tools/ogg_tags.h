@@ -2,8 +2,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -15,14 +17,27 @@ inline constexpr std::size_t ogg_max_packet = 255 * 255 - 1;
 /// Second packet of a coded stream: who wrote it, and comments. docs/ogg-mapping.md gives its
 /// bytes.
 struct OggTags {
-  std::string encoder;  ///< UTF-8, such as "quelcodec 0.1.0"
+  std::string encoder;  ///< UTF-8, such as "quelcodec 0.2.0"
   /// Names (ASCII 0x20..0x7d without '=', at least one character; upper and lower case mean the
   /// same) and values (UTF-8), in the order given; a name may come more than once.
   std::vector<std::pair<std::string, std::string>> comments;
 };
 
-/// This library's encoder string and no comments.
+/// The comment that tells the encoder's behaviour number.
+inline constexpr std::string_view behaviour_comment = "QUEL_BEHAVIOUR";
+
+/// What a file of this library's units has: the encoder string, and the behaviour as a comment.
 OggTags make_tags();
+
+/// The same for units that came from elsewhere, whose encoder's behaviour nobody knows.
+OggTags make_tags_of_foreign_units();
+
+/// Whether a comment of this name tells the behaviour, whatever its case.
+bool names_behaviour(std::string_view name);
+
+/// The encoder's behaviour: what the first comment of that name says, where it is a decimal number
+/// from 1 to 65535. It informs only.
+std::optional<int> behaviour_of(const OggTags& tags);
 
 /// Takes "NAME=value". Throws std::invalid_argument, saying what is wrong with it.
 void add_comment(OggTags& tags, const std::string& comment);

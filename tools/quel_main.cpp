@@ -15,6 +15,7 @@
 #include "tools/info_command.h"
 #include "tools/mux_command.h"
 #include "tools/selftest_command.h"
+#include "tools/version.h"
 
 namespace quel::tools {
 namespace {
@@ -52,9 +53,7 @@ int run_quel(int argc, const char* const* argv, std::ostream& out, std::ostream&
       {add_selftest_command(app), [&] { return run_selftest_command(out); }},
   };
 
-  const std::string version = "quel " + std::to_string(QUEL_VERSION_MAJOR) + "." +
-                              std::to_string(QUEL_VERSION_MINOR) + "." +
-                              std::to_string(QUEL_VERSION_PATCH);
+  const std::string version = "quel " + version_text();
   app.set_version_flag("-V,--version", version);
   for (const Command& command : commands) command.app->set_version_flag("-V,--version", version);
   // For the build, which installs them; a reader of --help has no use for these.

@@ -11,6 +11,7 @@
 #include "conformance/digests.h"
 #include "tools/command.h"
 #include "tools/text.h"
+#include "tools/version.h"
 
 namespace quel::tools {
 namespace {
@@ -56,7 +57,8 @@ int tell_digests(const std::vector<conformance::Digest>& digests, std::ostream& 
   out << (wrong == 0
               ? "All digests are the project's"
               : counted(static_cast<std::uint64_t>(wrong), "digest") + " of the project's not met")
-      << " (behaviour " << conformance::behaviour << ").\n";
+      << " (version " << version_text() << ", bitstream " << quel_bitstream() << ", behaviour "
+      << quel_behaviour() << ").\n";
   return wrong == 0 ? exit_done : exit_failed;
 }
 

@@ -10,6 +10,7 @@
 #include "tools/mux.h"
 #include "tools/ogg_support.h"
 #include "tools/tool_support.h"
+#include "tools/version.h"
 
 namespace quel::tools {
 namespace {
@@ -115,7 +116,7 @@ TEST_F(Dump, CompletesAFileThatWasCutShort) {
 
 TEST_F(Dump, SaysWhatEachFrameHolds) {
   const std::string text = dumped(short_file(2));
-  EXPECT_THAT(text, StartsWith("quel-dump 1\nflavor 2\nbehaviour "));
+  EXPECT_THAT(text, StartsWith("quel-dump 1\nflavor 2\nbitstream 2\n"));
   std::istringstream lines(text);
   int frames = 0, indices = 0, frequencies = 0, subframes = 0;
   for (std::string line; std::getline(lines, line);) {
@@ -128,6 +129,25 @@ TEST_F(Dump, SaysWhatEachFrameHolds) {
   EXPECT_EQ(indices, 8);
   EXPECT_EQ(frequencies, 8);
   EXPECT_EQ(subframes, 40);
+}
+
+TEST_F(Dump, SaysWhoseUnitsTheyAre) {
+  const std::string behaviour = std::to_string(quel_behaviour());
+  EXPECT_THAT(dumped(short_file(1)), HasSubstr("\nencoder quelcodec " + version_text() +
+                                               "\ncomment QUEL_BEHAVIOUR=" + behaviour + "\n"));
+  EXPECT_THAT(dumped(short_file(1), true),
+              HasSubstr(",\"bitstream\":2,\"behaviour\":" + behaviour + ",\"rate\":8000,"));
+  EXPECT_THAT(dumped(short_file(1, 4, {"e", {}}), true),
+              HasSubstr(",\"bitstream\":2,\"behaviour\":null,"));
+}
+
+TEST_F(Dump, KeepsEveryBehaviourAsItStands) {
+  for (const char* told : {"99", "0", "two", ""}) {
+    const Bytes file = short_file(1, 4, {"e", {{"A", "b"}, {"quel_BEHAVIOUR", told}}});
+    EXPECT_EQ(through_dump(file), file) << told;
+  }
+  const Bytes twice = short_file(1, 4, {"e", {{"QUEL_BEHAVIOUR", "1"}, {"QUEL_BEHAVIOUR", "9"}}});
+  EXPECT_EQ(through_dump(twice), twice);
 }
 
 TEST_F(Dump, LostUnitsAreMarkedAndCannotBeWritten) {
@@ -204,7 +224,7 @@ TEST_F(Dump, AFileWithoutSoundHasNoFrames) {
 }
 
 TEST(DumpParser, NamesTheLineThatIsWrong) {
-  const std::string text = dumped(short_file(1));
+  const std::string text = dumped(short_file(1, 4, {make_tags().encoder, {}}));
   EXPECT_EQ(refusal(text), "");
   EXPECT_EQ(refusal(""), "d: not a dump as quel dump writes it without --json");
   EXPECT_EQ(refusal("{\"quel_dump\":1}"), "d: not a dump as quel dump writes it without --json");
@@ -213,8 +233,6 @@ TEST(DumpParser, NamesTheLineThatIsWrong) {
   EXPECT_EQ(refusal(replaced(text, "flavor 1", "flavor -1")),
             "d: line 2: -1 is not a number from 0 to 3");
   EXPECT_EQ(refusal(replaced(text, "flavor 1", "taste 1")), "d: line 2: taste means nothing here");
-  EXPECT_THAT(refusal(replaced(text, "behaviour ", "behaviour 9")),
-              HasSubstr("was coded with behaviour 9"));
   EXPECT_THAT(refusal(replaced(text, "input-rate 44100", "input-rate 1")),
               HasSubstr("rate of 1 Hz"));
   EXPECT_THAT(refusal(replaced(text, "pre-skip 120", "pre-skip 119")),
@@ -232,6 +250,23 @@ TEST(DumpParser, NamesTheLineThatIsWrong) {
               HasSubstr("line 12: 64 is not a number from 0 to 63"));
   EXPECT_THAT(refusal(replaced(text, "\nindices ", "\nfrequencies ")),
               HasSubstr("the frame before has 0 of 20 indices"));
+}
+
+TEST(DumpParser, RefusesBitstreamsAsFilesAreRefused) {
+  const std::string text = dumped(short_file(1));
+  const auto of = [&](const std::string& line) {
+    return refusal(replaced(text, "bitstream 2\n", line + "\n"));
+  };
+  EXPECT_EQ(of("bitstream 1"),
+            "d: its sound is coded in bitstream 1 and this program, quelcodec " + version_text() +
+                ", reads bitstream 2; quelcodec 0.1.0 is the version that reads it");
+  // The line of a dump that 0.1.0 wrote.
+  EXPECT_EQ(of("behaviour 1"), of("bitstream 1"));
+  EXPECT_THAT(of("bitstream 3"), HasSubstr("coded in bitstream 3 "));
+  EXPECT_EQ(of("bitstream 0"), "d: its bitstream is number 0, which never was");
+  EXPECT_THAT(of("bitstream 65535"), HasSubstr("coded in bitstream 65535 "));
+  EXPECT_EQ(of("bitstream 65536"), "d: line 3: 65536 is not a number from 0 to 65535");
+  EXPECT_EQ(of("bitstream two"), "d: line 3: two is not a number from 0 to 65535");
 }
 
 TEST(DumpParser, AUnitOfTwoFramesNeedsBoth) {

@@ -7,6 +7,7 @@
 
 #include "tools/ogg_support.h"
 #include "tools/tool_support.h"
+#include "tools/version.h"
 
 namespace quel::tools {
 namespace {
@@ -54,6 +55,53 @@ TEST_F(Info, TellsFlavorRatesDurationDelayAndTags) {
   EXPECT_THAT(text, AllOf(HasSubstr("  tag         TITLE=A [2Jb\n"), Not(HasSubstr("\x1b"))));
 }
 
+TEST_F(Info, TellsTheThreeNumbers) {
+  write_file("c");
+  const std::string behaviour = std::to_string(quel_behaviour());
+  const std::string text = told({path("c")});
+  EXPECT_THAT(text, HasSubstr("\n  bitstream   2\n"
+                              "  encoder     quelcodec " +
+                              version_text() + ", behaviour " + behaviour + "\n  damage "));
+  EXPECT_THAT(told({path("c")}, true), HasSubstr(",\"bitstream\":2,\"behaviour\":" + behaviour +
+                                                 ",\"encoder\":\"quelcodec " + version_text() +
+                                                 "\",\"tags\":[{\"name\":"
+                                                 "\"QUEL_BEHAVIOUR\",\"value\":\"" +
+                                                 behaviour + "\"}]"));
+}
+
+TEST_F(Info, NoBehaviourIsAReasonToRefuse) {
+  using Comments = decltype(OggTags::comments);
+  const struct {
+    Comments comments;
+    const char *text, *json;
+  } cases[] = {
+      {{{"QUEL_BEHAVIOUR", "99"}}, "e, behaviour 99\n  damage", ":99,"},
+      {{{"quel_Behaviour", "7"}, {"QUEL_BEHAVIOUR", "8"}},
+       "e, behaviour 7\n  tag         QUEL_BEHAVIOUR=8\n",
+       ":7,"},
+      {{{"QUEL_BEHAVIOUR", "two"}, {"QUEL_BEHAVIOUR", "8"}},
+       "e, behaviour unknown\n  tag         QUEL_BEHAVIOUR=two\n  tag         QUEL_BEHAVIOUR=8\n",
+       ":null,"},
+      {{{"QUEL_BEHAVIOURS", "8"}},
+       "e, behaviour unknown\n  tag         QUEL_BEHAVIOURS=8\n",
+       ":null,"},
+      {{}, "e, behaviour unknown\n  damage", ":null,"},
+  };
+  for (const auto& each : cases) {
+    write_file("c", {"e", each.comments});
+    EXPECT_THAT(told({path("c")}), HasSubstr("  encoder     " + std::string(each.text)));
+    EXPECT_EQ(status_, 0);
+    EXPECT_THAT(told({path("c")}, true), HasSubstr("\"behaviour\"" + std::string(each.json)));
+    EXPECT_EQ(test::ogg_decode(file_), test::plain_decode(1, test::coded_units(1, 40)));
+  }
+}
+
+TEST_F(Info, WithoutCommentsTheEncoderIsUnknown) {
+  write_file("c");
+  test::write_bytes(path("c"), test::without(file_, test::page_spans(file_)[1]));
+  EXPECT_THAT(told({path("c")}), HasSubstr("  encoder     unknown, behaviour unknown\n"));
+}
+
 TEST_F(Info, CountsDamage) {
   write_file("c");
   const auto pages = test::page_spans(file_);
@@ -93,7 +141,7 @@ TEST_F(Info, JsonIsAList) {
   EXPECT_THAT(json, HasSubstr("[\n{\"file\":"));
   EXPECT_THAT(json, HasSubstr("},\n{\"file\":"));
   EXPECT_THAT(json, HasSubstr("\"samples\":5640,\"seconds\":0.705,"));
-  EXPECT_THAT(json, HasSubstr("\"tags\":[{\"name\":\"A\",\"value\":\"\\\"\\u000a\"}]"));
+  EXPECT_THAT(json, HasSubstr(",{\"name\":\"A\",\"value\":\"\\\"\\u000a\"}]"));
   EXPECT_THAT(json, HasSubstr("\"damaged\":false,\"complete\":true,\"lost_units\":0"));
 }
 

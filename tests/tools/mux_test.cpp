@@ -48,10 +48,11 @@ TEST_F(Mux, DemuxIsTheWayBackForEveryFlavor) {
   }
 }
 
+// But for the encoder's behaviour, which bare units do not tell.
 TEST_F(Mux, WritesTheVeryFileThatAnEncoderWouldWrite) {
   const auto units = test::coded_units(0, 30);
   make_raw(0, 30);
-  OggTags tags = make_tags();
+  OggTags tags{make_tags().encoder, {}};
   add_comment(tags, "TITLE=a b");
   const std::uint64_t samples = test::samples_of(0, 30) - 5;
   ASSERT_EQ(quel({"mux", path("raw"), path("c"), "--flavor", "6.5", "--samples",
@@ -61,6 +62,17 @@ TEST_F(Mux, WritesTheVeryFileThatAnEncoderWouldWrite) {
             0);
   EXPECT_EQ(test::read_bytes(path("c")),
             test::ogg_file(0, units, samples, test::small_pages(), tags));
+}
+
+TEST_F(Mux, TheBehaviourIsWhatTheUserSays) {
+  make_raw(1, 7);
+  ASSERT_EQ(quel({"mux", path("raw"), path("c"), "--flavor", "1"}).status, 0);
+  EXPECT_THAT(quel({"info", path("c")}).out, HasSubstr("behaviour unknown"));
+  ASSERT_EQ(
+      quel({"mux", path("raw"), path("c"), "-f", "--flavor", "1", "--comment", "QUEL_BEHAVIOUR=7"})
+          .status,
+      0);
+  EXPECT_THAT(quel({"info", path("c")}).out, HasSubstr("behaviour 7"));
 }
 
 TEST_F(Mux, ByDefaultKeepsEverySampleThatTheUnitsHold) {
@@ -227,6 +239,8 @@ TEST_F(Mux, WrongUseIsStatusTwo) {
            {"mux", "a", "b", "--flavor", "1", "--page-ms", "60001"},
            {"mux", "a", "--flavor", "1"},
            {"mux", "a", "b", "--flavor", "1", "--comment", "x"},
+           {"mux", "a", "b", "--flavor", "1", "--comment", "QUEL_BEHAVIOUR=1", "--comment",
+            "QUEL_BEHAVIOUR=1"},
            {"mux", "a", "b", "--flavor", "1", "--comment", "A=\xff"},
            {"mux", "a", "b", "--flavor", "1", "--comment", "A=" + std::string(65025, 'x')},
            {"demux", "a"},

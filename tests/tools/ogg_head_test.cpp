@@ -4,17 +4,16 @@
 #include <gtest/gtest.h>
 #include <quelcodec/quelcodec.h>
 
-#include "conformance/digests.h"
 #include "tools/file_error.h"
+#include "tools/version.h"
 
 namespace quel::tools {
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-constexpr std::uint16_t newer = quel_behaviour + 1;
-const Bytes sound = {'Q',  'u',  'e',  'l', 'H', 'e', 'a', 'd', 0x10, 1, quel_behaviour,
-                     0x00, 0x44, 0xac, 0,   0,   104, 1,   0,   0,    2};
+const Bytes sound = {'Q', 'u',  'e',  'l', 'H', 'e', 'a', 'd', 0x10, 1, 2,
+                     0,   0x44, 0xac, 0,   0,   104, 1,   0,   0,    2};
 
 std::string error_of(const Bytes& packet) {
   try {
@@ -35,10 +34,6 @@ TEST(OggHead, IsTwentyOneBytesLeastSignificantFirst) {
   EXPECT_EQ(pack_head(make_head(2, 44100)), sound);
 }
 
-TEST(OggHead, BehaviourIsThatOfTheDigests) {
-  EXPECT_EQ(int{quel_behaviour}, conformance::behaviour);
-}
-
 TEST(OggHead, SkipsTheFlavorsDelay) {
   for (int flavor = 0; flavor < 4; ++flavor) {
     EXPECT_EQ(make_head(flavor, 8000).pre_skip, quel_delay(flavor));
@@ -50,12 +45,12 @@ TEST(OggHead, ComesBack) {
     for (const std::uint32_t rate : {0u, 1000u, 8000u, 192000u, 1000000u}) {
       OggHead head = make_head(flavor, rate);
       head.pre_skip = 0xfedc;
-      head.behaviour = 0xabcd;
+      head.bitstream = 0xabcd;
       const OggHead back = unpack_head("f", pack_head(head));
       EXPECT_EQ(back.flavor, flavor);
       EXPECT_EQ(back.input_rate, rate);
       EXPECT_EQ(back.pre_skip, 0xfedc);
-      EXPECT_EQ(back.behaviour, 0xabcd);
+      EXPECT_EQ(back.bitstream, 0xabcd);
       EXPECT_EQ(back.version, 0x10);
     }
   }
@@ -105,25 +100,54 @@ TEST(OggHead, OnlyANewerMinorVersionMayBeLonger) {
   EXPECT_EQ(error_of(with(8, {0x1f})), "");
 }
 
-TEST(OggHead, AnotherBehaviourIsRefusedNamingTheProgramNeeded) {
+std::string refusal_of(int bitstream, const std::string& encoder) {
   OggHead head = make_head(1, 8000);
-  EXPECT_NO_THROW(check_behaviour("f", head, "quelcodec 9.9.9"));
-  head.behaviour = newer;
-  const auto error = [&head](const std::string& encoder) -> std::string {
-    try {
-      check_behaviour("f", head, encoder);
-    } catch (const FileError& caught) {
-      return caught.what();
-    }
-    return "";
-  };
-  const std::string number = std::to_string(newer);
-  EXPECT_EQ(error("quelcodec 9.9.9"), "f: its sound was coded with behaviour " + number +
-                                          " of the codec and this program has " +
-                                          std::to_string(quel_behaviour) +
-                                          "; use a program of behaviour " + number +
-                                          ", such as the one that wrote it: quelcodec 9.9.9");
-  EXPECT_THAT(error(""), testing::EndsWith("use a program of behaviour " + number));
+  head.bitstream = static_cast<std::uint16_t>(bitstream);
+  try {
+    check_bitstream("f", head, encoder);
+  } catch (const FileError& error) {
+    return error.what();
+  }
+  return "";
+}
+
+TEST(OggHead, ItsBitstreamIsTheLibrarys) {
+  EXPECT_EQ(make_head(1, 8000).bitstream, quel_bitstream());
+  EXPECT_EQ(refusal_of(quel_bitstream(), "quelcodec 9.9.9"), "");
+}
+
+TEST(OggHead, TheFirstBitstreamIsRefusedNamingTheVersionThatReadsIt) {
+  const std::string cause = "f: its sound is coded in bitstream 1 and this program, quelcodec " +
+                            version_text() +
+                            ", reads bitstream 2; quelcodec 0.1.0 is the version that reads it";
+  EXPECT_EQ(refusal_of(1, "quelcodec 0.1.0"), cause);
+  EXPECT_EQ(refusal_of(1, ""), cause);
+  EXPECT_EQ(refusal_of(1, "another program"), cause);
+}
+
+TEST(OggHead, BitstreamsToComeAreRefusedNamingTheProgramThatWroteThem) {
+  for (const std::string number : {"3", "256", "65535"}) {
+    const std::string cause = "f: its sound is coded in bitstream " + number +
+                              " and this program, quelcodec " + version_text() +
+                              ", reads bitstream 2; a newer one is needed";
+    EXPECT_EQ(refusal_of(std::stoi(number), "quelcodec 9.9.9"),
+              cause + ", such as the one that wrote it: quelcodec 9.9.9");
+    EXPECT_EQ(refusal_of(std::stoi(number), ""), cause);
+  }
+}
+
+// A later bitstream may have flavors of its own.
+TEST(OggHead, AnUnknownBitstreamIsTheFirstThingThatIsWrong) {
+  for (const std::size_t field : {9, 14, 16, 18, 20}) {
+    Bytes packet = with(10, {3});
+    packet[field] = 99;
+    EXPECT_EQ(error_of(packet), refusal_of(3, "")) << field;
+  }
+  EXPECT_EQ(error_of(with(10, {3})), "");  // for check_bitstream, which knows the encoder
+}
+
+TEST(OggHead, BitstreamNoughtNeverWas) {
+  EXPECT_EQ(refusal_of(0, "quelcodec 0.1.0"), "f: its bitstream is number 0, which never was");
 }
 
 }  // namespace

@@ -360,14 +360,15 @@ TEST_F(OneFlavor, TheHeaderStandsAlone) {
   EXPECT_THAT(refusal(make_page(1, 0, 0, 2, {gain})), HasSubstr("gain"));
 }
 
-TEST_F(OneFlavor, AnotherBehaviourNamesTheProgramThatWroteTheFile) {
+TEST_F(OneFlavor, ABitstreamToComeNamesTheProgramThatWroteTheFile) {
   OggHead head = make_head(1, 8000);
-  head.behaviour = quel_behaviour + 1;
+  head.bitstream = 3;
   const Bytes tags = pack_tags({"quelcodec 7.6.5", {}});
   EXPECT_THAT(
       refusal(joined({make_page(1, 0, 0, 2, {pack_head(head)}), make_page(1, 1, 0, 4, {tags})})),
       testing::EndsWith("such as the one that wrote it: quelcodec 7.6.5"));
-  EXPECT_THAT(refusal(make_page(1, 0, 0, 2, {pack_head(head)})), HasSubstr("use a program of"));
+  EXPECT_THAT(refusal(make_page(1, 0, 0, 2, {pack_head(head)})),
+              HasSubstr("a newer one is needed"));
   // Whoever wrote that: nothing that a terminal obeys.
   const Bytes rude = pack_tags({"A\x1b[2J", {}});
   EXPECT_THAT(

@@ -2,8 +2,11 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <quelcodec/quelcodec.h>
 
 #include <stdexcept>
+
+#include "tools/version.h"
 
 namespace quel::tools {
 namespace {
@@ -56,6 +59,33 @@ TEST(OggTags, NameTheLibrary) {
   EXPECT_THAT(make_tags().encoder, testing::MatchesRegex("quelcodec [0-9]+\\.[0-9]+\\.[0-9]+"));
 }
 
+TEST(OggTags, TellTheBehaviourOfTheEncoderOnly) {
+  EXPECT_EQ(make_tags().encoder, "quelcodec " + version_text());
+  ASSERT_EQ(make_tags().comments.size(), 1u);
+  EXPECT_EQ(make_tags().comments[0].first, "QUEL_BEHAVIOUR");
+  EXPECT_EQ(make_tags().comments[0].second, std::to_string(quel_behaviour()));
+  EXPECT_EQ(make_tags_of_foreign_units().encoder, make_tags().encoder);
+  EXPECT_TRUE(make_tags_of_foreign_units().comments.empty());
+}
+
+TEST(OggTags, TheFirstCommentOfItsNameTellsTheBehaviour) {
+  const auto told = [](decltype(OggTags::comments) comments) {
+    return behaviour_of({"", std::move(comments)});
+  };
+  EXPECT_EQ(behaviour_of(make_tags()), quel_behaviour());
+  EXPECT_EQ(told({}), std::nullopt);
+  EXPECT_EQ(told({{"A", "1"}, {"quel_behaviouR", "1"}, {"QUEL_BEHAVIOUR", "2"}}), 1);
+  EXPECT_EQ(told({{"QUEL_BEHAVIOUR", "x"}, {"QUEL_BEHAVIOUR", "2"}}), std::nullopt);
+  for (const char* other :
+       {"QUEL_BEHAVIOU", "QUEL_BEHAVIOURS", " QUEL_BEHAVIOUR", "QUEL BEHAVIOUR"})
+    EXPECT_EQ(told({{other, "1"}}), std::nullopt) << other;
+  EXPECT_EQ(told({{"QUEL_BEHAVIOUR", "65535"}}), 65535);
+  EXPECT_EQ(told({{"QUEL_BEHAVIOUR", "007"}}), 7);
+  for (const char* no :
+       {"", "0", "-1", "+1", "65536", "99999999999999999999", "2 ", " 2", "2.0", "0x2"})
+    EXPECT_EQ(told({{"QUEL_BEHAVIOUR", no}}), std::nullopt) << no;
+}
+
 TEST(OggTags, ComeBack) {
   OggTags tags = make_tags();
   add_comment(tags, "TITLE=d\xc3\xa9j\xc3\xa0 vu = seen");
@@ -64,7 +94,7 @@ TEST(OggTags, ComeBack) {
   const OggTags back = unpack_tags(pack_tags(tags));
   EXPECT_EQ(back.encoder, tags.encoder);
   EXPECT_EQ(back.comments, tags.comments);
-  EXPECT_EQ(back.comments[0].second, "d\xc3\xa9j\xc3\xa0 vu = seen");
+  EXPECT_EQ(back.comments[1].second, "d\xc3\xa9j\xc3\xa0 vu = seen");
 }
 
 TEST(OggTags, CommentsNeedANameAndValidText) {

@@ -164,6 +164,17 @@ TEST_F(QuelOptions, CommentsComeBackThroughInfo) {
   EXPECT_THAT(json.out, HasSubstr("{\"name\":\"TITLE\",\"value\":\"Tea\"}"));
 }
 
+TEST_F(QuelOptions, TheBehaviourIsNotForTheUserOfAnEncoderToSay) {
+  make_input(2000);
+  for (const std::string name : {"QUEL_BEHAVIOUR", "quel_behaviour"}) {
+    const ProgramResult result = shell("$Q encode in.wav c --comment " + name + "=2");
+    EXPECT_EQ(result.status, 2);
+    EXPECT_THAT(result.err,
+                HasSubstr("the comment QUEL_BEHAVIOUR is there already and can be only once"));
+  }
+  EXPECT_THAT(names(), ElementsAre("in.wav"));
+}
+
 TEST_F(QuelOptions, StandardInputIsReadAndNamedByEveryCommand) {
   make_input(2000);
   run("$Q encode in.wav c");
