@@ -87,5 +87,23 @@ TEST(CorrXy1, GainIsNotBounded) {
   EXPECT_DOUBLE_EQ(corr_xy1(xn.data(), y1.data(), g.data(), 48), 8 * energy / (0.01f + energy));
 }
 
+// The decimal 0.01 is a quarter of a float's last place above the float, and digests rest on the
+// latter. Four tenths of a place more round back to the float, but away from it on the decimal.
+TEST(CorrXy, BiasIsTheFloatNearestToOneHundredth) {
+  constexpr float place = 0x1p-30f;
+  const Floats small = {std::sqrt(0.4f * place)}, unit = {1.0f}, part = {0.4f * place};
+  const Floats other = {-0.2f * place};
+  Floats g(5);
+  corr_xy1(other.data(), unit.data(), g.data(), 1);
+  EXPECT_EQ(g[1], 0.01f);
+  corr_xy1(unit.data(), small.data(), g.data(), 1);
+  EXPECT_EQ(g[0], 0.01f);
+  corr_xy2(part.data(), unit.data(), small.data(), g.data(), 1);
+  EXPECT_EQ(g[2], 0.01f);
+  corr_xy2(part.data(), part.data(), unit.data(), g.data(), 1);
+  EXPECT_EQ(g[3], -0.02f);
+  EXPECT_EQ(g[4], 0.02f);
+}
+
 }  // namespace
 }  // namespace quel

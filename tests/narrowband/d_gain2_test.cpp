@@ -200,5 +200,16 @@ TEST(DGain2, OnlySevenBitsOfTheIndexCount) {
   }
 }
 
+// A host may reset in the middle of a lost frame; the pitch gain then goes on in the same steps.
+TEST(DGain2, InitLeavesTheStep) {
+  auto state = started();
+  run(state, 127, 1);
+  const float step = state.step;
+  ASSERT_GT(step, 0.0f);
+  init_d_gain2(state);
+  EXPECT_EQ(state.step, step);
+  EXPECT_EQ(run(state, 0, 1, 48).pit, step);
+}
+
 }  // namespace
 }  // namespace quel

@@ -95,5 +95,27 @@ TEST(GainTables, CorrectionEnergyInDecibels) {
   EXPECT_EQ(correction_energy(0.5f), static_cast<float>(20.0 * std::log10(0.5)));
 }
 
+// The encoder's and the decoder's choice of gains rests on this rounding.
+TEST(GainTables, PredictionInDecibelsIsRoundedToFloat) {
+  test::Random random(2);
+  int unrounded_differ = 0;
+  for (unsigned run = 0; run < 1000; ++run) {
+    Energies past;
+    for (float& e : past) e = static_cast<float>(random.uniform(-20.0, 10.0));
+    const auto code = test::noise(48, run, 0.5);
+    double energy = 0.01f, pred_en = 34.0;
+    for (const double v : code) energy += v * v;
+    const auto ener = static_cast<float>(10.0 * std::log10(energy / 48));
+    constexpr float factors[] = {0.691f, 0.504f, 0.334f, 0.2f};
+    for (std::size_t i = 0; i < 4; ++i) pred_en += double{factors[i]} * past[i];
+    pred_en -= ener;
+    const double rounded = static_cast<float>(pred_en);
+    const auto expected = static_cast<float>(std::pow(10.0, rounded / 20.0));
+    EXPECT_EQ(predict_code_gain(past, code.data(), 48), expected);
+    unrounded_differ += static_cast<float>(std::pow(10.0, pred_en / 20.0)) != expected ? 1 : 0;
+  }
+  EXPECT_GT(unrounded_differ, 100);
+}
+
 }  // namespace
 }  // namespace quel::narrowband

@@ -190,6 +190,18 @@ TEST(Acelp4585, OneIterationSearchesTheBestStartingRotationAlone) {
   EXPECT_GT(differing, 0);  // the second rotation does find better codes
 }
 
+TEST(Acelp4585, FiveIterationsSearchEveryRotation) {
+  int fifth_won = 0;
+  for (unsigned seed = 0; seed < 24; ++seed) {
+    SCOPED_TRACE(seed);
+    const Input in = random_input(seed);
+    const Result five = search(in, {.nb_iter_selected = 5});
+    EXPECT_EQ(positions_of(five), PlainSearch(in, 5).best());
+    fifth_won += five.indices != search(in, {.nb_iter_selected = 4}).indices ? 1 : 0;
+  }
+  EXPECT_GT(fifth_won, 0);
+}
+
 TEST(Acelp4585, IterationsOutsideOneToFiveActAsTheNearest) {
   for (unsigned seed = 0; seed < 30; ++seed) {
     const Input in = random_input(seed);

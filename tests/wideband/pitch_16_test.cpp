@@ -162,5 +162,25 @@ TEST(PitchOl16, StaysInRangeForAnySignal) {
   }
 }
 
+TEST(LagMax, TheRootOfTheEnergyIsRoundedToFloat) {
+  int unrounded_differ = 0;
+  for (unsigned seed = 0; seed < 200; ++seed) {
+    SCOPED_TRACE(seed);
+    Signal s;
+    s.samples = test::noise(past + present, seed);
+    float cor_max = 0;
+    const int lag = lag_max(s.x(), present, 79, 40, &cor_max);
+    double r = 0, energy = 0.01;
+    for (int i = 0; i < present; ++i) {
+      r += static_cast<double>(s.at(i)) * s.at(i - lag);
+      energy += static_cast<double>(s.at(i - lag)) * s.at(i - lag);
+    }
+    const auto root = std::sqrt(static_cast<float>(energy));
+    EXPECT_EQ(cor_max, static_cast<float>(r * (1.0 / static_cast<double>(root))));
+    unrounded_differ += cor_max != static_cast<float>(r * (1.0 / std::sqrt(energy))) ? 1 : 0;
+  }
+  EXPECT_GT(unrounded_differ, 20);  // so the test does see the rounding
+}
+
 }  // namespace
 }  // namespace quel
