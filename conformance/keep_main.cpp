@@ -1,5 +1,6 @@
-// Writes the files that every later version has to decode to the same sound, two of each flavor, and
-// prints a line of conformance/kept.h for each. scripts/keep runs it, once for a bitstream number.
+// Writes the files that every later version has to decode to the same sound, two of each flavor,
+// and prints a line of conformance/kept.h for each. scripts/keep runs it, once for a bitstream
+// number.
 //   quel_keep FOLDER
 #include <cinttypes>
 #include <cstddef>

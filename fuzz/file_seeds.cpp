@@ -84,9 +84,9 @@ void ogg_seeds(Corpus& corpus) {
       corpus.add("ogg_reader_fuzz", input, static_cast<int>(std::size(steps)) - 1);
     }
   }
-  for (const std::uint16_t unknown : {0, 1, 3}) {
+  for (const int unknown : {0, 1, 3}) {
     OggHead head = make_head(0, 44100);
-    head.bitstream = unknown;
+    head.bitstream = static_cast<std::uint16_t>(unknown);
     corpus.add("ogg_header_fuzz", pack_head(head), 0);
   }
   OggTags tags = make_tags();

@@ -10,8 +10,8 @@ namespace {
 /// 2  the final tables, kept for good
 constexpr int bitstream = 2;
 
-/// Which exact bits come out: coded units, decoded and concealed samples. It rises whenever a digest
-/// of conformance/digests.h moves, and a line here says why.
+/// Which exact bits come out: coded units, decoded and concealed samples. It rises whenever a
+/// digest of conformance/digests.h moves, and a line here says why.
 ///
 /// 1  the first trained tables; later digests of growing excitation, long losses, extreme signals
 ///    and more losses concealed later were added to the set, and none moved

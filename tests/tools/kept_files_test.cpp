@@ -116,7 +116,8 @@ TEST(Kept, AFileOfTheFirstBitstreamIsRefusedByEveryCommandNamingItsVersion) {
     EXPECT_EQ(result.out, "");
     EXPECT_EQ(result.err, "quel: " + name +
                               ": its sound is coded in bitstream 1 and this program, quelcodec " +
-                              version_text() + ", reads bitstream 2; quelcodec 0.1.0 is the version that reads "
+                              version_text() +
+                              ", reads bitstream 2; quelcodec 0.1.0 is the version that reads "
                               "it\n");
   }
 }

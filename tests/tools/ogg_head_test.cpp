@@ -138,7 +138,7 @@ TEST(OggHead, BitstreamsToComeAreRefusedNamingTheProgramThatWroteThem) {
 
 // A later bitstream may have flavors of its own.
 TEST(OggHead, AnUnknownBitstreamIsTheFirstThingThatIsWrong) {
-  for (const std::size_t field : {9, 14, 16, 18, 20}) {
+  for (const std::size_t field : {9u, 14u, 16u, 18u, 20u}) {
     Bytes packet = with(10, {3});
     packet[field] = 99;
     EXPECT_EQ(error_of(packet), refusal_of(3, "")) << field;
