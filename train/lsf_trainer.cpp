@@ -86,7 +86,7 @@ void code_frame(Analysis& state, const SpectrumQuantizer& q, Past& past, float* 
   std::array<float, order + 1> a{};
   std::array<float, order> lsp{};
   autocorr16(y.data(), r.data(), order, span, window16.data());
-  lag_wind16(r.data(), order);
+  lag_wind16(lag_window16.data(), r.data(), order);
   lev_dur(a.data(), r.data(), order);
   a2lsf(a.data(), lsp.data(), state.old_lsp.data(), order);
   for (std::size_t i = 0; i < lsp.size(); ++i) {
