@@ -27,7 +27,7 @@ constexpr Given given[] = {
 
 // A correction outside this range would unsettle the energy prediction for several subframes.
 constexpr double least_gamma = 0.05;
-constexpr double greatest_gamma = 4.0;
+constexpr double greatest_gamma = 8.0;
 
 // Written with six decimals, pitch gains this far apart stay apart.
 constexpr float least_step = 1e-5f;
@@ -237,6 +237,21 @@ void train_gain_table(GainTable& table, const std::vector<GainSample>& samples, 
   for (auto& row : table) {
     for (float& value : row) value = static_cast<float>(std::round(value * 1e6) * 1e-6);
   }
+}
+
+int rows_at_bounds(const GainTable& table) {
+  return static_cast<int>(std::count_if(table.begin(), table.end(), [](const auto& row) {
+    return row[1] <= static_cast<float>(least_gamma) ||
+           row[1] >= static_cast<float>(greatest_gamma);
+  }));
+}
+
+int unused_rows(const GainTable& table, const std::vector<GainSample>& samples) {
+  std::array<bool, rows> used{};
+  for (const auto& sample : samples) {
+    used[static_cast<std::size_t>(choose_gain_row(table, sample))] = true;
+  }
+  return static_cast<int>(std::count(used.begin(), used.end(), false));
 }
 
 GainDistortion measure_gain(const GainTable& table, const std::vector<GainSample>& samples) {

@@ -47,6 +47,12 @@ void seed_gain_table(GainTable& table, const std::vector<GainSample>& samples, R
 void train_gain_table(GainTable& table, const std::vector<GainSample>& samples, int iterations,
                       Random& random);
 
+/// Rows whose correction is the least or the greatest that a trained row may have.
+int rows_at_bounds(const GainTable& table);
+
+/// Rows that no sample chooses.
+int unused_rows(const GainTable& table, const std::vector<GainSample>& samples);
+
 /// How far the table stays behind unquantised gains.
 struct GainDistortion {
   double lost = 0.0;         ///< energy that is lost over the energy that could be captured

@@ -18,9 +18,7 @@ namespace quel::train {
 namespace {
 
 constexpr int order = 10;
-// Quieter frames are background noise and the dither of silence: they train nothing.
-constexpr double least_rms = 40.0;
-constexpr double speech_rms = 100.0;
+constexpr double speech_rms = 100.0;  // quieter frames are background noise
 
 void isf_to_filter(const float* isf, float* a) {
   std::array<float, order> isp{};
@@ -66,6 +64,7 @@ SpectrumQuantizer isf_quantizer() {
   fix_row(q.books[4], 1, {14.4275f, 82.7965f});
   fix_row(q.books[4], 2, {-27.7502f, -44.2782f});
   fix_row(q.books[4], 3, {-187.6679f, -1.5796f});
+  q.form = {order, true, 4000.0f, last_isf_scale};
   q.reorder = reorder;
   q.to_filter = isf_to_filter;
   for (auto& b : q.books) b.refresh();
@@ -115,10 +114,11 @@ TrainingSet isf_training_set(const SpectrumQuantizer& q, const std::vector<Recor
   set.dims = q.dims;
   for (const auto& recording : recordings) {
     for (const int len_frame : {144, 240}) {
-      set.starts.push_back(set.frames());
+      bool first = true;
       analyse_isf(recording.pcm, len_frame,
                   [&](const float* isf, const float* /*isp*/, double rms) {
-                    add_frame(set, q, isf, rms >= least_rms);
+                    add_frame(set, q, isf, !(rms > speech_rms), first);
+                    first = false;
                   });
     }
   }

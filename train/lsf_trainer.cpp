@@ -24,9 +24,7 @@ constexpr int span = 480;
 constexpr int frame = 160;
 constexpr int coded_start = 240;
 
-// Quieter frames are background noise and the dither of silence: they train nothing.
-constexpr double least_rms = 70.0;
-constexpr double speech_rms = 100.0;
+constexpr double speech_rms = 100.0;  // quieter frames are background noise
 
 // The highest frequency that a received frame may decode to. A decoded frequency is a weighted mean
 // of two rows plus the mean frequency, so it is at most the mean plus the column's highest value,
@@ -117,7 +115,7 @@ SpectrumQuantizer lsf_quantizer() {
   fix_row(q.books[3], 0, {-492.41f, -775.767f, -646.237f});
   fix_row(q.books[4], 0, {-512.547f, -709.651f, -441.208f, -505.679f});
   fix_row(q.books[4], 127, {316.796f, 25.319f, -378.093f, -522.497f});
-  q.search_metric = 3e-5f;
+  q.form = {order, false, 8000.0f, 1.0f};
   q.reorder = reorder;
   q.to_filter = lsf_to_filter;
   for (auto& b : q.books) b.refresh();
@@ -147,9 +145,10 @@ TrainingSet lsf_training_set(const SpectrumQuantizer& q, const std::vector<Recor
   TrainingSet set;
   set.dims = q.dims;
   for (const auto& recording : recordings) {
-    set.starts.push_back(set.frames());
+    bool first = true;
     analyse_lsf(q, recording.pcm, [&](const LsfFrame& frame) {
-      add_frame(set, q, frame.lsf, frame.rms >= least_rms);
+      add_frame(set, q, frame.lsf, !(frame.rms > speech_rms), first);
+      first = false;
     });
   }
   return set;

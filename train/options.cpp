@@ -19,8 +19,8 @@ bool parse_number(const char* text, T& value) {
 }  // namespace
 
 std::string Options::command(const std::string& program) const {
-  return program + " SPEECH_DIR OUT_DIR --seed " + std::to_string(seed) + " --iterations " +
-         std::to_string(iterations) + " --every " + std::to_string(every);
+  return program + " SPEECH_DIR OUT_DIR --seed " + std::to_string(seed) + " --every " +
+         std::to_string(every);
 }
 
 Options parse_options(int argc, char** argv, Options given) {
@@ -34,8 +34,6 @@ Options parse_options(int argc, char** argv, Options given) {
     }
     bool good = false;
     if (word == "--seed") good = parse_number(value, given.seed);
-    if (word == "--iterations")
-      good = parse_number(value, given.iterations) && given.iterations > 0;
     if (word == "--every") good = parse_number(value, given.every) && given.every > 0;
     if (!good) {
       given.error = word + " " + value + ": not understood";
@@ -56,7 +54,7 @@ int run_trainer(int argc, char** argv, const Options& defaults, void (*work)(con
   const Options options = parse_options(argc, argv, defaults);
   if (!options.error.empty()) {
     std::cerr << argv[0] << ": " << options.error << "\nusage: " << argv[0]
-              << " SPEECH_DIR OUT_DIR [--seed N] [--iterations N] [--every N]\n";
+              << " SPEECH_DIR OUT_DIR [--seed N] [--every N]\n";
     return 2;
   }
   try {

@@ -5,14 +5,13 @@
 
 namespace quel::train {
 
-/// Command line of a trainer: SPEECH_DIR OUT_DIR [--seed N] [--iterations N] [--every N].
+/// Command line of a trainer: SPEECH_DIR OUT_DIR [--seed N] [--every N].
 struct Options {
   std::string speech_dir;
   std::string out_dir;
   std::uint64_t seed = 1;
-  int iterations = 0;  ///< the trainer's own default comes in
-  int every = 1;       ///< use only every N-th recording
-  std::string error;   ///< not empty: what is wrong, to be printed with the usage
+  int every = 1;      ///< use only every N-th recording
+  std::string error;  ///< not empty: what is wrong, to be printed with the usage
 
   /// The command as the tables' headers tell it, without anybody's folders.
   std::string command(const std::string& program) const;

@@ -40,6 +40,17 @@ std::string describe_size(const std::vector<Recording>& recordings, int rate, st
   return text;
 }
 
+std::function<void(int done, double loss)> print_progress(const std::string& title) {
+  return [title, sum = 0.0](int done, double loss) mutable {
+    constexpr int every = 100;
+    sum += loss;
+    if (done % every != 0) return;
+    std::printf("%s: step %d, loss %.4f\n", title.c_str(), done, sum / every);
+    std::fflush(stdout);
+    sum = 0.0;
+  };
+}
+
 void write_codebooks(const std::string& out_dir, const SpectrumQuantizer& q,
                      const std::string& suffix, int digits,
                      const std::vector<std::string>& comment) {

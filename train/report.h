@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,9 @@ std::string describe(const GainDistortion& distortion);
 
 /// "3.27 hours, 123456 frames".
 std::string describe_size(const std::vector<Recording>& recordings, int rate, std::size_t frames);
+
+/// For `DescentPlan::watch`: prints the mean loss of every hundred steps.
+std::function<void(int done, double loss)> print_progress(const std::string& title);
 
 /// Writes the codebooks of `q` as dico1<suffix>.inc and so on, all with the same header.
 void write_codebooks(const std::string& out_dir, const SpectrumQuantizer& q,

@@ -10,32 +10,29 @@ namespace {
 
 constexpr int max_order = 16;
 constexpr std::size_t distortion_points = 160;
-constexpr std::size_t sensitivity_points = 64;
 
-// Fourier kernel on N frequencies at the middles of equal bands from 0 to half the sampling rate.
-template <std::size_t N>
+// Fourier kernel on frequencies at the middles of equal bands from 0 to half the sampling rate.
 struct Grid {
-  std::array<std::array<double, N>, max_order + 1> c{};
-  std::array<std::array<double, N>, max_order + 1> s{};
+  std::array<std::array<double, distortion_points>, max_order + 1> c{};
+  std::array<std::array<double, distortion_points>, max_order + 1> s{};
 
   Grid() {
     for (std::size_t k = 0; k < c.size(); ++k) {
-      for (std::size_t j = 0; j < N; ++j) {
-        const double angle =
-            std::numbers::pi * (static_cast<double>(j) + 0.5) / N * static_cast<double>(k);
+      for (std::size_t j = 0; j < distortion_points; ++j) {
+        const double angle = std::numbers::pi * (static_cast<double>(j) + 0.5) / distortion_points *
+                             static_cast<double>(k);
         c[k][j] = std::cos(angle);
         s[k][j] = std::sin(angle);
       }
     }
   }
 
-  template <typename T>
-  void transform(const T* a, int first, int m, double* re, double* im) const {
-    for (int k = first; k <= m; ++k) {
+  void transform(const float* a, int m, double* re, double* im) const {
+    for (int k = 0; k <= m; ++k) {
       const double* ck = c[static_cast<std::size_t>(k)].data();
       const double* sk = s[static_cast<std::size_t>(k)].data();
       const double ak = a[k];
-      for (std::size_t j = 0; j < N; ++j) {
+      for (std::size_t j = 0; j < distortion_points; ++j) {
         re[j] += ak * ck[j];
         im[j] += ak * sk[j];
       }
@@ -46,10 +43,10 @@ struct Grid {
 using Points = std::array<double, distortion_points>;
 
 Points power(const float* a, int m) {
-  static const Grid<distortion_points> grid;
+  static const Grid grid;
   Points re{};
   Points im{};
-  grid.transform(a, 0, m, re.data(), im.data());
+  grid.transform(a, m, re.data(), im.data());
   for (std::size_t j = 0; j < re.size(); ++j) re[j] = re[j] * re[j] + im[j] * im[j] + 1e-12;
   return re;
 }
@@ -65,34 +62,6 @@ double spectral_distortion(const float* a, const float* b, int m) {
     sum += dB * dB;
   }
   return std::sqrt(sum / distortion_points);
-}
-
-void spectral_sensitivity(const float* a, const double* da, int m, int n, double* g) {
-  static const Grid<sensitivity_points> grid;
-  using Slope = std::array<double, sensitivity_points>;
-  Slope re{};
-  Slope im{};
-  grid.transform(a, 0, m, re.data(), im.data());
-  std::array<Slope, max_order> slopes;
-  for (int i = 0; i < n; ++i) {
-    Slope dre{};
-    Slope dim{};
-    grid.transform(da + i * (m + 1), 1, m, dre.data(), dim.data());
-    Slope& slope = slopes[static_cast<std::size_t>(i)];
-    for (std::size_t j = 0; j < slope.size(); ++j) {
-      const double den = re[j] * re[j] + im[j] * im[j] + 1e-9;
-      slope[j] = 20.0 / std::numbers::ln10 * (re[j] * dre[j] + im[j] * dim[j]) / den;
-    }
-  }
-  for (int i = 0; i < n; ++i) {
-    for (int k = 0; k <= i; ++k) {
-      double sum = 0.0;
-      const Slope& u = slopes[static_cast<std::size_t>(i)];
-      const Slope& v = slopes[static_cast<std::size_t>(k)];
-      for (std::size_t j = 0; j < u.size(); ++j) sum += u[j] * v[j];
-      g[i * n + k] = g[k * n + i] = sum / sensitivity_points;
-    }
-  }
 }
 
 void DistortionCount::add(double dB) {

@@ -9,15 +9,6 @@ namespace quel::train {
 /// m     order, <= 16
 double spectral_distortion(const float* a, const float* b, int m);
 
-/// How the spectrum answers to its parameters: the symmetric matrix G with
-/// distortion^2 = e' G e, dB^2, for a small change e of the parameters.
-///
-/// a   [0..m] LP filter
-/// da  [0..n*(m+1)-1] its derivatives by the n parameters, one block of m+1 each
-/// m   order, <= 16
-/// g   [0..n*n-1] output
-void spectral_sensitivity(const float* a, const double* da, int m, int n, double* g);
-
 /// Distortions of many frames.
 struct DistortionCount {
   long frames = 0;

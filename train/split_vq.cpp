@@ -15,9 +15,39 @@ void Codebook::refresh() {
   }
 }
 
+void hold_in_range(Codebook& book, int j) {
+  for (int t = 0; t < book.width; ++t) {
+    const auto i = static_cast<std::size_t>(t);
+    book.row(j)[t] = std::clamp(book.row(j)[t], book.low[i], book.high[i]);
+  }
+}
+
 void fix_row(Codebook& book, int j, const std::vector<float>& value) {
   std::copy(value.begin(), value.end(), book.row(j));
   book.fixed[static_cast<std::size_t>(j)] = 1;
+}
+
+int first_least(const float* values, int count) {
+  // Lane by lane, so that this vectorises too.
+  constexpr std::size_t lanes = 8;
+  std::array<float, lanes> least;
+  std::array<int, lanes> where{};
+  std::copy_n(values, lanes, least.begin());
+  for (int block = 1; block < count / static_cast<int>(lanes); ++block) {
+    const float* of_block = values + static_cast<std::size_t>(block) * lanes;
+    for (std::size_t l = 0; l < lanes; ++l) {
+      const bool less = of_block[l] < least[l];
+      where[l] = less ? block : where[l];
+      least[l] = less ? of_block[l] : least[l];
+    }
+  }
+  const float best = *std::min_element(least.begin(), least.end());
+  int first = count - 1;
+  for (std::size_t l = 0; l < lanes; ++l) {
+    const int index = where[l] * static_cast<int>(lanes) + static_cast<int>(l);
+    if (least[l] == best && index <= first) first = index;
+  }
+  return first;
 }
 
 int nearest_row(const Codebook& book, const float* x) {
@@ -34,18 +64,7 @@ int nearest_row(const Codebook& book, const float* x) {
       distance[static_cast<std::size_t>(j)] += e * e;
     }
   }
-  // Lane by lane, so that this vectorises too; every codebook's size is a multiple of the lanes.
-  constexpr std::size_t lanes = 8;
-  std::array<float, lanes> least;
-  std::copy_n(distance.begin(), lanes, least.begin());
-  for (std::size_t j = lanes; j < static_cast<std::size_t>(book.rows); j += lanes) {
-    for (std::size_t l = 0; l < lanes; ++l) {
-      least[l] = distance[j + l] < least[l] ? distance[j + l] : least[l];
-    }
-  }
-  const float best = *std::min_element(least.begin(), least.end());
-  return static_cast<int>(std::find(distance.begin(), distance.begin() + book.rows, best) -
-                          distance.begin());
+  return first_least(distance.data(), book.rows);
 }
 
 // Single precision in the search only, where it decides next to nothing; elsewhere the encoders'

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "train/random.h"
+#include "train/shape.h"
 
 namespace quel::train {
 
@@ -15,7 +16,7 @@ inline constexpr int max_width = 4;
 struct Codebook {
   int first = 0;             ///< first spectral frequency that it covers
   int width = 0;             ///< how many it covers, <= max_width
-  int rows = 0;              ///< code vectors, a multiple of 8, at most 256
+  int rows = 0;              ///< code vectors, a multiple of 16, at most 256
   std::vector<float> table;  ///< [0..rows*width-1] row by row
   std::vector<char> fixed;   ///< [0..rows-1] 1 where the row is given and never moves
   std::vector<float> low;    ///< [0..width-1] least value of each column
@@ -30,6 +31,9 @@ struct Codebook {
   const float* row(int j) const { return &table[static_cast<std::size_t>(j * width)]; }
 };
 
+/// Brings row `j` back within the columns' ranges.
+void hold_in_range(Codebook& book, int j);
+
 /// Gives row `j` its value for good.
 void fix_row(Codebook& book, int j, const std::vector<float>& value);
 
@@ -42,15 +46,11 @@ struct Predictor {
 
 /// A predictive split quantiser of spectral frequencies, as both coders have one.
 struct SpectrumQuantizer {
-  int dims = 0;                       ///< frequencies per frame, the order of the LP filter
-  std::vector<float> mean;            ///< [0..dims-1]
-  std::vector<Predictor> predictors;  ///< one, or several from which each frame takes the best
-  std::vector<Codebook> books;        ///< in the order of their frequencies
-  /// 0: rows are trained by the spectrum's full sensitivity. Above 0, dB^2 per Hz^2: by a scalar,
-  /// the geometric mean of the sensitivity and of this. Where the encoder picks among predictors by
-  /// the error in Hz, tables that respect that error as well come out better than those that do
-  /// not.
-  float search_metric = 0.0f;
+  int dims = 0;                         ///< frequencies per frame, the order of the LP filter
+  std::vector<float> mean;              ///< [0..dims-1]
+  std::vector<Predictor> predictors;    ///< one, or several from which each frame takes the best
+  std::vector<Codebook> books;          ///< in the order of their frequencies
+  SpectrumForm form;                    ///< what spectrum the frequencies make
   void (*reorder)(float* f) = nullptr;  ///< keeps quantised frequencies in order and apart
   void (*to_filter)(const float* f, float* a) = nullptr;  ///< frequencies to LP filter
 };
@@ -66,6 +66,9 @@ struct Choice {
   std::array<float, max_dims> quantized{};  ///< frequencies, after reordering
 };
 
+/// Index of the least of count values, the first among equals; count is a multiple of 8.
+int first_least(const float* values, int count);
+
 /// Index of the row nearest to x [0..width-1], the first among equals.
 int nearest_row(const Codebook& book, const float* x);
 
@@ -77,40 +80,31 @@ void quantize(const SpectrumQuantizer& q, const float* f, Past& past, Choice& ch
 /// Frames of many recordings on which a quantiser is trained.
 struct TrainingSet {
   int dims = 0;
-  std::vector<std::size_t> starts;  ///< first frame of each recording
-  std::vector<float> f;             ///< [frames*dims] frequencies
-  /// [frames*packed] sensitivity of the spectrum, each codebook's part as a packed lower triangle;
-  /// all 0 for frames that do not count.
-  std::vector<float> sensitivity;
+  std::vector<float> f;            ///< [frames*dims] frequencies
+  std::vector<float> sensitivity;  ///< [frames*dims] of the spectrum to each, dB^2 per Hz^2
+  std::vector<float> weight;       ///< [frames] how much a frame counts
+  std::vector<char> first;         ///< [frames] 1 where a recording starts
 
-  std::size_t frames() const { return dims > 0 ? f.size() / static_cast<std::size_t>(dims) : 0; }
+  std::size_t frames() const { return weight.size(); }
+  const float* frame(std::size_t n) const { return &f[n * static_cast<std::size_t>(dims)]; }
+  bool begins(std::size_t n) const { return first[n] != 0; }
 };
 
-/// Entries of one frame in `TrainingSet::sensitivity`.
-int packed_size(const SpectrumQuantizer& q);
+/// Adds a frame. A quiet one counts little, since it is background noise, but it still feeds the
+/// predictor.
+///
+/// f      [0..dims-1] frequencies
+/// first  whether a recording starts with it
+void add_frame(TrainingSet& set, const SpectrumQuantizer& q, const float* f, bool quiet,
+               bool first);
 
-/// Adds a frame; one that does not count trains nothing but still feeds the predictor.
-void add_frame(TrainingSet& set, const SpectrumQuantizer& q, const float* f, bool counts);
+/// Starting rows: free rows drawn from the frames that count most, then moved to the mean of what
+/// chooses them, in `passes` passes over the set in closed loop.
+void cluster_rows(SpectrumQuantizer& q, const TrainingSet& set, int passes, Random& random);
 
-struct TrainingPlan {
-  int iterations = 60;
-  /// Part of the iterations in which rows are shaken, less and less, to get over poor local minima
-  /// (stochastic relaxation: K. Zeger, J. Vaisey and A. Gersho, 1992).
-  double relaxed = 0.7;
-  double heat = 0.35;  ///< first shake, in units of a cell's radius
-  /// Frames count by their distortion to this power less one: 2 trains the mean square distortion,
-  /// 1 the mean distortion.
-  double power = 1.5;
-  bool verbose = false;
-};
-
-/// Starting rows: free rows drawn from the targets of the training set, and a few rounds of
-/// training without prediction noise.
-void seed_codebooks(SpectrumQuantizer& q, const TrainingSet& set, Random& random);
-
-/// Trains the free rows in closed loop: the whole set is quantised with the present tables, every
-/// free row moves to where its cell's spectral distortion is least, and so on.
-void train(SpectrumQuantizer& q, const TrainingSet& set, const TrainingPlan& plan, Random& random);
+/// How often the least used row of all codebooks is chosen, over how often it were if all rows of
+/// its codebook were chosen alike. Frames count by their weight.
+double least_use(const SpectrumQuantizer& q, const TrainingSet& set);
 
 /// Rounds the free rows to the precision in which they are written and makes all rows distinct.
 void finish_codebooks(SpectrumQuantizer& q);

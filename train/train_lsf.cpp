@@ -1,9 +1,9 @@
 // Trains dico1_lsf .. dico5_lsf, the codebooks of the wideband coder's spectral quantiser.
 
 #include <cstddef>
-#include <cstdio>
 #include <vector>
 
+#include "train/descent.h"
 #include "train/lsf_trainer.h"
 #include "train/options.h"
 #include "train/report.h"
@@ -11,52 +11,47 @@
 namespace quel::train {
 namespace {
 
-// What is analysed depends on the tables, so the analysis is repeated as they get better. The first
-// rounds make do with part of the recordings.
-constexpr int first_rounds = 2;
-constexpr std::size_t first_part = 4;
+constexpr int clustering_passes = 10;
 
-std::vector<Recording> part_of(const std::vector<Recording>& recordings) {
-  std::vector<Recording> part;
-  for (std::size_t n = 0; n < recordings.size(); n += first_part) part.push_back(recordings[n]);
-  return part;
-}
+// What is analysed depends on the tables, so each round begins with an analysis anew.
+const DescentPlan rounds[] = {
+    {.steps = 2500, .full_step = 0.2, .step = {5.0f, 0.15f}, .temperature = {4000.0f, 80.0f}},
+    {.steps = 3000, .full_step = 0.4, .step = {1.5f, 0.08f}, .temperature = {900.0f, 60.0f}},
+    {.steps = 1800,
+     .full_step = 0.3,
+     .step = {1.5f, 0.06f},
+     .temperature = {900.0f, 60.0f},
+     .power = 1.4f,
+     .recursion = 0.3f},
+};
 
 void work(const Options& options) {
   const auto recordings = read_folders(options.speech_dir, {"train16"}, 16000, options.every);
   SpectrumQuantizer q = lsf_quantizer();
   Random random(options.seed);
-  TrainingPlan plan;
-  plan.power = 1.0;
-  plan.heat = 0.1;
-  plan.verbose = true;
-  plan.iterations = options.iterations;
-  for (int round = 0; round < first_rounds; ++round) {
-    const TrainingSet set = lsf_training_set(q, part_of(recordings));
-    if (round == 0) seed_codebooks(q, set, random);
-    train(q, set, plan, random);
+  cluster_rows(q, lsf_training_set(q, recordings), clustering_passes, random);
+  std::size_t frames = 0;
+  for (DescentPlan plan : rounds) {
+    const TrainingSet set = lsf_training_set(q, recordings);
+    frames = set.frames();
+    plan.seed = random.bits();
+    plan.watch = print_progress("descent");
+    descend(q, set, plan);
   }
-  const TrainingSet set = lsf_training_set(q, recordings);
-  plan.heat = 0.0;
-  train(q, set, plan, random);
   finish_codebooks(q);
 
   const auto dev = read_folders(options.speech_dir, {"dev16"}, 16000);
-  const std::string reached = describe(lsf_distortion(q, dev));
-  std::printf("dev: %s\n", reached.c_str());
-  const std::vector<std::string> comment = {
-      "Trained: " + options.command("train_lsf"),
-      "on train16, " + describe_size(recordings, 16000, set.frames()) + " of 10 ms.",
-      "Spectral distortion on dev16, frames with rms above 100:", reached};
-  write_codebooks(options.out_dir, q, "_lsf", 3, comment);
+  write_codebooks(options.out_dir, q, "_lsf", 3,
+                  {"Trained: " + options.command("train_lsf"),
+                   "on train16, " + describe_size(recordings, 16000, frames) + " of 10 ms.",
+                   "Spectral distortion of the frames with an rms above 100:",
+                   "train16: " + describe(lsf_distortion(q, recordings)),
+                   "dev16: " + describe(lsf_distortion(q, dev))});
 }
 
 }  // namespace
 }  // namespace quel::train
 
 int main(int argc, char** argv) {
-  quel::train::Options defaults;
-  defaults.iterations = 25;
-  defaults.every = 2;
-  return quel::train::run_trainer(argc, argv, defaults, quel::train::work);
+  return quel::train::run_trainer(argc, argv, {}, quel::train::work);
 }

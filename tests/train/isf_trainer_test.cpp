@@ -1,5 +1,6 @@
 #include "train/isf_trainer.h"
 
+#include <algorithm>
 #include <array>
 #include <vector>
 
@@ -36,16 +37,14 @@ TEST(IsfTrainer, AnalysesAndQuantizesAsTheEncoderDoes) {
   }
 }
 
-TEST(IsfTrainer, TrainingLowersTheDistortionAndKeepsWhatIsGiven) {
+TEST(IsfTrainer, ClusteringLowersTheDistortionAndKeepsWhatIsGiven) {
   const auto recordings = synthetic_speech(4 * samples, 8000.0);
   SpectrumQuantizer q = isf_quantizer();
   const TrainingSet set = isf_training_set(q, recordings);
   Random random(1);
-  seed_codebooks(q, set, random);
+  cluster_rows(q, set, 0, random);
   const double before = isf_distortion(q, recordings).mean();
-  TrainingPlan plan;
-  plan.iterations = 8;
-  train(q, set, plan, random);
+  cluster_rows(q, set, 8, random);
   finish_codebooks(q);
   const DistortionCount after = isf_distortion(q, recordings);
   EXPECT_GT(after.frames, 100);
@@ -60,31 +59,47 @@ TEST(IsfTrainer, OneSeedOneTable) {
     SpectrumQuantizer q = isf_quantizer();
     const TrainingSet set = isf_training_set(q, recordings);
     Random random(5);
-    seed_codebooks(q, set, random);
-    TrainingPlan plan;
-    plan.iterations = 3;
-    train(q, set, plan, random);
+    cluster_rows(q, set, 3, random);
     for (const auto& book : q.books)
       table.insert(table.end(), book.table.begin(), book.table.end());
   }
   EXPECT_EQ(tables[0], tables[1]);
 }
 
-TEST(IsfTrainer, SilenceTrainsNothing) {
-  const std::vector<Recording> silence = {{"silence", std::vector<std::int16_t>(samples)}};
+TEST(IsfTrainer, NoSpeechTrainsNothing) {
   SpectrumQuantizer q = isf_quantizer();
-  const TrainingSet set = isf_training_set(q, silence);
+  const TrainingSet set = isf_training_set(q, {});
   Random random(1);
-  seed_codebooks(q, set, random);
-  TrainingPlan plan;
-  plan.iterations = 2;
-  train(q, set, plan, random);
+  cluster_rows(q, set, 2, random);
   const SpectrumQuantizer fresh = isf_quantizer();
   for (std::size_t k = 0; k < q.books.size(); ++k) {
     EXPECT_EQ(q.books[k].table, fresh.books[k].table) << k;
   }
   finish_codebooks(q);
   expect_legal(q, fresh);
+}
+
+TEST(IsfTrainer, QuietFramesCountLittle) {
+  auto recordings = synthetic_speech(samples, 8000.0);
+  recordings.push_back({"silence", std::vector<std::int16_t>(samples)});
+  const SpectrumQuantizer q = isf_quantizer();
+  const TrainingSet set = isf_training_set(q, recordings);
+  EXPECT_EQ(*std::max_element(set.weight.begin(), set.weight.end()), 1.0f);
+  EXPECT_EQ(set.weight.back(), 0.15f);
+  // Two lengths of frames from each of three recordings.
+  EXPECT_EQ(std::count(set.first.begin(), set.first.end(), 1), 6);
+}
+
+TEST(IsfTrainer, LeastUseIsThatOfARowNobodyChooses) {
+  const auto recordings = synthetic_speech(samples, 8000.0);
+  SpectrumQuantizer q = isf_quantizer();
+  const TrainingSet set = isf_training_set(q, recordings);
+  // All rows but one of each codebook far from anything: one has all the frames.
+  for (auto& book : q.books) {
+    for (int j = 0; j + 1 < book.rows; ++j) std::fill_n(book.row(j), book.width, 1e6f);
+    book.refresh();
+  }
+  EXPECT_EQ(least_use(q, set), 0.0);
 }
 
 }  // namespace
