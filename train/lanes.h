@@ -37,7 +37,8 @@ inline float fast_log(float x) {
   const float m = std::bit_cast<float>((bits & 0x7fffffu) + 0x3f3504f3u);
   const float z = (m - 1.0f) / (m + 1.0f);
   const float zz = z * z;
-  const float series = 2.0f + zz * (0.666666667f + zz * (0.4f + zz * (0.285714286f + zz * 0.2222222f)));
+  const float series =
+      2.0f + zz * (0.666666667f + zz * (0.4f + zz * (0.285714286f + zz * 0.2222222f)));
   return z * series + static_cast<float>(exponent) * 0.693147181f;
 }
 

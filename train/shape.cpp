@@ -14,8 +14,8 @@ constexpr std::size_t max_order = 16;
 constexpr float dB_per_neper = 4.34294482f;  // of a power
 
 struct Grid {
-  alignas(64) ShapePoints x{};           // cosines
-  alignas(64) ShapePoints one_plus{};    // 1 + x, 1 - x, 1 - x^2, each with its own digits
+  alignas(64) ShapePoints x{};         // cosines
+  alignas(64) ShapePoints one_plus{};  // 1 + x, 1 - x, 1 - x^2, each with its own digits
   alignas(64) ShapePoints one_minus{};
   alignas(64) ShapePoints sine2{};
 

@@ -24,8 +24,8 @@ void power_of_shape(const SpectrumForm& form, const float* f, ShapePoints& power
 
 /// How the squared spectral distortion answers to errors of the frequencies, at one place.
 struct Expansion {
-  float distortion = 0.0f;             ///< squared spectral distortion, dB^2
-  std::array<float, 16> slope{};       ///< its derivative by each error, dB^2 per Hz
+  float distortion = 0.0f;              ///< squared spectral distortion, dB^2
+  std::array<float, 16> slope{};        ///< its derivative by each error, dB^2 per Hz
   std::array<float, 16> sensitivity{};  ///< mean squared slope of the spectrum, dB^2 per Hz^2
 };
 

@@ -17,11 +17,11 @@ using Pull = std::array<float, max_dims>;
 
 /// One frame as the encoder meets it.
 struct SoftInput {
-  const float* f = nullptr;          ///< [0..dims-1] frequencies
+  const float* f = nullptr;            ///< [0..dims-1] frequencies
   const float* sensitivity = nullptr;  ///< [0..dims-1] of the spectrum at f, dB^2 per Hz^2
-  float weight = 1.0f;               ///< of the frame's distortion in the loss
-  Past past{};                       ///< rows chosen in the frame before
-  Pull pull{};                       ///< by the rows that this frame chooses
+  float weight = 1.0f;                 ///< of the frame's distortion in the loss
+  Past past{};                         ///< rows chosen in the frame before
+  Pull pull{};                         ///< by the rows that this frame chooses
 };
 
 struct SoftPlan {
@@ -32,11 +32,11 @@ struct SoftPlan {
 
 /// The loss of one frame when its decisions are softened, and the loss's gradient.
 ///
-/// Row j of a codebook is chosen with the probability q_j = softmax(-d_j / T), d_j being its squared
-/// error in Hz, which is what the encoder decides by. What a row costs is the true spectral
+/// Row j of a codebook is chosen with the probability q_j = softmax(-d_j / T), d_j being its
+/// squared error in Hz, which is what the encoder decides by. What a row costs is the true spectral
 /// distortion to second order around the rows that the encoder does choose. So the gradient knows
-/// both how moving a row changes the spectrum and how it changes what is chosen. Where there are two
-/// predictors, the choice between them is softened likewise, by the errors expected of each.
+/// both how moving a row changes the spectrum and how it changes what is chosen. Where there are
+/// two predictors, the choice between them is softened likewise, by the errors expected of each.
 ///
 /// Used in this order: `choose`, `soften`, `backward`.
 class SoftFrame {
@@ -68,11 +68,11 @@ class SoftFrame {
 
   // One codebook under one predictor.
   struct alignas(64) Part {
-    std::array<Rows, max_width> e;  // errors, Hz
-    Rows d;                         // squared
-    Rows q;                         // probabilities
-    Rows cost;                      // distortion, as far as it depends on this row
-    Rows pulled;                    // what the frames after add
+    std::array<Rows, max_width> e;         // errors, Hz
+    Rows d;                                // squared
+    Rows q;                                // probabilities
+    Rows cost;                             // distortion, as far as it depends on this row
+    Rows pulled;                           // what the frames after add
     std::array<float, max_width> place{};  // error of the row that the encoder chooses
     int nearest = 0;
     float mean_d = 0.0f;
@@ -87,7 +87,7 @@ class SoftFrame {
     float error = 0.0f;       // expected, Hz^2
     float pulled = 0.0f;
     float loss = 0.0f;
-    float loss_slope = 0.0f;   // by the distortion
+    float loss_slope = 0.0f;  // by the distortion
     float probability = 1.0f;
   };
 

@@ -46,7 +46,8 @@ TEST(Descent, LowersTheNarrowbandDistortionAndKeepsWhatIsGiven) {
   const double before = isf_distortion(start.q, start.recordings).mean();
   descend(start.q, start.set, short_plan());
   finish_codebooks(start.q);
-  // Two recordings leave less to gain over the means of the cells, but ten times what rounding does.
+  // Two recordings leave less to gain over the means of the cells, but ten times what rounding
+  // does.
   EXPECT_LT(isf_distortion(start.q, start.recordings).mean(), 0.99 * before);
   expect_legal(start.q, isf_quantizer());
 }

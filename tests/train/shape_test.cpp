@@ -152,9 +152,8 @@ TEST_P(Shape, StaysFiniteWhereARootMeetsTheGrid) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Forms, Shape, testing::Values(false, true), [](const auto& form) {
-  return form.param ? "Immittance" : "Line";
-});
+INSTANTIATE_TEST_SUITE_P(Forms, Shape, testing::Values(false, true),
+                         [](const auto& form) { return form.param ? "Immittance" : "Line"; });
 
 }  // namespace
 }  // namespace quel::train

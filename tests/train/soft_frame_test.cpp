@@ -84,9 +84,8 @@ TEST_P(SoftFrameGradient, ByTheRowsIsTheDifferenceQuotient) {
     for (std::size_t k = 0; k < q.books.size(); ++k) {
       Codebook& book = q.books[k];
       const float greatest =
-          std::abs(*std::max_element(gradient[k].begin(), gradient[k].end(), [](float a, float b) {
-            return std::abs(a) < std::abs(b);
-          }));
+          std::abs(*std::max_element(gradient[k].begin(), gradient[k].end(),
+                                     [](float a, float b) { return std::abs(a) < std::abs(b); }));
       EXPECT_GT(greatest, 1e-4f);
       for (std::size_t i = 0; i < book.columns.size(); ++i) {
         const float middle = book.columns[i];
