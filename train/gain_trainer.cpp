@@ -239,11 +239,11 @@ void train_gain_table(GainTable& table, const std::vector<GainSample>& samples, 
   }
 }
 
-int rows_at_bounds(const GainTable& table) {
-  return static_cast<int>(std::count_if(table.begin(), table.end(), [](const auto& row) {
-    return row[1] <= static_cast<float>(least_gamma) ||
-           row[1] >= static_cast<float>(greatest_gamma);
-  }));
+int rows_at_greatest(const GainTable& table) {
+  float greatest = 0.0f;
+  for (const auto& row : table) greatest = std::max(greatest, row[1]);
+  return static_cast<int>(std::count_if(
+      table.begin(), table.end(), [greatest](const auto& row) { return row[1] == greatest; }));
 }
 
 int unused_rows(const GainTable& table, const std::vector<GainSample>& samples) {

@@ -47,8 +47,9 @@ void seed_gain_table(GainTable& table, const std::vector<GainSample>& samples, R
 void train_gain_table(GainTable& table, const std::vector<GainSample>& samples, int iterations,
                       Random& random);
 
-/// Rows whose correction is the least or the greatest that a trained row may have.
-int rows_at_bounds(const GainTable& table);
+/// Rows that share the table's greatest correction. Several do where training would have liked more
+/// than it may give.
+int rows_at_greatest(const GainTable& table);
 
 /// Rows that no sample chooses.
 int unused_rows(const GainTable& table, const std::vector<GainSample>& samples);

@@ -27,7 +27,7 @@ void gain_row(const char* speech, const GainTable& table,
   const auto samples = collect_gain_samples(table, recordings);
   const GainDistortion distortion = measure_gain(table, samples);
   std::printf("| %s | %ld | %.2f | %.2f | %d | %d |\n", speech, distortion.samples,
-              100.0 * distortion.lost, 100.0 * distortion.lost_apiece, rows_at_bounds(table),
+              100.0 * distortion.lost, 100.0 * distortion.lost_apiece, rows_at_greatest(table),
               unused_rows(table, samples));
 }
 
@@ -50,7 +50,7 @@ void report(const std::string& speech_dir) {
               100.0 * least_use(lsf, lsf_training_set(lsf, wide_train)));
   std::printf(
       "| gains: speech | subframes | energy lost, %% | subframe by subframe, %% "
-      "| rows at a bound | rows unused |\n|---|---:|---:|---:|---:|---:|\n");
+      "| rows at the greatest correction | rows unused |\n|---|---:|---:|---:|---:|---:|\n");
   const GainTable gains = installed_gains();
   gain_row("train8, train16", gains,
            read_folders(speech_dir, {"train8", "train16"}, 8000, gain_part));

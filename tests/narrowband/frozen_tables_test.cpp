@@ -1,5 +1,5 @@
-// The values that narrowband units stand for. They are frozen: a unit names rows of these tables, and
-// files coded once are to decode alike for good. A digest that moves here means that old files
+// The values that narrowband units stand for. They are frozen: a unit names rows of these tables,
+// and files coded once are to decode alike for good. A digest that moves here means that old files
 // decode to something else, which takes another bitstream, not another digest.
 
 #include <gmock/gmock.h>

@@ -118,12 +118,12 @@ TEST(GainTrainer, CorrectionsReachFarEnoughForOnsets) {
   EXPECT_LT(measure_gain(table, samples).lost, 0.02);  // a bound of 4 leaves (2/6)^2 of each
 }
 
-TEST(GainTrainer, CountsRowsAtTheBoundsAndRowsUnused) {
+TEST(GainTrainer, CountsRowsAtTheGreatestCorrectionAndRowsUnused) {
   GainTable table = given_gain_rows();
-  EXPECT_EQ(rows_at_bounds(table), 0);
+  EXPECT_EQ(rows_at_greatest(table), 1);  // one of the given rows
   table[40][1] = 8.0f;
-  table[41][1] = 0.05f;
-  EXPECT_EQ(rows_at_bounds(table), 2);
+  table[41][1] = 8.0f;
+  EXPECT_EQ(rows_at_greatest(table), 2);
   EXPECT_EQ(unused_rows(table, {}), 128);
   EXPECT_EQ(unused_rows(table, samples_around_speech(1, 1)), 127);
 }

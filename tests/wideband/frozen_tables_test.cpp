@@ -24,7 +24,8 @@ TEST(FrozenTables, WidebandFilesDependOnTheTrainedSpectra) {
 
 TEST(FrozenTables, WidebandFilesDependOnWhatRowsAreAddedTo) {
   EXPECT_EQ(table_digest(mean_lsf), 0x0725c8a685496fccu);
-  EXPECT_EQ(table_digest({static_cast<float>(qu[0]), static_cast<float>(qu[1]), lsf_min_dist}), 0x3244e31acc9b03d1u);
+  EXPECT_EQ(table_digest({static_cast<float>(qu[0]), static_cast<float>(qu[1]), lsf_min_dist}),
+            0x3244e31acc9b03d1u);
 }
 
 TEST(FrozenTables, WidebandFilesDependOnTheGains) {
