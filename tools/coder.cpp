@@ -11,7 +11,8 @@ namespace {
 void encode(std::FILE* input, std::FILE* output, int flavor) {
   std::uint32_t samples_per_call = 0, bytes_per_call = 0;
   SetFlavor(static_cast<std::uint16_t>(flavor));
-  InitEncoder(flavor == QUEL_FLAVOR_16K ? 16000 : 8000, 2, &samples_per_call, &bytes_per_call);
+  InitEncoder(static_cast<std::uint32_t>(quel_sampling_rate(flavor)), 2, &samples_per_call,
+              &bytes_per_call);
   std::vector<std::int16_t> samples(samples_per_call);
   std::vector<std::uint8_t> bytes(bytes_per_call);
   while (std::fread(samples.data(), 2, samples.size(), input) == samples.size()) {

@@ -1,9 +1,9 @@
 #include "tools/eval_report.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstddef>
+#include <quelcodec/quelcodec.hpp>
 #include <utility>
 
 #include "tools/audio_file.h"
@@ -100,8 +100,9 @@ JsonFields json_fields(const EvalResult& result) {
 }  // namespace
 
 const char* flavor_name(int flavor) {
-  constexpr std::array<const char*, 4> names = {"6.5", "8.5", "5", "16"};
-  return names.at(static_cast<std::size_t>(flavor));
+  const quel_flavor* info = quel_flavor_info(flavor);
+  if (info == nullptr) throw Error(QUEL_ERROR_FLAVOR);
+  return info->name;
 }
 
 EvalReport evaluate(const EvalSettings& settings,

@@ -1,5 +1,7 @@
 #include "tools/file_arguments.h"
 
+#include <quelcodec/quelcodec.h>
+
 #include <CLI/CLI.hpp>
 #include <charconv>
 #include <filesystem>
@@ -70,7 +72,11 @@ void check_file_arguments(const FileArguments& arguments) {
 }
 
 std::map<std::string, int> flavors_by_name() {
-  return {{"6.5", 0}, {"8.5", 1}, {"5", 2}, {"16", 3}};
+  std::map<std::string, int> names;
+  for (int flavor = 0; quel_flavor_info(flavor) != nullptr; ++flavor) {
+    names.emplace(quel_flavor_info(flavor)->name, flavor);
+  }
+  return names;
 }
 
 CLI::Option* add_flavor_option(CLI::App& command, std::optional<int>& flavor,

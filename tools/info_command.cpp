@@ -1,9 +1,12 @@
 #include "tools/info_command.h"
 
+#include <quelcodec/quelcodec.h>
+
 #include <CLI/CLI.hpp>
 #include <exception>
 #include <optional>
 #include <ostream>
+#include <string>
 
 #include "tools/command.h"
 #include "tools/eval_text.h"
@@ -14,7 +17,9 @@
 namespace quel::tools {
 namespace {
 
-constexpr const char* flavor_names[] = {"6.5 kbit/s", "8.5 kbit/s", "5 kbit/s", "16 kbit/s"};
+std::string flavor_name(int flavor) {
+  return std::string(quel_flavor_info(flavor)->name) + " kbit/s";
+}
 
 std::string damage_text(const OggReport& report) {
   std::string text;
@@ -40,7 +45,7 @@ std::string info_text(const std::string& name, const OggInfo& info) {
   const auto line = [&text](const std::string& what, const std::string& value) {
     text += "  " + what + std::string(12 - what.size(), ' ') + value + "\n";
   };
-  line("flavor", std::to_string(head.flavor) + " (" + flavor_names[head.flavor] + ")");
+  line("flavor", std::to_string(head.flavor) + " (" + flavor_name(head.flavor) + ")");
   line("duration", fixed(info.seconds, 3) + " s, " + counted(info.samples, "sample") + " at " +
                        std::to_string(info.rate) + " Hz");
   line("source",
@@ -85,7 +90,7 @@ std::string info_json(const std::string& name, const OggInfo& info) {
   }
   return "{\"file\":" + json_string(name) +
          ",\"flavor\":" + number(static_cast<std::uint64_t>(info.head.flavor)) +
-         ",\"name\":" + json_string(flavor_names[info.head.flavor]) +
+         ",\"name\":" + json_string(flavor_name(info.head.flavor)) +
          ",\"rate\":" + std::to_string(info.rate) +
          ",\"input_rate\":" + number(info.head.input_rate) +
          ",\"samples\":" + number(info.samples) + ",\"seconds\":" + shortest(info.seconds) +

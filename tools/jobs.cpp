@@ -176,7 +176,7 @@ class Part {
 }  // namespace
 
 int default_flavor(int input_rate) {
-  return input_rate >= 16000 ? QUEL_FLAVOR_16K : QUEL_FLAVOR_8K5;
+  return input_rate >= quel_sampling_rate(QUEL_FLAVOR_16K) ? QUEL_FLAVOR_16K : QUEL_FLAVOR_8K5;
 }
 
 JobResult encode_sound(const EncodeSettings& settings, const std::string& input, OutputFile& output,

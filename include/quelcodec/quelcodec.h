@@ -78,6 +78,30 @@ enum {
 #define QUEL_MAX_BYTES 37     /**< bytes of a coded unit */
 #define QUEL_MAX_SAMPLES 1680 /**< samples that one quel_decode gives: 7 frames of 240 */
 
+/** What a flavor is. The struct may grow at its end; `size` tells how much of it the library knows,
+ *  so that a program built against a newer header can see what an older library lacks. */
+typedef struct quel_flavor {
+  size_t size;           /**< bytes of this struct that the library fills */
+  int flavor;            /**< QUEL_FLAVOR_... */
+  int sampling_rate;     /**< Hz: 8000 or 16000 */
+  int samples_per_frame; /**< 144, 144, 240, 160 */
+  int frames_per_unit;   /**< 2, 1, 2, 1 */
+  int samples_per_unit;  /**< 288, 144, 480, 160 */
+  int bits_per_frame;    /**< 116, 152, 148, 160 */
+  int bytes_per_unit;    /**< 29, 19, 37, 20 */
+  int delay;             /**< samples, as quel_delay */
+  int nominal_rate;      /**< bit/s, as the flavor is called: 6500, 8500, 5000, 16000 */
+  int fields_per_frame;  /**< indices of a coded frame: 20, 20, 20, 22 */
+  double bit_rate;       /**< bit/s, exactly: bits_per_frame * sampling_rate / samples_per_frame */
+  const char* name;      /**< kbit/s: "6.5", "8.5", "5", "16" */
+  const char* title;     /**< "6.5 Kbps Voice" and so on, as media hosts show it */
+  const int32_t* field_bits; /**< [0..fields_per_frame-1] bits of each index, in stream order */
+} quel_flavor;
+
+/** What a flavor is, in static storage; null where there is no such flavor. Flavors are numbered
+ *  from 0 without a gap, so the first null ends a loop over them. */
+const quel_flavor* quel_flavor_info(int flavor);
+
 /* Each returns a positive count, or QUEL_ERROR_FLAVOR for a flavor outside 0..3. */
 int quel_sampling_rate(int flavor);     /**< Hz: 8000 or 16000 */
 int quel_samples_per_frame(int flavor); /**< 144, 144, 240, 160 */

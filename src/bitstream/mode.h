@@ -2,12 +2,12 @@
 
 #include <cstdint>
 
+#include "bitstream/flavor.h"
+
 namespace quel {
 
-/// Flavors are numbered 0 (6.5 kbit/s), 1 (8.5), 2 (5) and 3 (16 kbit/s wideband).
-inline constexpr std::uint32_t flavor_count = 4;
-
-/// The mode record: what every frame-level routine reads of the flavor in force. All zero at load.
+/// The mode record: what every frame-level routine reads of the flavor in force, as the table of
+/// flavors has it. All zero at load.
 /// Everything that frames, packs or codes depends on it, so it stands in the lowest layer that
 /// does; the one record of a process and its globals are in interface/process_codec.h.
 struct Mode {
@@ -27,9 +27,6 @@ struct Mode {
   std::int32_t framesPerCycle = 0;  ///< frames in one coded unit
   std::int32_t outputBytes = 0;     ///< bytes of one coded unit = framesPerCycle * prmBits / 8
 };
-
-/// Longest frame of any flavor, samples.
-inline constexpr int max_len_frame = 240;
 
 /// Sets the record for a flavor. Flavor 3 stores only the frame geometry and leaves the narrowband
 /// members as the last narrowband flavor set them; any other value changes `initFlavor` alone.

@@ -3,67 +3,10 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
-#include <iterator>
+
+#include "bitstream/flavor.h"
 
 namespace quel {
-namespace {
-
-// Width of each field in stream order. Entry 0 of the narrowband tables keeps the entries in step
-// with the parameter words; word 0 itself is not sent.
-constexpr std::int32_t bit_6k5[] = {1, 6, 7, 7, 7, 5,  //
-                                    8, 5, 5, 5, 7,     //
-                                    5, 5, 5, 5, 7,     //
-                                    5, 5, 5, 5, 7};
-constexpr std::int32_t bit_8k5[] = {1, 6, 7, 7, 7, 5,  //
-                                    8, 9, 9, 9, 7,     //
-                                    5, 9, 9, 9, 7,     //
-                                    5, 9, 9, 9, 7};
-constexpr std::int32_t bit_5k0[] = {1, 6,  7, 7, 7, 5,  //
-                                    8, 10, 7,           //
-                                    5, 10, 7,           //
-                                    8, 10, 7,           //
-                                    5, 10, 7,           //
-                                    5, 10, 7};
-constexpr std::int32_t bit_16k0[] = {1, 7, 8, 7, 7, 7,        //
-                                     9, 4, 9, 9, 9, 9, 9, 5,  //
-                                     6, 4, 9, 9, 9, 9, 9, 5};
-
-template <std::size_t n>
-constexpr std::int32_t sum_from(const std::int32_t (&widths)[n], std::size_t first) {
-  std::int32_t sum = 0;
-  for (std::size_t k = first; k < n; ++k) sum += widths[k];
-  return sum;
-}
-static_assert(std::size(bit_6k5) == 21 && sum_from(bit_6k5, 1) == 116);
-static_assert(std::size(bit_8k5) == 21 && sum_from(bit_8k5, 1) == 152);
-static_assert(std::size(bit_5k0) == 21 && sum_from(bit_5k0, 1) == 148);
-static_assert(std::size(bit_16k0) == 22 && sum_from(bit_16k0, 0) == 160);
-
-// The fields of one flavor, and where they start in the table and in either side's array.
-struct Layout {
-  const std::int32_t* widths = nullptr;
-  std::int32_t count = 0;
-  std::int32_t encoder_word = 0;
-  std::int32_t decoder_word = 0;
-  std::int32_t decoder_head = 0;  // word 0 of the decoder's array
-};
-
-Layout layout_of(std::int32_t flavor) {
-  switch (flavor) {
-    case 0:
-      return {bit_6k5 + 1, 20, 1, 1, flavor};
-    case 1:
-      return {bit_8k5 + 1, 20, 1, 1, flavor};
-    case 2:
-      return {bit_5k0 + 1, 20, 1, 1, flavor};
-    case 3:
-      return {bit_16k0, 22, 0, 1, 0};
-    default:
-      return {};
-  }
-}
-
-}  // namespace
 
 void bitcopy(std::uint8_t* dst, const std::uint8_t* src, std::int32_t dstBit, std::int32_t srcBit,
              std::int32_t nBits) {
@@ -97,27 +40,30 @@ void bitcopy(std::uint8_t* dst, const std::uint8_t* src, std::int32_t dstBit, st
 }
 
 void prm2binary(const std::int32_t* prm, std::uint8_t* bits, std::int32_t flavor) {
-  const Layout layout = layout_of(flavor);
+  const Flavor* facts = find_flavor(flavor);
+  if (facts == nullptr) return;
+  const std::int32_t* word = prm + facts->encoder_word();
   std::int32_t position = 0;
-  for (std::int32_t k = 0; k < layout.count; ++k) {
-    const auto* word = reinterpret_cast<const std::uint8_t*>(prm + layout.encoder_word + k);
-    bitcopy(bits, word, position, 0, layout.widths[k]);
-    position += layout.widths[k];
+  for (const std::int32_t width : facts->fields) {
+    bitcopy(bits, reinterpret_cast<const std::uint8_t*>(word), position, 0, width);
+    position += width;
+    ++word;
   }
 }
 
 void binary2prm(std::int32_t* prm, const std::uint8_t* bits, std::int32_t flavor) {
-  const Layout layout = layout_of(flavor);
-  if (layout.count == 0) return;
-  // In the host's own order, unlike the fields: the decoder that reads it undoes the swap that a
-  // big-endian host gives the whole array.
-  prm[0] = layout.decoder_head;
+  const Flavor* facts = find_flavor(flavor);
+  if (facts == nullptr) return;
+  // The flavor or, wideband, the bad-frame flag. In the host's own order, unlike the fields: the
+  // decoder that reads it undoes the swap that a big-endian host gives the whole array.
+  prm[0] = facts->coder == Coder::wideband ? 0 : flavor;
+  std::int32_t* word = prm + 1;
   std::int32_t position = 0;
-  for (std::int32_t k = 0; k < layout.count; ++k) {
-    std::int32_t* word = prm + layout.decoder_word + k;
+  for (const std::int32_t width : facts->fields) {
     *word = 0;
-    bitcopy(reinterpret_cast<std::uint8_t*>(word), bits, 0, position, layout.widths[k]);
-    position += layout.widths[k];
+    bitcopy(reinterpret_cast<std::uint8_t*>(word), bits, 0, position, width);
+    position += width;
+    ++word;
   }
 }
 

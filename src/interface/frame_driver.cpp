@@ -3,45 +3,32 @@
 #include <algorithm>
 #include <array>
 
+#include "bitstream/flavor.h"
 #include "bitstream/serial.h"
 
 namespace quel {
 namespace {
 
-constexpr int narrowband_words = 21;
-constexpr int wideband_words = 23;
-constexpr int frame_bytes = 20;  // of the longest frame
-
-using Parameters = std::array<std::int32_t, wideband_words>;
-using FrameBits = std::array<std::uint8_t, frame_bytes>;
-
-bool is_wideband(std::uint32_t flavor) {
-  return flavor == 3;
-}
-
-// Samples that a flavor's frame decoder makes, whatever the mode record says.
-int natural_length(std::uint32_t flavor) {
-  if (is_wideband(flavor)) return 160;
-  return flavor == 2 ? 240 : 144;
-}
+using Parameters = std::array<std::int32_t, max_words>;
+using FrameBits = std::array<std::uint8_t, max_frame_bytes>;
 
 // On a big-endian host the packing wants little-endian words.
-void swap_words(bool big_endian, Parameters& prm, std::uint32_t flavor) {
-  if (big_endian) SwapIntBytes(prm.data(), is_wideband(flavor) ? wideband_words : narrowband_words);
+void swap_words(bool big_endian, Parameters& prm, const Flavor& facts) {
+  if (big_endian) SwapIntBytes(prm.data(), facts.words());
 }
 
 void encode_frame(FrameEncoder& st, const Mode& mode, const std::int16_t* in, std::uint8_t* out,
                   std::int32_t position, std::uint32_t flavor) {
+  const Flavor& facts = flavors[flavor];
   Parameters prm{};
-  if (is_wideband(flavor)) {
-    std::copy_n(in, natural_length(flavor), new_speech2(st.wideband));
+  if (facts.coder == Coder::wideband) {
+    std::copy_n(in, facts.len_frame, new_speech2(st.wideband));
     coder_wb16(st.wideband, prm.data());
   } else {
     prm[0] = static_cast<std::int32_t>(flavor);
     cod_swt(st.narrowband, mode, in, prm.data());
   }
-  swap_words(st.big_endian, prm, flavor);
-  if (!is_wideband(flavor)) prm[0] = static_cast<std::int32_t>(flavor);
+  swap_words(st.big_endian, prm, facts);
   FrameBits bits{};
   prm2binary(prm.data(), bits.data(), static_cast<std::int32_t>(flavor));
   bitcopy(out, bits.data(), position, 0, mode.prmBits);
@@ -54,21 +41,24 @@ Parameters unpack(bool big_endian, const Mode& mode, const std::uint8_t* in, std
   bitcopy(bits.data(), in, 0, position, mode.prmBits);
   Parameters prm{};
   binary2prm(prm.data(), bits.data(), static_cast<std::int32_t>(flavor));
-  swap_words(big_endian, prm, flavor);
+  swap_words(big_endian, prm, flavors[flavor]);
   return prm;
 }
 
 void run_decoder(FrameDecoder& st, const Mode& mode, Parameters& prm, Erasure erasure,
                  std::uint32_t flavor, std::int16_t* out) {
-  const int bfi = static_cast<int>(erasure);
-  if (is_wideband(flavor)) {
-    prm[0] = erasure == Erasure::received ? 0 : 1;
-    decod_wb(st.wideband, prm.data(), out, st.bad_lsf_ind, st.bad_pitch_ind);
-  } else if (flavor == 2) {
-    decoder_5k(st.five_k, st.shared, mode, prm.data() + 1, out,
-               erasure == Erasure::received ? 0 : 1);
-  } else {
-    dec_swt(st.swt, st.shared, mode, prm.data(), out, bfi);
+  switch (flavors[flavor].coder) {
+    case Coder::swt:
+      dec_swt(st.swt, st.shared, mode, prm.data(), out, static_cast<int>(erasure));
+      break;
+    case Coder::five_k:
+      decoder_5k(st.five_k, st.shared, mode, prm.data() + 1, out,
+                 erasure == Erasure::received ? 0 : 1);
+      break;
+    case Coder::wideband:
+      prm[0] = erasure == Erasure::received ? 0 : 1;
+      decod_wb(st.wideband, prm.data(), out, st.bad_lsf_ind, st.bad_pitch_ind);
+      break;
   }
 }
 
@@ -77,7 +67,7 @@ void append_frame(FrameDecoder& st, const Mode& mode, Parameters& prm, Erasure e
                   std::uint32_t flavor, std::int16_t* out) {
   std::array<std::int16_t, max_len_frame> frame{};
   run_decoder(st, mode, prm, erasure, flavor, frame.data());
-  const int n = std::min(natural_length(flavor), mode.len_frame);
+  const int n = std::min(flavors[flavor].len_frame, mode.len_frame);
   std::copy_n(frame.data(), n, out);
   std::fill_n(out + n, mode.len_frame - n, std::int16_t{0});
 }

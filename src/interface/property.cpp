@@ -6,6 +6,7 @@
 #include <limits>
 #include <new>
 
+#include "bitstream/flavor.h"
 #include "interface/unix_prop.h"
 
 namespace quel {
@@ -17,8 +18,15 @@ constexpr std::int32_t text_limit = 256;
 }  // namespace
 
 CProp::CProp() {
-  input_formats_[3].sampling_rate = 16000;
-  output_formats_[3].sampling_rate = 16000;
+  for (std::size_t n = 0; n < flavors.size(); ++n) {
+    const Flavor& flavor = flavors[n];
+    const auto rate = static_cast<std::uint32_t>(flavor.sampling_rate);
+    input_formats_[n].sampling_rate = rate;
+    output_formats_[n].sampling_rate = rate;
+    block_sizes_[n] = static_cast<std::uint32_t>(units_per_call(flavor.frames_per_unit) *
+                                                 flavor.bytes_per_unit());
+    bit_rates_[n] = static_cast<std::uint32_t>(flavor.nominal_rate);
+  }
 }
 
 std::unique_ptr<CProp> CProp::Create() {
@@ -27,7 +35,7 @@ std::unique_ptr<CProp> CProp::Create() {
 
 const void* CProp::GetProperty(std::uint16_t flavor, std::uint16_t id, std::uint16_t* length) {
   *length = 0;
-  if (flavor > 3) return nullptr;
+  if (flavor >= flavor_count) return nullptr;
   last_result_.reset();
   const auto number = [&](const auto& values) {
     return keep(&values[flavor], sizeof values[flavor], sizeof values[flavor], length);

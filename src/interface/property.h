@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <memory>
 
+#include "bitstream/flavor.h"
+
 namespace quel {
 
 /// What a host may ask of a flavor. Texts count their terminating zero.
@@ -25,7 +27,7 @@ enum class Property : std::uint16_t {
 struct FormatRecord {
   std::uint16_t code = 1;  ///< linear PCM
   std::uint16_t padding = 0;
-  std::uint32_t sampling_rate = 8000;  ///< Hz
+  std::uint32_t sampling_rate = 0;  ///< Hz
   std::uint16_t bits_per_sample = 16;
   std::uint16_t channels = 1;
 };
@@ -70,11 +72,11 @@ class CProp {
   const void* get_text(std::uint16_t flavor, std::uint16_t id, std::int32_t maxLen,
                        std::uint16_t* length);
 
-  std::array<FormatRecord, 4> input_formats_;
-  std::array<FormatRecord, 4> output_formats_;
-  std::array<std::uint16_t, 4> value_5_{3, 3, 3, 3};
-  std::array<std::uint32_t, 4> block_sizes_{232, 304, 296, 320};
-  std::array<std::uint32_t, 4> bit_rates_{6500, 8500, 5000, 16000};
+  std::array<FormatRecord, flavor_count> input_formats_;
+  std::array<FormatRecord, flavor_count> output_formats_;
+  std::array<std::uint16_t, flavor_count> value_5_{3, 3, 3, 3};
+  std::array<std::uint32_t, flavor_count> block_sizes_{};
+  std::array<std::uint32_t, flavor_count> bit_rates_{};
   std::unique_ptr<std::uint8_t[]> last_result_;
 };
 

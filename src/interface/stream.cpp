@@ -4,6 +4,7 @@
 #include <new>
 #include <type_traits>
 
+#include "bitstream/flavor.h"
 #include "interface/frame_driver.h"
 #include "quelcodec/quelcodec.h"
 
@@ -24,20 +25,13 @@ namespace quel {
 namespace {
 
 bool is_flavor(int flavor) {
-  return flavor >= 0 && flavor < static_cast<int>(flavor_count);
+  return find_flavor(flavor) != nullptr;
 }
 
 Mode mode_of(int flavor) {
   Mode mode;
   set_mode(mode, flavor);
   return mode;
-}
-
-// One figure of a flavor's mode record.
-template <typename Figure>
-int flavor_figure(int flavor, Figure figure) {
-  if (!is_flavor(flavor)) return QUEL_ERROR_FLAVOR;
-  return figure(mode_of(flavor));
 }
 
 // Takes the caller's options, which may be older (shorter) or newer (longer) than ours. What an
@@ -125,37 +119,6 @@ int decode_deferred(quel_decoder& stream, const std::uint8_t* unit, std::uint32_
 }  // namespace quel
 
 using namespace quel;
-
-int quel_sampling_rate(int flavor) {
-  if (!is_flavor(flavor)) return QUEL_ERROR_FLAVOR;
-  return flavor == QUEL_FLAVOR_16K ? 16000 : 8000;
-}
-
-int quel_samples_per_frame(int flavor) {
-  return flavor_figure(flavor, [](const Mode& mode) { return mode.len_frame; });
-}
-
-int quel_frames_per_unit(int flavor) {
-  return flavor_figure(flavor, [](const Mode& mode) { return mode.framesPerCycle; });
-}
-
-int quel_samples_per_unit(int flavor) {
-  return flavor_figure(flavor,
-                       [](const Mode& mode) { return mode.framesPerCycle * mode.len_frame; });
-}
-
-int quel_bytes_per_unit(int flavor) {
-  return flavor_figure(flavor, [](const Mode& mode) { return mode.outputBytes; });
-}
-
-int quel_delay(int flavor) {
-  if (!is_flavor(flavor)) return QUEL_ERROR_FLAVOR;
-  constexpr int narrowband_look_ahead = 120;
-  constexpr int wideband_look_ahead = 80;
-  if (flavor == QUEL_FLAVOR_16K) return wideband_look_ahead;
-  // The decoder of flavor 2 runs one frame behind.
-  return narrowband_look_ahead + (flavor == QUEL_FLAVOR_5K ? mode_of(flavor).len_frame : 0);
-}
 
 const char* quel_error_text(int code) {
   switch (code) {

@@ -4,21 +4,11 @@
 #include <cstddef>
 #include <cstring>
 
+#include "bitstream/flavor.h"
+
 namespace quel {
 namespace {
 
-constexpr const char* flavor_names[] = {
-    "6.5 Kbps Voice",
-    "8.5 Kbps Voice",
-    "5 Kbps Voice",
-    "16 Kbps Voice - Wideband",
-};
-constexpr const char* flavor_textstr[] = {
-    "6.5 Kbps Voice",
-    "8.5 Kbps Voice",
-    "5 Kbps Voice",
-    "16 Kbps Voice - Wideband",
-};
 constexpr const char* flavor_names_audioencoder[] = {
     "Veltrane 5.0 - 6.5 Kbps Voice",
     "Veltrane 5.0 - 8.5 Kbps Voice",
@@ -41,7 +31,7 @@ constexpr const char* flavor_desc[] = {
 };
 
 const char* text_of(std::uint16_t flavor, std::uint16_t id) {
-  if (flavor > 3) return nullptr;
+  if (flavor >= flavor_count) return nullptr;
   switch (static_cast<Property>(id)) {
     case Property::long_name:
       return flavor_names_audioencoder[flavor];
@@ -49,9 +39,8 @@ const char* text_of(std::uint16_t flavor, std::uint16_t id) {
     case Property::description_again:
       return flavor_desc[flavor];
     case Property::short_name:
-      return flavor_names[flavor];
     case Property::text_name:
-      return flavor_textstr[flavor];
+      return flavors[flavor].title;
     default:
       return nullptr;
   }

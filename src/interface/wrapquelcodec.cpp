@@ -1,3 +1,4 @@
+#include "bitstream/flavor.h"
 #include "interface/process_codec.h"
 #include "interface/property.h"
 #include "quelcodec/quelcodec.h"
@@ -42,7 +43,7 @@ const void* GetFlavorProperty(uint16_t flavor, uint16_t id, uint16_t* length) {
 uint32_t InitEncoder(uint32_t, uint32_t, uint32_t* samples_per_call, uint32_t* bytes_per_call) {
   set_mode(CurFlavor);
   prepared_flavor = CurFlavor;
-  framesPerCall = framesPerCycle == 1 ? 16 : 8;
+  framesPerCall = units_per_call(framesPerCycle);
   *samples_per_call = static_cast<uint32_t>(framesPerCall * len_frame * framesPerCycle);
   *bytes_per_call = static_cast<uint32_t>(framesPerCall * outputBytes);
   return static_cast<uint32_t>(initVXEncoder());
@@ -72,19 +73,18 @@ int32_t Decode(const uint8_t* bytes, uint16_t length, int16_t* samples, uint16_t
                uint32_t received) {
   if (initFlavor != CurFlavor) set_mode(CurFlavor);
   std::int32_t produced = 0;
-  switch (CurFlavor) {
-    case 0:
-    case 1:
+  const Flavor* facts = find_flavor(CurFlavor);
+  if (facts == nullptr) return -1;
+  switch (facts->coder) {
+    case Coder::swt:
       VXDecode(bytes, samples, length, &received, CurFlavor, &produced);
       break;
-    case 2:
+    case Coder::five_k:
       VX5Decode(bytes, samples, length, &received, CurFlavor, &produced);
       break;
-    case 3:
+    case Coder::wideband:
       VX16Decode(bytes, samples, length, &received, CurFlavor, &produced);
       break;
-    default:
-      return -1;
   }
   *output_length = static_cast<uint16_t>(produced * 2);
   return 0;

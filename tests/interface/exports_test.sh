@@ -29,6 +29,7 @@ running_vector_from_signs
 quel_version
 quel_bitstream
 quel_behaviour
+quel_flavor_info
 quel_sampling_rate
 quel_samples_per_frame
 quel_frames_per_unit

@@ -6,6 +6,7 @@
 #include <climits>
 #include <cstddef>
 #include <cstdint>
+#include <numeric>
 #include <string>
 #include <vector>
 
@@ -119,6 +120,25 @@ TEST(Stream, GeometryOfEveryFlavor) {
     EXPECT_EQ(quel_samples_per_unit(flavor), expected[flavor].samples);
     EXPECT_EQ(quel_bytes_per_unit(flavor), expected[flavor].bytes);
     EXPECT_EQ(quel_delay(flavor), expected[flavor].delay);
+    const quel_flavor* info = quel_flavor_info(flavor);
+    ASSERT_NE(info, nullptr);
+    EXPECT_EQ(info->size, sizeof(quel_flavor));
+    EXPECT_EQ(info->flavor, flavor);
+    EXPECT_EQ(info->sampling_rate, expected[flavor].rate);
+    EXPECT_EQ(info->samples_per_frame, expected[flavor].frame);
+    EXPECT_EQ(info->frames_per_unit, expected[flavor].frames);
+    EXPECT_EQ(info->samples_per_unit, expected[flavor].samples);
+    EXPECT_EQ(info->bytes_per_unit, expected[flavor].bytes);
+    EXPECT_EQ(info->delay, expected[flavor].delay);
+    EXPECT_EQ(info->bits_per_frame * info->frames_per_unit, 8 * expected[flavor].bytes);
+    EXPECT_EQ(info->fields_per_frame, flavor == 3 ? 22 : 20);
+    EXPECT_EQ(std::accumulate(info->field_bits, info->field_bits + info->fields_per_frame, 0),
+              info->bits_per_frame);
+    // Bits of a unit over its duration; the two quotients may round apart in the last place.
+    EXPECT_DOUBLE_EQ(info->bit_rate, 8.0 * expected[flavor].bytes * expected[flavor].rate /
+                                         expected[flavor].samples);
+    EXPECT_EQ(std::stod(info->name) * 1000, info->nominal_rate);
+    EXPECT_EQ(std::string(info->title).rfind(std::string(info->name) + " Kbps Voice", 0), 0u);
   }
   for (const int none : {-1, 4, INT_MAX, INT_MIN}) {
     EXPECT_EQ(quel_sampling_rate(none), QUEL_ERROR_FLAVOR);
@@ -127,6 +147,7 @@ TEST(Stream, GeometryOfEveryFlavor) {
     EXPECT_EQ(quel_samples_per_unit(none), QUEL_ERROR_FLAVOR);
     EXPECT_EQ(quel_bytes_per_unit(none), QUEL_ERROR_FLAVOR);
     EXPECT_EQ(quel_delay(none), QUEL_ERROR_FLAVOR);
+    EXPECT_EQ(quel_flavor_info(none), nullptr);
   }
 }
 
