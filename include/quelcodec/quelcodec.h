@@ -120,9 +120,10 @@ enum {
   QUEL_ERROR_ARGUMENT = -1, /**< a pointer is null that must not be */
   QUEL_ERROR_FLAVOR = -2,   /**< the flavor is outside 0..3 */
   QUEL_ERROR_OPTIONS = -3, /**< an option has a value, or a size, that this library does not know */
-  QUEL_ERROR_MEMORY = -4,  /**< no memory for the stream */
+  QUEL_ERROR_MEMORY = -4,  /**< no memory for the stream, or less than it needs */
   QUEL_ERROR_LENGTH = -5,  /**< the input is not exactly one unit */
-  QUEL_ERROR_CAPACITY = -6 /**< the output buffer is too small for what the call would give */
+  QUEL_ERROR_CAPACITY = -6, /**< the output buffer is too small for what the call would give */
+  QUEL_ERROR_ALIGNMENT = -7 /**< the memory for the stream is not aligned as max_align_t */
 };
 
 /** One English sentence for a result code, never null; static storage. */
@@ -132,10 +133,20 @@ const char* quel_error_text(int code);
  *
  * A stream belongs to its creator until it is destroyed. Any number may live at once; each may move
  * from thread to thread but is used by one thread at a time. No call allocates but create.
+ *
+ * A stream lives in memory that create takes from the heap, or in the caller's own: ask
+ * quel_encoder_size for its length, give init memory of that length, aligned as malloc aligns it
+ * (max_align_t), and give the memory back when the stream is done. There is nothing to destroy, and
+ * a program that never calls create and destroy has no need of an allocator.
+ *
+ * A stream in the caller's memory holds no address: its bytes, copied to other memory aligned
+ * likewise, are a second stream in the same state, to be used through a cast of its address. So a
+ * stream can be forked, or put aside and taken up again later; by the same build of the library
+ * only, since another may lay its state out otherwise.
  */
 
-typedef struct quel_encoder quel_encoder; /**< made by quel_encoder_create */
-typedef struct quel_decoder quel_decoder; /**< made by quel_decoder_create */
+typedef struct quel_encoder quel_encoder; /**< made by quel_encoder_create or quel_encoder_init */
+typedef struct quel_decoder quel_decoder; /**< made by quel_decoder_create or quel_decoder_init */
 
 /** Set by QUEL_ENCODER_OPTIONS. The struct may grow at its end; `size` tells the library how much
  *  of it the caller knows. Bytes beyond what the library knows must be zero. */
@@ -170,10 +181,23 @@ typedef struct quel_decoder_options {
 #define QUEL_DECODER_OPTIONS(flavor) \
   { sizeof(quel_decoder_options), (flavor), QUEL_CONCEAL_IMMEDIATE }
 
+/** Bytes that an encoder with these options takes, at most 28 KiB; 16 KiB at 8 kHz.
+ *  Errors: ARGUMENT, OPTIONS, FLAVOR. */
+int quel_encoder_size(const quel_encoder_options* options);
+/** Makes an encoder in the caller's memory.
+ *
+ *  memory   [0..bytes-1] aligned as max_align_t; the stream's, until the caller takes it back
+ *  bytes    quel_encoder_size(options) or more
+ *
+ *  QUEL_OK and a stream, whose address is `memory`, in *encoder; else both are left as they were.
+ *  Errors: ARGUMENT, OPTIONS, FLAVOR, ALIGNMENT, MEMORY. */
+int quel_encoder_init(void* memory, size_t bytes, const quel_encoder_options* options,
+                      quel_encoder** encoder);
 /** Creates an encoder. QUEL_OK and a stream in *encoder; else *encoder is left as it was.
  *  Errors: ARGUMENT, OPTIONS, FLAVOR, MEMORY. */
 int quel_encoder_create(const quel_encoder_options* options, quel_encoder** encoder);
-/** Destroys an encoder; null is allowed. */
+/** Destroys an encoder that create made. Of one in the caller's memory it frees nothing. Null is
+ *  allowed. */
 void quel_encoder_destroy(quel_encoder* encoder);
 /** Back to the state after create. Error: ARGUMENT. */
 int quel_encoder_reset(quel_encoder* encoder);
@@ -191,9 +215,16 @@ int quel_encoder_flavor(const quel_encoder* encoder);
 int quel_encode(quel_encoder* encoder, const int16_t* pcm, size_t samples, uint8_t* unit,
                 size_t capacity);
 
+/** Bytes that a decoder with these options takes, at most 14 KiB.
+ *  Errors: ARGUMENT, OPTIONS, FLAVOR. */
+int quel_decoder_size(const quel_decoder_options* options);
+/** Makes a decoder in the caller's memory, as quel_encoder_init.
+ *  Errors: ARGUMENT, OPTIONS, FLAVOR, ALIGNMENT, MEMORY. */
+int quel_decoder_init(void* memory, size_t bytes, const quel_decoder_options* options,
+                      quel_decoder** decoder);
 /** Creates a decoder, as quel_encoder_create. Errors: ARGUMENT, OPTIONS, FLAVOR, MEMORY. */
 int quel_decoder_create(const quel_decoder_options* options, quel_decoder** decoder);
-/** Destroys a decoder; null is allowed. */
+/** Destroys a decoder, as quel_encoder_destroy. */
 void quel_decoder_destroy(quel_decoder* decoder);
 /** Back to the state after create. Error: ARGUMENT. */
 int quel_decoder_reset(quel_decoder* decoder);

@@ -17,18 +17,18 @@ void swap_words(bool big_endian, Parameters& prm, const Flavor& facts) {
   if (big_endian) SwapIntBytes(prm.data(), facts.words());
 }
 
-void encode_frame(FrameEncoder& st, const Mode& mode, const std::int16_t* in, std::uint8_t* out,
-                  std::int32_t position, std::uint32_t flavor) {
+void encode_frame(const EncoderParts& parts, const Mode& mode, const std::int16_t* in,
+                  std::uint8_t* out, std::int32_t position, std::uint32_t flavor) {
   const Flavor& facts = flavors[flavor];
   Parameters prm{};
   if (facts.coder == Coder::wideband) {
-    std::copy_n(in, facts.len_frame, new_speech2(st.wideband));
-    coder_wb16(st.wideband, prm.data());
+    std::copy_n(in, facts.len_frame, new_speech2(*parts.wideband));
+    coder_wb16(*parts.wideband, prm.data());
   } else {
     prm[0] = static_cast<std::int32_t>(flavor);
-    cod_swt(st.narrowband, mode, in, prm.data());
+    cod_swt(*parts.narrowband, mode, in, prm.data());
   }
-  swap_words(st.big_endian, prm, facts);
+  swap_words(parts.big_endian, prm, facts);
   FrameBits bits{};
   prm2binary(prm.data(), bits.data(), static_cast<std::int32_t>(flavor));
   bitcopy(out, bits.data(), position, 0, mode.prmBits);
@@ -45,86 +45,101 @@ Parameters unpack(bool big_endian, const Mode& mode, const std::uint8_t* in, std
   return prm;
 }
 
-void run_decoder(FrameDecoder& st, const Mode& mode, Parameters& prm, Erasure erasure,
-                 std::uint32_t flavor, std::int16_t* out) {
+// Returns the subframes that ran away.
+int run_decoder(const DecoderParts& parts, const Mode& mode, Parameters& prm, Erasure erasure,
+                std::uint32_t flavor, std::int16_t* out) {
+  const int lost = erasure == Erasure::received ? 0 : 1;
   switch (flavors[flavor].coder) {
     case Coder::swt:
-      dec_swt(st.swt, st.shared, mode, prm.data(), out, static_cast<int>(erasure));
-      break;
+      return dec_swt(*parts.swt, *parts.shared, mode, prm.data(), out, static_cast<int>(erasure));
     case Coder::five_k:
-      decoder_5k(st.five_k, st.shared, mode, prm.data() + 1, out,
-                 erasure == Erasure::received ? 0 : 1);
-      break;
+      return decoder_5k(*parts.five_k, *parts.shared, mode, prm.data() + 1, out, lost);
     case Coder::wideband:
-      prm[0] = erasure == Erasure::received ? 0 : 1;
-      decod_wb(st.wideband, prm.data(), out, st.bad_lsf_ind, st.bad_pitch_ind);
-      break;
+      prm[0] = lost;
+      return decod_wb(*parts.wideband, prm.data(), out, parts.driver->bad_lsf_ind,
+                      parts.driver->bad_pitch_ind);
   }
+  return 0;
 }
 
 // One frame in `len_frame` samples: cut, or followed by zeros, where the decoder's differ.
-void append_frame(FrameDecoder& st, const Mode& mode, Parameters& prm, Erasure erasure,
+void append_frame(const DecoderParts& parts, const Mode& mode, Parameters& prm, Erasure erasure,
                   std::uint32_t flavor, std::int16_t* out) {
   std::array<std::int16_t, max_len_frame> frame{};
-  run_decoder(st, mode, prm, erasure, flavor, frame.data());
+  const int cleared = run_decoder(parts, mode, prm, erasure, flavor, frame.data());
+  DriverState& driver = *parts.driver;
+  ++(erasure == Erasure::received ? driver.decoded : driver.concealed);
+  if (cleared > 0) ++driver.cleared;
   const int n = std::min(flavors[flavor].len_frame, mode.len_frame);
   std::copy_n(frame.data(), n, out);
   std::fill_n(out + n, mode.len_frame - n, std::int16_t{0});
 }
 
-void decode_call(FrameDecoder& st, const Mode& mode, const std::uint8_t* in, std::int16_t* out,
-                 std::uint32_t bytes, std::uint32_t* mask, std::uint32_t flavor,
+void decode_call(const DecoderParts& parts, const Mode& mode, const std::uint8_t* in,
+                 std::int16_t* out, std::uint32_t bytes, std::uint32_t* mask, std::uint32_t flavor,
                  std::int32_t* samples) {
   *samples = 0;
   if (mode.prmBits <= 0) return;
+  std::int32_t& missing = parts.driver->numPacketsMissing;
   std::int32_t left = static_cast<std::int32_t>(bytes) * 8;
   std::int32_t position = 0;
   for (; left >= mode.prmBits; left -= mode.prmBits, position += mode.prmBits) {
     const bool received = (*mask & 1u) != 0;
     *mask >>= 1;
     if (!received) {
-      st.numPacketsMissing = std::min(st.numPacketsMissing + 1, max_packets_missing);
+      missing = std::min(missing + 1, max_packets_missing);
       continue;
     }
-    Parameters prm = unpack(st.shared.gBigEndian, mode, in, position, flavor);
-    for (; st.numPacketsMissing >= 1; --st.numPacketsMissing) {
-      append_frame(st, mode, prm, Erasure::lost_next_known, flavor, out + *samples);
+    Parameters prm = unpack(parts.big_endian, mode, in, position, flavor);
+    for (; missing >= 1; --missing) {
+      append_frame(parts, mode, prm, Erasure::lost_next_known, flavor, out + *samples);
       *samples += mode.len_frame;
     }
-    append_frame(st, mode, prm, Erasure::received, flavor, out + *samples);
+    append_frame(parts, mode, prm, Erasure::received, flavor, out + *samples);
     *samples += mode.len_frame;
   }
 }
 
 }  // namespace
 
+void init_parts(const EncoderParts& parts) {
+  if (parts.narrowband != nullptr) init_cod_swt(*parts.narrowband);
+  if (parts.wideband != nullptr) init_coder_wb16(*parts.wideband);
+}
+
+void init_parts(const DecoderParts& parts) {
+  parts.driver->numPacketsMissing = 0;
+  if (parts.shared != nullptr) {
+    init_shared(*parts.shared);
+    parts.shared->gBigEndian = TestBigEndian() != 0;
+  }
+  if (parts.swt != nullptr) init_dec_swt(*parts.swt, *parts.shared);
+  if (parts.five_k != nullptr) init_decoder_5k(*parts.five_k, *parts.shared);
+  if (parts.wideband != nullptr) init_decod_wb(*parts.wideband);
+}
+
 std::int32_t initVXEncoder(FrameEncoder& state) {
   i_heap = state.scratch.top();
-  init_cod_swt(state.narrowband);
-  init_coder_wb16(state.wideband);
+  init_parts(state);
   state.big_endian = TestBigEndian() != 0;
   return 0;
 }
 
 void freeVXEncoder() {}
 
-void VXEncode(FrameEncoder& state, const Mode& mode, const std::int16_t* in, std::uint8_t* out,
-              std::uint32_t flavor) {
+void VXEncode(const EncoderParts& parts, const Mode& mode, const std::int16_t* in,
+              std::uint8_t* out, std::uint32_t flavor) {
   // Frames are put in bit by bit. Over what a caller never wrote, that looks to tools such as
   // valgrind as if the unit depended on it.
   std::fill_n(out, mode.outputBytes, std::uint8_t{0});
   for (std::int32_t frame = 0; frame < mode.framesPerCycle; ++frame) {
-    encode_frame(state, mode, in + frame * mode.len_frame, out, frame * mode.prmBits, flavor);
+    encode_frame(parts, mode, in + frame * mode.len_frame, out, frame * mode.prmBits, flavor);
   }
 }
 
 std::int32_t initVXDecoder(FrameDecoder& state) {
   i_heap = state.scratch.top();
-  state.numPacketsMissing = 0;
-  init_dec_swt(state.swt, state.shared);
-  init_decoder_5k(state.five_k, state.shared);
-  init_decod_wb(state.wideband);
-  state.shared.gBigEndian = TestBigEndian() != 0;
+  init_parts(state);
   return 0;
 }
 
@@ -140,31 +155,29 @@ void freeVXDecoder() {}
 
 void freeVX5Decoder() {}
 
-void VXDecode(FrameDecoder& state, const Mode& mode, const std::uint8_t* in, std::int16_t* out,
-              std::uint32_t bytes, std::uint32_t* mask, std::uint32_t flavor,
+void VXDecode(const DecoderParts& parts, const Mode& mode, const std::uint8_t* in,
+              std::int16_t* out, std::uint32_t bytes, std::uint32_t* mask, std::uint32_t flavor,
               std::int32_t* samples) {
-  decode_call(state, mode, in, out, bytes, mask, flavor, samples);
+  decode_call(parts, mode, in, out, bytes, mask, flavor, samples);
 }
 
-void VX5Decode(FrameDecoder& state, const Mode& mode, const std::uint8_t* in, std::int16_t* out,
-               std::uint32_t bytes, std::uint32_t* mask, std::uint32_t flavor,
+void VX5Decode(const DecoderParts& parts, const Mode& mode, const std::uint8_t* in,
+               std::int16_t* out, std::uint32_t bytes, std::uint32_t* mask, std::uint32_t flavor,
                std::int32_t* samples) {
-  decode_call(state, mode, in, out, bytes, mask, flavor, samples);
+  decode_call(parts, mode, in, out, bytes, mask, flavor, samples);
 }
 
-void VX16Decode(FrameDecoder& state, const Mode& mode, const std::uint8_t* in, std::int16_t* out,
-                std::uint32_t bytes, std::uint32_t* mask, std::uint32_t flavor,
+void VX16Decode(const DecoderParts& parts, const Mode& mode, const std::uint8_t* in,
+                std::int16_t* out, std::uint32_t bytes, std::uint32_t* mask, std::uint32_t flavor,
                 std::int32_t* samples) {
-  decode_call(state, mode, in, out, bytes, mask, flavor, samples);
+  decode_call(parts, mode, in, out, bytes, mask, flavor, samples);
 }
 
-void decode_frame(FrameDecoder& state, const Mode& mode, const std::uint8_t* in,
+void decode_frame(const DecoderParts& parts, const Mode& mode, const std::uint8_t* in,
                   std::int32_t position, Erasure erasure, std::uint32_t flavor, std::int16_t* out) {
   Parameters prm{};
-  if (erasure == Erasure::received) {
-    prm = unpack(state.shared.gBigEndian, mode, in, position, flavor);
-  }
-  append_frame(state, mode, prm, erasure, flavor, out);
+  if (erasure == Erasure::received) prm = unpack(parts.big_endian, mode, in, position, flavor);
+  append_frame(parts, mode, prm, erasure, flavor, out);
 }
 
 }  // namespace quel

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "bitstream/mode.h"
+#include "bitstream/serial.h"
 #include "dsp/scratch.h"
 #include "narrowband/cod_swt.h"
 #include "narrowband/dec_5swt.h"
@@ -15,7 +16,7 @@ namespace quel {
 /// Lost frames that a driver makes up for at most.
 inline constexpr std::int32_t max_packets_missing = 5;
 
-/// Encoder of every flavor: what a process has one of, and each encoder stream.
+/// Encoder of every flavor: what a process has one of.
 struct FrameEncoder {
   NarrowbandEncoder narrowband;
   WidebandEncoder wideband;
@@ -23,18 +24,63 @@ struct FrameEncoder {
   ScratchArea scratch;
 };
 
-/// Decoder of every flavor: what a process has one of, and each decoder stream.
-struct FrameDecoder {
-  NarrowbandDecoderShared shared;
-  SwtDecoder swt;
-  FiveKDecoder five_k;
-  WidebandDecoder wideband;
+/// What the drivers of a decoder remember themselves.
+struct DriverState {
   /// Frames marked lost since the last received one, 0..5; shared by the three drivers.
   std::int32_t numPacketsMissing = 0;
   std::int32_t bad_lsf_ind = 0;    ///< nonzero: the wideband decoder conceals its LSFs
   std::int32_t bad_pitch_ind = 0;  ///< nonzero: the wideband decoder conceals its lags
+  std::uint64_t decoded = 0;       ///< frames that were received
+  std::uint64_t concealed = 0;     ///< frames that were lost and made up for
+  std::uint64_t cleared = 0;       ///< frames of either kind that ran away, in part or whole
+};
+
+/// Decoder of every flavor: what a process has one of.
+struct FrameDecoder : DriverState {
+  NarrowbandDecoderShared shared;
+  SwtDecoder swt;
+  FiveKDecoder five_k;
+  WidebandDecoder wideband;
   ScratchArea scratch, scratch_5k;
 };
+
+/// The coders that a driver has at hand: all of a process's, or the one that a stream has. Made for
+/// a call, since streams keep no addresses.
+struct EncoderParts {
+  EncoderParts(FrameEncoder& all)
+      : narrowband(&all.narrowband), wideband(&all.wideband), big_endian(all.big_endian) {}
+  EncoderParts(NarrowbandEncoder& coder) : narrowband(&coder) {}
+  EncoderParts(WidebandEncoder& coder) : wideband(&coder) {}
+
+  NarrowbandEncoder* narrowband = nullptr;
+  WidebandEncoder* wideband = nullptr;
+  bool big_endian = TestBigEndian() != 0;
+};
+struct DecoderParts {
+  DecoderParts(FrameDecoder& all)
+      : driver(&all),
+        shared(&all.shared),
+        swt(&all.swt),
+        five_k(&all.five_k),
+        wideband(&all.wideband),
+        big_endian(all.shared.gBigEndian) {}
+  DecoderParts(DriverState& state, NarrowbandDecoderShared& memories, SwtDecoder& decoder)
+      : driver(&state), shared(&memories), swt(&decoder) {}
+  DecoderParts(DriverState& state, NarrowbandDecoderShared& memories, FiveKDecoder& decoder)
+      : driver(&state), shared(&memories), five_k(&decoder) {}
+  DecoderParts(DriverState& state, WidebandDecoder& decoder) : driver(&state), wideband(&decoder) {}
+
+  DriverState* driver;
+  NarrowbandDecoderShared* shared = nullptr;
+  SwtDecoder* swt = nullptr;
+  FiveKDecoder* five_k = nullptr;
+  WidebandDecoder* wideband = nullptr;
+  bool big_endian = TestBigEndian() != 0;
+};
+
+/// Reset those that are there.
+void init_parts(const EncoderParts& parts);
+void init_parts(const DecoderParts& parts);
 
 /// Points this thread's `i_heap` at the encoder's scratch area and resets both encoders, whatever
 /// the flavor. Returns 0.
@@ -47,8 +93,8 @@ void freeVXEncoder();
 /// in      [0..framesPerCycle*len_frame-1] samples
 /// out     [0..outputBytes-1] written in full
 /// flavor  0..3
-void VXEncode(FrameEncoder& state, const Mode& mode, const std::int16_t* in, std::uint8_t* out,
-              std::uint32_t flavor);
+void VXEncode(const EncoderParts& parts, const Mode& mode, const std::int16_t* in,
+              std::uint8_t* out, std::uint32_t flavor);
 
 /// Point this thread's `i_heap` at the decoder's scratch area and reset the decoders: the first all
 /// of them, the second that of flavor 2. Each clears `numPacketsMissing`. Return 0.
@@ -67,14 +113,14 @@ void freeVX5Decoder();
 /// out      [0..*samples-1] written
 /// mask     one bit per frame, lowest first, 1 for received; shifted out as frames are consumed
 /// samples  count produced
-void VXDecode(FrameDecoder& state, const Mode& mode, const std::uint8_t* in, std::int16_t* out,
-              std::uint32_t bytes, std::uint32_t* mask, std::uint32_t flavor,
+void VXDecode(const DecoderParts& parts, const Mode& mode, const std::uint8_t* in,
+              std::int16_t* out, std::uint32_t bytes, std::uint32_t* mask, std::uint32_t flavor,
               std::int32_t* samples);
-void VX5Decode(FrameDecoder& state, const Mode& mode, const std::uint8_t* in, std::int16_t* out,
-               std::uint32_t bytes, std::uint32_t* mask, std::uint32_t flavor,
+void VX5Decode(const DecoderParts& parts, const Mode& mode, const std::uint8_t* in,
+               std::int16_t* out, std::uint32_t bytes, std::uint32_t* mask, std::uint32_t flavor,
                std::int32_t* samples);
-void VX16Decode(FrameDecoder& state, const Mode& mode, const std::uint8_t* in, std::int16_t* out,
-                std::uint32_t bytes, std::uint32_t* mask, std::uint32_t flavor,
+void VX16Decode(const DecoderParts& parts, const Mode& mode, const std::uint8_t* in,
+                std::int16_t* out, std::uint32_t bytes, std::uint32_t* mask, std::uint32_t flavor,
                 std::int32_t* samples);
 
 /// What becomes of a frame. Only flavors 0 and 1 tell the two kinds of loss apart.
@@ -90,7 +136,7 @@ enum class Erasure : int {
 /// in        the unit; not read where the frame is lost
 /// position  first bit of the frame in `in`
 /// out       [0..len_frame-1] written
-void decode_frame(FrameDecoder& state, const Mode& mode, const std::uint8_t* in,
+void decode_frame(const DecoderParts& parts, const Mode& mode, const std::uint8_t* in,
                   std::int32_t position, Erasure erasure, std::uint32_t flavor, std::int16_t* out);
 
 }  // namespace quel

@@ -1,38 +1,44 @@
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <memory>
-#include <new>
 #include <type_traits>
 
 #include "bitstream/flavor.h"
 #include "interface/frame_driver.h"
+#include "interface/stream_state.h"
 #include "quelcodec/quelcodec.h"
 
-struct quel_encoder {
-  int flavor;
-  quel::Mode mode;
-  quel::FrameEncoder codec;
-};
-
-struct quel_decoder {
-  int flavor;
-  int concealment;
-  quel::Mode mode;
-  quel::FrameDecoder codec;
-};
-
 namespace quel {
+
+EncoderParts parts_of(quel_encoder& stream) {
+  return as_encoder(stream.flavor, [&](auto* type) -> EncoderParts {
+    return reinterpret_cast<decltype(*type)>(stream).coder;
+  });
+}
+
 namespace {
 
-bool is_flavor(int flavor) {
-  return find_flavor(flavor) != nullptr;
+DecoderParts parts(DriverState& driver, SwtDecoders& coder) {
+  return {driver, coder.shared, coder.own};
+}
+DecoderParts parts(DriverState& driver, FiveKDecoders& coder) {
+  return {driver, coder.shared, coder.own};
+}
+DecoderParts parts(DriverState& driver, WidebandDecoder& coder) {
+  return {driver, coder};
 }
 
-Mode mode_of(int flavor) {
-  Mode mode;
-  set_mode(mode, flavor);
-  return mode;
+}  // namespace
+
+DecoderParts parts_of(quel_decoder& stream) {
+  return as_decoder(stream.flavor, [&](auto* type) {
+    return parts(stream.driver, reinterpret_cast<decltype(*type)>(stream).coder);
+  });
 }
+
+namespace {
 
 // Takes the caller's options, which may be older (shorter) or newer (longer) than ours. What an
 // older caller does not know keeps its default in `known`; what we do not know must be zero. A
@@ -51,23 +57,46 @@ bool take_options(const Options* given, std::size_t oldest, Options& known) {
   return true;
 }
 
+// What the caller asks of an encoder: QUEL_OK with it in `known`, or an error.
+int take(const quel_encoder_options* options, quel_encoder_options& known) {
+  if (options == nullptr) return QUEL_ERROR_ARGUMENT;
+  if (!take_options(options, sizeof known, known)) return QUEL_ERROR_OPTIONS;
+  if (known.reserved != 0) return QUEL_ERROR_OPTIONS;
+  return find_flavor(known.flavor) == nullptr ? QUEL_ERROR_FLAVOR : QUEL_OK;
+}
+
+int take(const quel_decoder_options* options, quel_decoder_options& known) {
+  if (options == nullptr) return QUEL_ERROR_ARGUMENT;
+  if (!take_options(options, sizeof known, known)) return QUEL_ERROR_OPTIONS;
+  if (find_flavor(known.flavor) == nullptr) return QUEL_ERROR_FLAVOR;
+  const bool immediate = known.concealment == QUEL_CONCEAL_IMMEDIATE;
+  return immediate || known.concealment == QUEL_CONCEAL_DEFERRED ? QUEL_OK : QUEL_ERROR_OPTIONS;
+}
+
+int check_memory(const void* memory, std::size_t bytes, int wanted) {
+  if (reinterpret_cast<std::uintptr_t>(memory) % alignof(std::max_align_t) != 0) {
+    return QUEL_ERROR_ALIGNMENT;
+  }
+  return bytes < static_cast<std::size_t>(wanted) ? QUEL_ERROR_MEMORY : QUEL_OK;
+}
+
 // In place: a temporary of all that state would be most of the stack that a stream needs.
-static_assert(std::is_trivially_destructible_v<FrameEncoder> &&
-              std::is_trivially_destructible_v<FrameDecoder>);
+template <typename Stream>
+void start(Stream& stream) {
+  static_assert(std::is_trivially_copyable_v<Stream> && std::is_standard_layout_v<Stream>);
+  set_mode(stream.head.mode, stream.head.flavor);
+  std::construct_at(&stream.coder);
+}
 
 void start(quel_encoder& stream) {
-  stream.mode = mode_of(stream.flavor);
-  std::construct_at(&stream.codec);
-  const ScratchSwitch scratch(stream.codec.scratch);
-  initVXEncoder(stream.codec);
+  as_encoder(stream.flavor, [&](auto* type) { start(reinterpret_cast<decltype(*type)>(stream)); });
+  init_parts(parts_of(stream));
 }
 
 void start(quel_decoder& stream) {
-  stream.mode = mode_of(stream.flavor);
-  std::construct_at(&stream.codec);
-  const ScratchSwitch scratch(stream.codec.scratch);
-  initVXDecoder(stream.codec);
-  initVX5Decoder(stream.codec);
+  stream.driver = {};
+  as_decoder(stream.flavor, [&](auto* type) { start(reinterpret_cast<decltype(*type)>(stream)); });
+  init_parts(parts_of(stream));
 }
 
 bool frame_received(std::uint32_t received, int frame) {
@@ -79,7 +108,7 @@ int frames_due(const quel_decoder& stream, std::uint32_t received) {
   const int frames = stream.mode.framesPerCycle;
   if (stream.concealment == QUEL_CONCEAL_IMMEDIATE) return frames;
   int due = 0;
-  int missing = stream.codec.numPacketsMissing;
+  int missing = stream.driver.numPacketsMissing;
   for (int frame = 0; frame < frames; ++frame) {
     if (frame_received(received, frame)) {
       due += missing + 1;
@@ -94,9 +123,10 @@ int frames_due(const quel_decoder& stream, std::uint32_t received) {
 int decode_immediate(quel_decoder& stream, const std::uint8_t* unit, std::uint32_t received,
                      std::int16_t* pcm) {
   const Mode& mode = stream.mode;
+  const DecoderParts parts = parts_of(stream);
   for (int frame = 0; frame < mode.framesPerCycle; ++frame) {
     const Erasure erasure = frame_received(received, frame) ? Erasure::received : Erasure::lost;
-    decode_frame(stream.codec, mode, unit, frame * mode.prmBits, erasure,
+    decode_frame(parts, mode, unit, frame * mode.prmBits, erasure,
                  static_cast<std::uint32_t>(stream.flavor), pcm + frame * mode.len_frame);
   }
   return mode.framesPerCycle * mode.len_frame;
@@ -110,7 +140,7 @@ int decode_deferred(quel_decoder& stream, const std::uint8_t* unit, std::uint32_
   const auto flavor = static_cast<std::uint32_t>(stream.flavor);
   std::int32_t samples = 0;
   // The drivers of the flavors differ by name only.
-  VXDecode(stream.codec, stream.mode, unit != nullptr ? unit : nothing, pcm, bytes, &received,
+  VXDecode(parts_of(stream), stream.mode, unit != nullptr ? unit : nothing, pcm, bytes, &received,
            flavor, &samples);
   return samples;
 }
@@ -129,31 +159,38 @@ const char* quel_error_text(int code) {
     case QUEL_ERROR_OPTIONS:
       return "An option has a value or a size that this library does not know.";
     case QUEL_ERROR_MEMORY:
-      return "There is no memory for the stream.";
+      return "There is not enough memory for the stream.";
     case QUEL_ERROR_LENGTH:
       return "The input is not exactly one unit.";
     case QUEL_ERROR_CAPACITY:
       return "The output buffer is too small.";
+    case QUEL_ERROR_ALIGNMENT:
+      return "The memory for the stream is not aligned as max_align_t.";
     default:
       return code >= 0 ? "Success." : "Unknown error code.";
   }
 }
 
-int quel_encoder_create(const quel_encoder_options* options, quel_encoder** encoder) {
-  if (options == nullptr || encoder == nullptr) return QUEL_ERROR_ARGUMENT;
+int quel_encoder_size(const quel_encoder_options* options) {
   quel_encoder_options known = QUEL_ENCODER_OPTIONS(0);
-  if (!take_options(options, sizeof known, known)) return QUEL_ERROR_OPTIONS;
-  if (known.reserved != 0) return QUEL_ERROR_OPTIONS;
-  if (!is_flavor(known.flavor)) return QUEL_ERROR_FLAVOR;
-  auto* stream = new (std::nothrow) quel_encoder{known.flavor, {}, {}};
-  if (stream == nullptr) return QUEL_ERROR_MEMORY;
-  start(*stream);
-  *encoder = stream;
-  return QUEL_OK;
+  const int result = take(options, known);
+  if (result != QUEL_OK) return result;
+  return as_encoder(known.flavor, [](auto* type) { return static_cast<int>(sizeof *type); });
 }
 
-void quel_encoder_destroy(quel_encoder* encoder) {
-  delete encoder;
+int quel_encoder_init(void* memory, size_t bytes, const quel_encoder_options* options,
+                      quel_encoder** encoder) {
+  if (memory == nullptr || encoder == nullptr) return QUEL_ERROR_ARGUMENT;
+  quel_encoder_options known = QUEL_ENCODER_OPTIONS(0);
+  int result = take(options, known);
+  if (result == QUEL_OK) result = check_memory(memory, bytes, quel_encoder_size(options));
+  if (result != QUEL_OK) return result;
+  *encoder = as_encoder(known.flavor, [&](auto* type) {
+    return &std::construct_at(static_cast<decltype(type)>(memory))->head;
+  });
+  (*encoder)->flavor = known.flavor;
+  start(**encoder);
+  return QUEL_OK;
 }
 
 int quel_encoder_reset(quel_encoder* encoder) {
@@ -175,28 +212,32 @@ int quel_encode(quel_encoder* encoder, const int16_t* pcm, size_t samples, uint8
     return QUEL_ERROR_LENGTH;
   }
   if (capacity < bytes) return QUEL_ERROR_CAPACITY;
-  const ScratchSwitch scratch(encoder->codec.scratch);
-  VXEncode(encoder->codec, mode, pcm, unit, static_cast<std::uint32_t>(encoder->flavor));
+  const ScratchSwitch scratch(encoder->scratch);
+  VXEncode(parts_of(*encoder), mode, pcm, unit, static_cast<std::uint32_t>(encoder->flavor));
   return mode.outputBytes;
 }
 
-int quel_decoder_create(const quel_decoder_options* options, quel_decoder** decoder) {
-  if (options == nullptr || decoder == nullptr) return QUEL_ERROR_ARGUMENT;
+int quel_decoder_size(const quel_decoder_options* options) {
   quel_decoder_options known = QUEL_DECODER_OPTIONS(0);
-  if (!take_options(options, sizeof known, known)) return QUEL_ERROR_OPTIONS;
-  if (!is_flavor(known.flavor)) return QUEL_ERROR_FLAVOR;
-  if (known.concealment != QUEL_CONCEAL_IMMEDIATE && known.concealment != QUEL_CONCEAL_DEFERRED) {
-    return QUEL_ERROR_OPTIONS;
-  }
-  auto* stream = new (std::nothrow) quel_decoder{known.flavor, known.concealment, {}, {}};
-  if (stream == nullptr) return QUEL_ERROR_MEMORY;
-  start(*stream);
-  *decoder = stream;
-  return QUEL_OK;
+  const int result = take(options, known);
+  if (result != QUEL_OK) return result;
+  return as_decoder(known.flavor, [](auto* type) { return static_cast<int>(sizeof *type); });
 }
 
-void quel_decoder_destroy(quel_decoder* decoder) {
-  delete decoder;
+int quel_decoder_init(void* memory, size_t bytes, const quel_decoder_options* options,
+                      quel_decoder** decoder) {
+  if (memory == nullptr || decoder == nullptr) return QUEL_ERROR_ARGUMENT;
+  quel_decoder_options known = QUEL_DECODER_OPTIONS(0);
+  int result = take(options, known);
+  if (result == QUEL_OK) result = check_memory(memory, bytes, quel_decoder_size(options));
+  if (result != QUEL_OK) return result;
+  *decoder = as_decoder(known.flavor, [&](auto* type) {
+    return &std::construct_at(static_cast<decltype(type)>(memory))->head;
+  });
+  (*decoder)->flavor = known.flavor;
+  (*decoder)->concealment = known.concealment;
+  start(**decoder);
+  return QUEL_OK;
 }
 
 int quel_decoder_reset(quel_decoder* decoder) {
@@ -227,7 +268,7 @@ int quel_decode(quel_decoder* decoder, const uint8_t* unit, size_t bytes, uint32
   const int due = frames_due(*decoder, received) * mode.len_frame;
   if (due > 0 && pcm == nullptr) return QUEL_ERROR_ARGUMENT;
   if (capacity < static_cast<std::size_t>(due)) return QUEL_ERROR_CAPACITY;
-  const ScratchSwitch scratch(decoder->codec.scratch);
+  const ScratchSwitch scratch(decoder->scratch);
   return decoder->concealment == QUEL_CONCEAL_DEFERRED
              ? decode_deferred(*decoder, unit, received, pcm)
              : decode_immediate(*decoder, unit, received, pcm);

@@ -85,7 +85,8 @@ void clear_absurd(FiveKDecoder& st, NarrowbandDecoderShared& shared) {
   init_agc(st.gain_control);
 }
 
-void decode_subframe(FiveKDecoder& st, NarrowbandDecoderShared& shared, const Mode& mode,
+// Whether the result was sane.
+bool decode_subframe(FiveKDecoder& st, NarrowbandDecoderShared& shared, const Mode& mode,
                      const float* A, const std::int32_t* words, int s, LagWalk& walk,
                      float* synth) {
   Scratch F(L), code(L), enhanced(L), reference(L);
@@ -108,13 +109,15 @@ void decode_subframe(FiveKDecoder& st, NarrowbandDecoderShared& shared, const Mo
 
   enhance(syn, exc, code.data(), gain_pit, gain_code, enhanced.data());
   postfilter(st, mode, A, exc, enhanced.data(), reference.data(), synth);
-  if (is_sane(exc, L) && is_sane(reference.data(), L) && is_sane(synth, L)) {
+  const bool sane = is_sane(exc, L) && is_sane(reference.data(), L) && is_sane(synth, L);
+  if (sane) {
     high_pass(syn, synth, L);
   } else {
     set_zero(synth, L);
     clear_absurd(st, shared);
   }
   shift_excitation(syn);
+  return sane;
 }
 
 }  // namespace
@@ -134,8 +137,8 @@ void init_decoder_5k(FiveKDecoder& state, NarrowbandDecoderShared& shared) {
   init_agc(state.gain_control);
 }
 
-void decoder_5k(FiveKDecoder& st, NarrowbandDecoderShared& shared, const Mode& mode,
-                const std::int32_t* prm, std::int16_t* synth, int bfi_in) {
+int decoder_5k(FiveKDecoder& st, NarrowbandDecoderShared& shared, const Mode& mode,
+               const std::int32_t* prm, std::int16_t* synth, int bfi_in) {
   Scratch isp(M), A(subframes * (M + 1)), frame(subframes * L);
   const std::int32_t* p = st.cur_prm.data();
   if (st.bfi != 0) {
@@ -150,15 +153,19 @@ void decoder_5k(FiveKDecoder& st, NarrowbandDecoderShared& shared, const Mode& m
   std::copy_n(isp.data(), M, st.synthesis.isfold.data());
 
   LagWalk walk;
+  int cleared = 0;
   for (int s = 0; s < subframes; ++s) {
-    decode_subframe(st, shared, mode, A.data() + s * (M + 1), p + 5 + s * words_per_subframe, s,
-                    walk, frame.data() + s * L);
+    const bool sane =
+        decode_subframe(st, shared, mode, A.data() + s * (M + 1), p + 5 + s * words_per_subframe, s,
+                        walk, frame.data() + s * L);
+    if (!sane) ++cleared;
   }
   float_to_pcm(frame.data(), synth, subframes * L);
 
   st.old_bfi = st.bfi;
   st.bfi = bfi_in;
   std::copy_n(prm, FiveKDecoder::words, st.cur_prm.data());
+  return cleared;
 }
 
 }  // namespace quel

@@ -35,7 +35,9 @@ void init_decoder_5k(FiveKDecoder& state, NarrowbandDecoderShared& shared);
 /// prm     [0..19] parameters of the frame just received: the array of 21 words from word 1 on
 /// synth   [0..239] 16-bit samples at 8 kHz
 /// bfi_in  0 the frame just received is good, else it is lost and prm is not looked at again
-void decoder_5k(FiveKDecoder& state, NarrowbandDecoderShared& shared, const Mode& mode,
-                const std::int32_t* prm, std::int16_t* synth, int bfi_in);
+///
+/// Returns the subframes that ran away and were cleared.
+int decoder_5k(FiveKDecoder& state, NarrowbandDecoderShared& shared, const Mode& mode,
+               const std::int32_t* prm, std::int16_t* synth, int bfi_in);
 
 }  // namespace quel

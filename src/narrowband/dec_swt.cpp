@@ -70,7 +70,8 @@ void rebuild_code(NarrowbandDecoderShared& shared, std::int32_t mode, const std:
   }
 }
 
-void decode_subframe(SwtDecoder& st, NarrowbandDecoderShared& shared, const Mode& mode,
+// Whether the result was sane.
+bool decode_subframe(SwtDecoder& st, NarrowbandDecoderShared& shared, const Mode& mode,
                      const float* A, const std::int32_t* words, int s, int bfi, LagWalk& walk,
                      float* synth) {
   Scratch F(L), code(L), enhanced(L);
@@ -92,13 +93,15 @@ void decode_subframe(SwtDecoder& st, NarrowbandDecoderShared& shared, const Mode
 
   enhance(syn, exc, code.data(), gain_pit, gain_code, enhanced.data());
   syn_filt(A, M, enhanced.data(), synth, L, syn.mem_syn.data(), 1);
-  if (is_sane(exc, L) && is_sane(synth, L)) {
+  const bool sane = is_sane(exc, L) && is_sane(synth, L);
+  if (sane) {
     high_pass(syn, synth, L);
   } else {
     set_zero(synth, L);
     clear_absurd(syn, shared);
   }
   shift_excitation(syn);
+  return sane;
 }
 
 }  // namespace
@@ -107,13 +110,11 @@ void init_dec_swt(SwtDecoder& state, NarrowbandDecoderShared& shared) {
   state.last_mode = 1;
   state.old_pitch = 180;
   init_synthesis(state.synthesis);
-  shared.seed = 21845;
-  init_d_isf_ma(shared.isf);
-  init_d_gain2(shared.gains);
+  init_shared(shared);
 }
 
-void dec_swt(SwtDecoder& st, NarrowbandDecoderShared& shared, const Mode& mode,
-             const std::int32_t* prm, std::int16_t* synth, int bfi) {
+int dec_swt(SwtDecoder& st, NarrowbandDecoderShared& shared, const Mode& mode,
+            const std::int32_t* prm, std::int16_t* synth, int bfi) {
   Scratch isp(M), A(subframes * (M + 1)), frame(subframes * L);
   if (bfi == 0) st.last_mode = codec_mode(shared, prm[0]);
 
@@ -122,11 +123,15 @@ void dec_swt(SwtDecoder& st, NarrowbandDecoderShared& shared, const Mode& mode,
   std::copy_n(isp.data(), M, st.synthesis.isfold.data());
 
   LagWalk walk;
+  int cleared = 0;
   for (int s = 0; s < subframes; ++s) {
-    decode_subframe(st, shared, mode, A.data() + s * (M + 1), prm + 6 + s * words_per_subframe, s,
-                    bfi, walk, frame.data() + s * L);
+    const bool sane =
+        decode_subframe(st, shared, mode, A.data() + s * (M + 1), prm + 6 + s * words_per_subframe,
+                        s, bfi, walk, frame.data() + s * L);
+    if (!sane) ++cleared;
   }
   float_to_pcm(frame.data(), synth, subframes * L);
+  return cleared;
 }
 
 }  // namespace quel

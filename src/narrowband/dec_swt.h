@@ -24,7 +24,9 @@ void init_dec_swt(SwtDecoder& state, NarrowbandDecoderShared& shared);
 /// prm    [0..20] the frame's parameter array, prm[0] the codec mode (0 or 1)
 /// synth  [0..143] 16-bit samples at 8 kHz
 /// bfi    0 received; 1 lost, and prm holds the next received frame; 2 lost, prm is not looked at
-void dec_swt(SwtDecoder& state, NarrowbandDecoderShared& shared, const Mode& mode,
-             const std::int32_t* prm, std::int16_t* synth, int bfi);
+///
+/// Returns the subframes that ran away and were cleared.
+int dec_swt(SwtDecoder& state, NarrowbandDecoderShared& shared, const Mode& mode,
+            const std::int32_t* prm, std::int16_t* synth, int bfi);
 
 }  // namespace quel

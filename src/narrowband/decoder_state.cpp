@@ -7,6 +7,12 @@
 
 namespace quel {
 
+void init_shared(NarrowbandDecoderShared& shared) {
+  shared.seed = 21845;
+  init_d_isf_ma(shared.isf);
+  init_d_gain2(shared.gains);
+}
+
 void init_synthesis(SynthesisState& state) {
   state = SynthesisState{};
   std::copy_n(isf_ini, 10, state.isfold.data());

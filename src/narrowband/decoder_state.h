@@ -13,9 +13,12 @@ namespace quel {
 struct NarrowbandDecoderShared {
   IsfDequantizer isf;
   GainDequantizer gains;
-  std::int16_t seed = 0;    ///< of random_func; 21845 after init_dec_swt
+  std::int16_t seed = 0;    ///< of random_func; 21845 after init_shared
   bool gBigEndian = false;  ///< the driver has swapped the bytes of every parameter word
 };
+
+/// Resets all of it but the byte order, which is the driver's.
+void init_shared(NarrowbandDecoderShared& shared);
 
 /// Synthesis side of either decoder, 8 kHz, PCM scale.
 struct SynthesisState {

@@ -104,8 +104,8 @@ void init_decod_wb(WidebandDecoder& state) {
   state.old_lsp = wideband::neutral_lsp();
 }
 
-void decod_wb(WidebandDecoder& state, const std::int32_t* prm, std::int16_t* out, int bad_lsf_ind,
-              int bad_pitch_ind) {
+int decod_wb(WidebandDecoder& state, const std::int32_t* prm, std::int16_t* out, int bad_lsf_ind,
+             int bad_pitch_ind) {
   // The indicators are flags: a sum with bfi could overflow, or cancel to "received".
   const int bfi = prm[0] != 0 ? 1 : 0;
   const int lsf_lost = bfi != 0 || bad_lsf_ind != 0 ? 1 : 0;
@@ -140,6 +140,7 @@ void decod_wb(WidebandDecoder& state, const std::int32_t* prm, std::int16_t* out
   if (ran_away[1]) std::fill_n(synth.data() + subframe, subframe, 0.0f);
   if (ran_away[1] || !is_sane(state.mem_post.data(), order)) state.mem_post.fill(0.0f);
   float_to_pcm(synth.data(), out, frame);
+  return ran_away[0] + ran_away[1];
 }
 
 }  // namespace quel

@@ -43,8 +43,8 @@ void init_decod_wb(WidebandDecoder& state);
 /// bad_pitch_ind  nonzero conceals the delays of a received frame
 ///
 /// Never fails. A subframe whose excitation or synthesis is not finite or beyond 1e9 in magnitude
-/// comes out as silence and clears the histories that fed it.
-void decod_wb(WidebandDecoder& state, const std::int32_t* prm, std::int16_t* out,
-              int bad_lsf_ind = 0, int bad_pitch_ind = 0);
+/// comes out as silence and clears the histories that fed it; returns how many did.
+int decod_wb(WidebandDecoder& state, const std::int32_t* prm, std::int16_t* out,
+             int bad_lsf_ind = 0, int bad_pitch_ind = 0);
 
 }  // namespace quel

@@ -136,6 +136,32 @@ TEST_P(Allocation, ACallThatFindsNoRoomForItsResultMayBeMadeAgain) {
   }
 }
 
+TEST_P(Allocation, StreamsInTheCallersMemoryTakeAndFreeNothing) {
+  const quel_encoder_options enc = QUEL_ENCODER_OPTIONS(flavor());
+  const quel_decoder_options dec = QUEL_DECODER_OPTIONS(flavor());
+  Bytes memory(28 * 1024);
+  const auto all_of = [&](auto&& work) {
+    const Outcome outcome = with_bad_memory(0, false, work);
+    EXPECT_EQ(outcome.allocations, 0);
+    EXPECT_EQ(outcome.left, 0);  // below 0 where something was freed
+  };
+  int code = -1;
+  all_of([&] {
+    quel_encoder* encoder = nullptr;
+    code = quel_encoder_init(memory.data(), memory.size(), &enc, &encoder);
+    code += quel_encoder_reset(encoder);
+    quel_encoder_destroy(encoder);
+  });
+  EXPECT_EQ(code, QUEL_OK);
+  all_of([&] {
+    quel_decoder* decoder = nullptr;
+    code = quel_decoder_init(memory.data(), memory.size(), &dec, &decoder);
+    code += quel_decoder_reset(decoder);
+    quel_decoder_destroy(decoder);
+  });
+  EXPECT_EQ(code, QUEL_OK);
+}
+
 TEST_P(Allocation, StreamsUseNoHeap) {
   for (const int concealment : {QUEL_CONCEAL_IMMEDIATE, QUEL_CONCEAL_DEFERRED}) {
     const quel_encoder_options enc = QUEL_ENCODER_OPTIONS(flavor());

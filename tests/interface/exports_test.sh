@@ -37,11 +37,15 @@ quel_samples_per_unit
 quel_bytes_per_unit
 quel_delay
 quel_error_text
+quel_encoder_size
+quel_encoder_init
 quel_encoder_create
 quel_encoder_destroy
 quel_encoder_reset
 quel_encoder_flavor
 quel_encode
+quel_decoder_size
+quel_decoder_init
 quel_decoder_create
 quel_decoder_destroy
 quel_decoder_reset

@@ -1,0 +1,98 @@
+/* A program as a small machine has it: C, no allocator, streams in memory of its own. It codes and
+ * decodes a second of made-up sound by each flavor, some frames lost, and prints what came of it as
+ * one number per flavor. own_memory_test.sh compares these with what streams from the heap give. */
+#include <quelcodec/quelcodec.h>
+#include <stdint.h>
+#include <stdio.h>
+
+#ifndef FROM_THE_HEAP
+static union {
+  long double aligned_most;
+  long long aligned_likewise;
+  unsigned char bytes[28 * 1024];
+} encoder_memory __attribute__((aligned));
+static union {
+  long double aligned_most;
+  long long aligned_likewise;
+  unsigned char bytes[14 * 1024];
+} decoder_memory __attribute__((aligned));
+#endif
+
+static int make(int flavor, quel_encoder** encoder, quel_decoder** decoder) {
+  const quel_encoder_options enc = QUEL_ENCODER_OPTIONS(flavor);
+  const quel_decoder_options dec = QUEL_DECODER_OPTIONS(flavor);
+#ifdef FROM_THE_HEAP
+  return quel_encoder_create(&enc, encoder) == QUEL_OK &&
+         quel_decoder_create(&dec, decoder) == QUEL_OK;
+#else
+  return quel_encoder_size(&enc) <= (int)sizeof encoder_memory &&
+         quel_decoder_size(&dec) <= (int)sizeof decoder_memory &&
+         quel_encoder_init(&encoder_memory, sizeof encoder_memory, &enc, encoder) == QUEL_OK &&
+         quel_decoder_init(&decoder_memory, sizeof decoder_memory, &dec, decoder) == QUEL_OK;
+#endif
+}
+
+static uint64_t hash(uint64_t sum, const void* data, size_t size) {
+  const unsigned char* bytes = data;
+  size_t i;
+  for (i = 0; i < size; ++i) sum = (sum ^ bytes[i]) * UINT64_C(0x100000001b3);
+  return sum;
+}
+
+/* A buzz whose pitch glides, with noise. */
+static void next_samples(int16_t* pcm, int n, uint32_t* random, int* phase, int* level) {
+  int i;
+  for (i = 0; i < n; ++i) {
+    *random = *random * 1664525u + 1013904223u;
+    *phase += 120 + (int)(*random >> 30);
+    if (*phase >= 8000) {
+      *phase -= 8000;
+      *level = 12000;
+    }
+    *level -= *level / 8;
+    pcm[i] = (int16_t)(*level - 1500 + (int)(*random >> 23) - 256);
+  }
+}
+
+static int run(int flavor, uint64_t* sum) {
+  static int16_t pcm[QUEL_MAX_SAMPLES];
+  static uint8_t unit[QUEL_MAX_BYTES];
+  quel_encoder* encoder = NULL;
+  quel_decoder* decoder = NULL;
+  const int samples = quel_samples_per_unit(flavor), rate = quel_sampling_rate(flavor);
+  uint32_t random = (uint32_t)flavor;
+  int phase = 0, level = 0, k;
+  if (!make(flavor, &encoder, &decoder)) return 0;
+  *sum = UINT64_C(0xcbf29ce484222325);
+  for (k = 0; k < rate / samples; ++k) {
+    int bytes, heard;
+    next_samples(pcm, samples, &random, &phase, &level);
+    bytes = quel_encode(encoder, pcm, (size_t)samples, unit, sizeof unit);
+    if (bytes < 0) return 0;
+    *sum = hash(*sum, unit, (size_t)bytes);
+    heard = quel_decode(decoder, unit, (size_t)bytes, k % 7 == 5 ? 0 : QUEL_ALL_RECEIVED, pcm,
+                        QUEL_MAX_SAMPLES);
+    if (heard != samples) return 0;
+    for (heard = 0; heard < samples; ++heard) {
+      const unsigned char low = (unsigned char)(pcm[heard] & 0xff);
+      const unsigned char high = (unsigned char)((pcm[heard] >> 8) & 0xff);
+      *sum = hash(hash(*sum, &low, 1), &high, 1);
+    }
+  }
+#ifdef FROM_THE_HEAP
+  quel_encoder_destroy(encoder);
+  quel_decoder_destroy(decoder);
+#endif
+  return 1;
+}
+
+int main(void) {
+  int flavor, digit;
+  for (flavor = 0; quel_flavor_info(flavor) != NULL; ++flavor) {
+    uint64_t sum = 0;
+    if (!run(flavor, &sum)) return 1;
+    for (digit = 60; digit >= 0; digit -= 4) putchar("0123456789abcdef"[(sum >> digit) & 15]);
+    putchar('\n');
+  }
+  return 0;
+}
