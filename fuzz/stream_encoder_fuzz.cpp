@@ -183,10 +183,10 @@ void Session::call_wrongly(int kind) {
       break;
     default: {
       quel_encoder_options options = QUEL_ENCODER_OPTIONS(input_.number<std::int32_t>());
-      options.reserved = input_.number<std::int32_t>();
+      options.reserved[0] = input_.number<std::int32_t>();
       quel_encoder* made = fresh_;
       const int result = quel_encoder_create(&options, &made);
-      const bool sound = options.flavor >= 0 && options.flavor <= 3 && options.reserved == 0;
+      const bool sound = options.flavor >= 0 && options.flavor <= 3 && options.reserved[0] == 0;
       require((result == QUEL_OK) == sound && sound == (made != fresh_));
       if (sound) quel_encoder_destroy(made);
     }

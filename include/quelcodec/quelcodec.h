@@ -148,17 +148,27 @@ const char* quel_error_text(int code);
 typedef struct quel_encoder quel_encoder; /**< made by quel_encoder_create or quel_encoder_init */
 typedef struct quel_decoder quel_decoder; /**< made by quel_decoder_create or quel_decoder_init */
 
-/** Set by QUEL_ENCODER_OPTIONS. The struct may grow at its end; `size` tells the library how much
- *  of it the caller knows. Bytes beyond what the library knows must be zero. */
+/* How options grow: a new option takes a reserved place, or else the struct grows at its end by two
+ * ints, one of them reserved until it has a use. `size` is followed by an even number of ints in
+ * every version, so no struct has padding, in which a value that one side does not know could hide.
+ * Reserved places and whatever lies beyond what the library knows must be zero, which is every
+ * option's default. `size` tells the library how much of the struct the caller knows: an older,
+ * shorter one is taken with defaults for the rest. */
+
+/** Set by QUEL_ENCODER_OPTIONS. */
 typedef struct quel_encoder_options {
-  size_t size;  /**< sizeof(quel_encoder_options) */
-  int flavor;   /**< QUEL_FLAVOR_...; kept for the stream's life */
-  int reserved; /**< 0 */
+  size_t size;     /**< sizeof(quel_encoder_options) */
+  int flavor;      /**< QUEL_FLAVOR_...; kept for the stream's life */
+  int reserved[3]; /**< 0 */
 } quel_encoder_options;
 
 /** Initialises a quel_encoder_options. */
-#define QUEL_ENCODER_OPTIONS(flavor) \
-  { sizeof(quel_encoder_options), (flavor), 0 }
+#define QUEL_ENCODER_OPTIONS(flavor)          \
+  {                                           \
+    sizeof(quel_encoder_options), (flavor), { \
+      0, 0, 0                                 \
+    }                                         \
+  }
 
 /** How a decoder stream makes up for lost frames. */
 enum {
@@ -170,16 +180,21 @@ enum {
   QUEL_CONCEAL_DEFERRED = 1
 };
 
-/** Set by QUEL_DECODER_OPTIONS; grows as quel_encoder_options does. */
+/** Set by QUEL_DECODER_OPTIONS. */
 typedef struct quel_decoder_options {
   size_t size;     /**< sizeof(quel_decoder_options) */
   int flavor;      /**< QUEL_FLAVOR_...; kept for the stream's life */
   int concealment; /**< QUEL_CONCEAL_... */
+  int reserved[2]; /**< 0 */
 } quel_decoder_options;
 
 /** Initialises a quel_decoder_options: immediate concealment. */
-#define QUEL_DECODER_OPTIONS(flavor) \
-  { sizeof(quel_decoder_options), (flavor), QUEL_CONCEAL_IMMEDIATE }
+#define QUEL_DECODER_OPTIONS(flavor)                                  \
+  {                                                                   \
+    sizeof(quel_decoder_options), (flavor), QUEL_CONCEAL_IMMEDIATE, { \
+      0, 0                                                            \
+    }                                                                 \
+  }
 
 /** Bytes that an encoder with these options takes, at most 28 KiB; 16 KiB at 8 kHz.
  *  Errors: ARGUMENT, OPTIONS, FLAVOR. */

@@ -6,6 +6,7 @@
 #include <climits>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <numeric>
 #include <string>
 #include <vector>
@@ -192,9 +193,16 @@ TEST(Stream, CreateChecksItsOptionsAndLeavesTheHandle) {
     EXPECT_EQ(quel_decoder_create(&dec, &decoder), QUEL_ERROR_FLAVOR);
   }
   enc.flavor = dec.flavor = 1;
-  enc.reserved = 1;
-  EXPECT_EQ(quel_encoder_create(&enc, &encoder), QUEL_ERROR_OPTIONS);
-  enc.reserved = 0;
+  for (int& reserved : enc.reserved) {
+    reserved = 1;
+    EXPECT_EQ(quel_encoder_create(&enc, &encoder), QUEL_ERROR_OPTIONS);
+    reserved = 0;
+  }
+  for (int& reserved : dec.reserved) {
+    reserved = -1;
+    EXPECT_EQ(quel_decoder_create(&dec, &decoder), QUEL_ERROR_OPTIONS);
+    reserved = 0;
+  }
   for (const int none : {-1, 2}) {
     dec.concealment = none;
     EXPECT_EQ(quel_decoder_create(&dec, &decoder), QUEL_ERROR_OPTIONS);
@@ -219,6 +227,37 @@ TEST(Stream, NewerCallersOptionsAreTakenWhereTheyAreZero) {
   quel_decoder_destroy(decoder);
   options.later[3] = 1;
   EXPECT_EQ(quel_decoder_create(&options.known, &decoder), QUEL_ERROR_OPTIONS);
+}
+
+// As a program built against the first header has them, with something else right behind.
+TEST(Stream, OlderCallersOptionsAreTakenAsFarAsTheyGo) {
+  struct {
+    std::size_t size;
+    int flavor, second;
+  } old = {sizeof old, QUEL_FLAVOR_5K, 0};
+  struct {
+    decltype(old) options;
+    unsigned char next[64];
+  } memory;
+  std::memset(&memory, 0xee, sizeof memory);
+  memory.options = old;
+  quel_encoder_options enc;
+  quel_decoder_options dec;
+  static_assert(sizeof enc <= sizeof memory && sizeof dec <= sizeof memory);
+  std::memcpy(&enc, &memory, sizeof enc);
+  std::memcpy(&dec, &memory, sizeof dec);
+  quel_encoder* encoder = nullptr;
+  quel_decoder* decoder = nullptr;
+  ASSERT_EQ(quel_encoder_create(&enc, &encoder), QUEL_OK);
+  EXPECT_EQ(quel_encoder_flavor(encoder), QUEL_FLAVOR_5K);
+  quel_encoder_destroy(encoder);
+  ASSERT_EQ(quel_decoder_create(&dec, &decoder), QUEL_OK);
+  EXPECT_EQ(quel_decoder_max_samples(decoder), 480);
+  quel_decoder_destroy(decoder);
+  // Shorter than any ever was.
+  enc.size = dec.size = sizeof old - 1;
+  EXPECT_EQ(quel_encoder_create(&enc, &encoder), QUEL_ERROR_OPTIONS);
+  EXPECT_EQ(quel_decoder_create(&dec, &decoder), QUEL_ERROR_OPTIONS);
 }
 
 TEST(Stream, NullStreamsAreRefusedOrIgnored) {
