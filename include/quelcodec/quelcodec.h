@@ -121,7 +121,7 @@ enum {
   QUEL_ERROR_FLAVOR = -2,   /**< the flavor is outside 0..3 */
   QUEL_ERROR_OPTIONS = -3, /**< an option has a value, or a size, that this library does not know */
   QUEL_ERROR_MEMORY = -4,  /**< no memory for the stream, or less than it needs */
-  QUEL_ERROR_LENGTH = -5,  /**< the input is not exactly one unit */
+  QUEL_ERROR_LENGTH = -5,  /**< the input is not one unit, or whole ones where a call takes many */
   QUEL_ERROR_CAPACITY = -6, /**< the output buffer is too small for what the call would give */
   QUEL_ERROR_ALIGNMENT = -7 /**< the memory for the stream is not aligned as max_align_t */
 };
@@ -230,6 +230,27 @@ int quel_encoder_flavor(const quel_encoder* encoder);
 int quel_encode(quel_encoder* encoder, const int16_t* pcm, size_t samples, uint8_t* unit,
                 size_t capacity);
 
+/** Bytes that coding so many samples gives. Errors: ARGUMENT; LENGTH where these are not whole
+ *  units. */
+int64_t quel_encode_units_bytes(const quel_encoder* encoder, size_t samples);
+
+/** Codes any number of units, as quel_encode called for each.
+ *
+ *  pcm       [0..samples-1] 16-bit samples at the flavor's rate; may be null with 0 samples
+ *  samples   any number of whole units, none included
+ *  units     written, one unit behind the other; may be null with 0 samples
+ *  capacity  bytes that `units` can hold, at least quel_encode_units_bytes
+ *
+ *  Returns the bytes written. Errors: ARGUMENT, LENGTH, CAPACITY. */
+int64_t quel_encode_units(quel_encoder* encoder, const int16_t* pcm, size_t samples, uint8_t* units,
+                          size_t capacity);
+
+/** The same from samples of -1..1: each becomes the 16-bit sample nearest to 32768 times it, the
+ * even one of two as near; what is beyond -32768 or 32767 becomes that, and what is no number
+ * becomes 0. */
+int64_t quel_encode_units_float(quel_encoder* encoder, const float* pcm, size_t samples,
+                                uint8_t* units, size_t capacity);
+
 /** Bytes that a decoder with these options takes, at most 14 KiB.
  *  Errors: ARGUMENT, OPTIONS, FLAVOR. */
 int quel_decoder_size(const quel_decoder_options* options);
@@ -265,6 +286,46 @@ int quel_decoder_max_samples(const quel_decoder* decoder);
  *  CAPACITY. */
 int quel_decode(quel_decoder* decoder, const uint8_t* unit, size_t bytes, uint32_t received,
                 int16_t* pcm, size_t capacity);
+
+/** The most samples that decoding so many bytes can give: their own with immediate concealment,
+ * five frames more with deferred. Errors: ARGUMENT; LENGTH where these are not whole units, or
+ * where the samples would be more than 63 bits count. */
+int64_t quel_decode_units_samples(const quel_decoder* decoder, size_t bytes);
+
+/** Decodes any number of units, as quel_decode called for each.
+ *
+ *  units     [0..bytes-1] coded units, one behind the other; of those that did not arrive the bytes
+ *            are not looked at. May be null where no frame arrived
+ *  bytes     any number of whole units, none included; the lost ones count
+ *  received  one byte for each frame of the units, zero where it was lost; null: all arrived
+ *  pcm       [0..result-1] written
+ *  capacity  samples that `pcm` can hold; quel_decode_units_samples is always enough
+ *
+ *  Returns the samples written. Errors: ARGUMENT, LENGTH, CAPACITY. */
+int64_t quel_decode_units(quel_decoder* decoder, const uint8_t* units, size_t bytes,
+                          const uint8_t* received, int16_t* pcm, size_t capacity);
+
+/** The same to samples of -1..1: the 16-bit ones divided by 32768, which is exact. */
+int64_t quel_decode_units_float(quel_decoder* decoder, const uint8_t* units, size_t bytes,
+                                const uint8_t* received, float* pcm, size_t capacity);
+
+/** What became of a decoder's frames since it was made or reset. The struct may grow at its end. */
+typedef struct quel_decoder_counts {
+  size_t size;        /**< sizeof(quel_decoder_counts) */
+  uint64_t decoded;   /**< frames that arrived */
+  uint64_t concealed; /**< frames that were lost and made up for; not those of which deferred
+                           concealment gave nothing */
+  uint64_t cleared;   /**< frames of either kind of which a part came out absurdly loud and was
+                           silenced */
+} quel_decoder_counts;
+
+/** Initialises a quel_decoder_counts. */
+#define QUEL_DECODER_COUNTS \
+  { sizeof(quel_decoder_counts), 0, 0, 0 }
+
+/** Fills in `counts`. Flavor 2 counts a frame when it is given, one frame before it is heard.
+ *  Errors: ARGUMENT; OPTIONS for a size that no version had. */
+int quel_decoder_statistics(const quel_decoder* decoder, quel_decoder_counts* counts);
 
 /* ---- Plug-in functions -----------------------------------------------------------------------
  *

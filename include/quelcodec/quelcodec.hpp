@@ -7,6 +7,10 @@
 ///     std::vector<std::int16_t> pcm(encoder.samples_per_unit());
 ///     std::vector<std::uint8_t> unit = encoder.encode(pcm);
 ///     std::vector<std::int16_t> heard = decoder.decode(unit);
+///
+/// Every call comes in two forms. Those named try_... throw nothing and return what the C function
+/// returns: a count, or a negative code. The others throw where these would return a code, and some
+/// allocate their results; they are there where the compiler has exceptions switched on.
 #ifndef QUELCODEC_QUELCODEC_HPP_
 #define QUELCODEC_QUELCODEC_HPP_
 
@@ -16,29 +20,14 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+
+#ifdef __cpp_exceptions
 #include <stdexcept>
 #include <vector>
+#endif
 
 /// The C++ classes.
 namespace quel {
-
-/// What every failure throws; what() is quel_error_text(code()).
-class Error : public std::runtime_error {
- public:
-  /// code  a QUEL_ERROR_... value
-  explicit Error(int code) : std::runtime_error(quel_error_text(code)), code_(code) {}
-  /// A QUEL_ERROR_... value.
-  int code() const noexcept { return code_; }
-
- private:
-  int code_;
-};
-
-/// The getters' results as they are, failures as exceptions.
-inline int check(int result) {
-  if (result < 0) throw Error(result);
-  return result;
-}
 
 /// The library's version, as QUEL_VERSION counts.
 inline int version() noexcept {
@@ -59,35 +48,93 @@ enum class Concealment : int {
   deferred = QUEL_CONCEAL_DEFERRED
 };
 
-/// An encoder stream. May move, not be copied; using one that was moved from throws
+#ifdef __cpp_exceptions
+
+/// What every failure throws; what() is quel_error_text(code()).
+class Error : public std::runtime_error {
+ public:
+  /// code  a QUEL_ERROR_... value
+  explicit Error(int code) : std::runtime_error(quel_error_text(code)), code_(code) {}
+  /// A QUEL_ERROR_... value.
+  int code() const noexcept { return code_; }
+
+ private:
+  int code_;
+};
+
+/// The results of C functions as they are, failures as exceptions.
+inline int check(int result) {
+  if (result < 0) throw Error(result);
+  return result;
+}
+/// The same of sizes.
+inline std::size_t check_size(std::int64_t result) {
+  if (result < 0) throw Error(static_cast<int>(result));
+  return static_cast<std::size_t>(result);
+}
+
+#endif
+
+/// An encoder stream. May move, not be copied; using one that was moved from fails with
 /// QUEL_ERROR_ARGUMENT. One thread at a time.
 class Encoder {
  public:
+  /// No stream, as after a move.
+  Encoder() noexcept = default;
+
+  /// Makes `encoder` a new stream of a flavor; leaves it as it was where that fails.
+  static int try_make(int flavor, Encoder& encoder) noexcept {
+    const quel_encoder_options options = QUEL_ENCODER_OPTIONS(flavor);
+    quel_encoder* stream = nullptr;
+    const int result = quel_encoder_create(&options, &stream);
+    if (result == QUEL_OK) encoder.stream_.reset(stream);
+    return result;
+  }
+  /// As quel_encode.
+  int try_encode(std::span<const std::int16_t> pcm, std::span<std::uint8_t> unit) noexcept {
+    return quel_encode(get(), pcm.data(), pcm.size(), unit.data(), unit.size());
+  }
+  /// As quel_encode_units.
+  std::int64_t try_encode_units(std::span<const std::int16_t> pcm,
+                                std::span<std::uint8_t> units) noexcept {
+    return quel_encode_units(get(), pcm.data(), pcm.size(), units.data(), units.size());
+  }
+  /// As quel_encode_units_float.
+  std::int64_t try_encode_units(std::span<const float> pcm,
+                                std::span<std::uint8_t> units) noexcept {
+    return quel_encode_units_float(get(), pcm.data(), pcm.size(), units.data(), units.size());
+  }
+  /// Back to the state after construction.
+  int try_reset() noexcept { return quel_encoder_reset(get()); }
+
+  /// The C stream, which stays this object's own.
+  quel_encoder* get() const noexcept { return stream_.get(); }
+
+#ifdef __cpp_exceptions
+
   /// flavor  QUEL_FLAVOR_...
   ///
   /// Throws QUEL_ERROR_FLAVOR or QUEL_ERROR_MEMORY.
   explicit Encoder(int flavor) {
-    const quel_encoder_options options = QUEL_ENCODER_OPTIONS(flavor);
-    quel_encoder* stream = nullptr;
-    check(quel_encoder_create(&options, &stream));
-    stream_.reset(stream);
+    check(try_make(flavor, *this));
   }
 
   /// The flavor given at construction.
-  int flavor() const { return check(quel_encoder_flavor(stream_.get())); }
+  int flavor() const {
+    return check(quel_encoder_flavor(get()));
+  }
   /// Samples that encode() takes.
   std::size_t samples_per_unit() const {
-    return static_cast<std::size_t>(check(quel_samples_per_unit(flavor())));
+    return check_size(quel_samples_per_unit(flavor()));
   }
   /// Bytes that encode() gives.
   std::size_t bytes_per_unit() const {
-    return static_cast<std::size_t>(check(quel_bytes_per_unit(flavor())));
+    return check_size(quel_bytes_per_unit(flavor()));
   }
 
   /// Codes exactly samples_per_unit() samples into `unit` and returns the bytes written.
   std::size_t encode(std::span<const std::int16_t> pcm, std::span<std::uint8_t> unit) {
-    return static_cast<std::size_t>(
-        check(quel_encode(stream_.get(), pcm.data(), pcm.size(), unit.data(), unit.size())));
+    return check_size(try_encode(pcm, unit));
   }
   /// The same into memory of its own.
   std::vector<std::uint8_t> encode(std::span<const std::int16_t> pcm) {
@@ -96,11 +143,37 @@ class Encoder {
     return unit;
   }
 
-  /// Back to the state after construction.
-  void reset() { check(quel_encoder_reset(stream_.get())); }
+  /// Bytes that encode_units() of so many samples gives.
+  std::size_t units_bytes(std::size_t samples) const {
+    return check_size(quel_encode_units_bytes(get(), samples));
+  }
+  /// Codes whole units, any number of them, into `units` and returns the bytes written.
+  std::size_t encode_units(std::span<const std::int16_t> pcm, std::span<std::uint8_t> units) {
+    return check_size(try_encode_units(pcm, units));
+  }
+  /// The same from samples of -1..1.
+  std::size_t encode_units(std::span<const float> pcm, std::span<std::uint8_t> units) {
+    return check_size(try_encode_units(pcm, units));
+  }
+  /// The same into memory of its own.
+  std::vector<std::uint8_t> encode_units(std::span<const std::int16_t> pcm) {
+    std::vector<std::uint8_t> units(units_bytes(pcm.size()));
+    encode_units(pcm, units);
+    return units;
+  }
+  /// The same from samples of -1..1 into memory of its own.
+  std::vector<std::uint8_t> encode_units(std::span<const float> pcm) {
+    std::vector<std::uint8_t> units(units_bytes(pcm.size()));
+    encode_units(pcm, units);
+    return units;
+  }
 
-  /// The C stream, which stays this object's own.
-  quel_encoder* get() const noexcept { return stream_.get(); }
+  /// Back to the state after construction.
+  void reset() {
+    check(try_reset());
+  }
+
+#endif
 
  private:
   struct Destroy {
@@ -112,22 +185,73 @@ class Encoder {
 /// A decoder stream; moves and threads as Encoder.
 class Decoder {
  public:
+  /// No stream, as after a move.
+  Decoder() noexcept = default;
+
+  /// Makes `decoder` a new stream of a flavor; leaves it as it was where that fails.
+  static int try_make(int flavor, Concealment concealment, Decoder& decoder) noexcept {
+    quel_decoder_options options = QUEL_DECODER_OPTIONS(flavor);
+    options.concealment = static_cast<int>(concealment);
+    quel_decoder* stream = nullptr;
+    const int result = quel_decoder_create(&options, &stream);
+    if (result == QUEL_OK) decoder.stream_.reset(stream);
+    return result;
+  }
+  /// As quel_decode; an empty unit counts as null.
+  int try_decode(std::span<const std::uint8_t> unit, std::uint32_t received,
+                 std::span<std::int16_t> pcm) noexcept {
+    // An empty span may point anywhere, an emptied vector's for one.
+    const std::uint8_t* const bytes = unit.empty() ? nullptr : unit.data();
+    return quel_decode(get(), bytes, unit.size(), received, pcm.data(), pcm.size());
+  }
+  /// As quel_decode_units.
+  ///
+  /// received  a byte for each frame, zero where it was lost; empty where all arrived. Flags for
+  ///           another number of frames are QUEL_ERROR_LENGTH
+  std::int64_t try_decode_units(std::span<const std::uint8_t> units,
+                                std::span<const std::uint8_t> received,
+                                std::span<std::int16_t> pcm) noexcept {
+    const int result = check_flags(units.size(), received.size());
+    if (result != QUEL_OK) return result;
+    return quel_decode_units(get(), units.data(), units.size(), flags(received), pcm.data(),
+                             pcm.size());
+  }
+  /// As quel_decode_units_float, with flags as above.
+  std::int64_t try_decode_units(std::span<const std::uint8_t> units,
+                                std::span<const std::uint8_t> received,
+                                std::span<float> pcm) noexcept {
+    const int result = check_flags(units.size(), received.size());
+    if (result != QUEL_OK) return result;
+    return quel_decode_units_float(get(), units.data(), units.size(), flags(received), pcm.data(),
+                                   pcm.size());
+  }
+  /// As quel_decoder_statistics.
+  int try_counts(quel_decoder_counts& counts) const noexcept {
+    counts = QUEL_DECODER_COUNTS;
+    return quel_decoder_statistics(get(), &counts);
+  }
+  /// Back to the state after construction.
+  int try_reset() noexcept { return quel_decoder_reset(get()); }
+
+  /// The C stream, which stays this object's own.
+  quel_decoder* get() const noexcept { return stream_.get(); }
+
+#ifdef __cpp_exceptions
+
   /// flavor  QUEL_FLAVOR_...
   ///
   /// Throws QUEL_ERROR_FLAVOR, QUEL_ERROR_OPTIONS or QUEL_ERROR_MEMORY.
   explicit Decoder(int flavor, Concealment concealment = Concealment::immediate) {
-    quel_decoder_options options = QUEL_DECODER_OPTIONS(flavor);
-    options.concealment = static_cast<int>(concealment);
-    quel_decoder* stream = nullptr;
-    check(quel_decoder_create(&options, &stream));
-    stream_.reset(stream);
+    check(try_make(flavor, concealment, *this));
   }
 
   /// The flavor given at construction.
-  int flavor() const { return check(quel_decoder_flavor(stream_.get())); }
+  int flavor() const {
+    return check(quel_decoder_flavor(get()));
+  }
   /// The most samples that one decode() gives.
   std::size_t max_samples() const {
-    return static_cast<std::size_t>(check(quel_decoder_max_samples(stream_.get())));
+    return check_size(quel_decoder_max_samples(get()));
   }
 
   /// Decodes one unit into `pcm` and returns the samples written.
@@ -137,10 +261,7 @@ class Decoder {
   /// pcm       room for max_samples() is always enough
   std::size_t decode(std::span<const std::uint8_t> unit, std::uint32_t received,
                      std::span<std::int16_t> pcm) {
-    // An empty span may point anywhere, an emptied vector's for one.
-    const std::uint8_t* const bytes = unit.empty() ? nullptr : unit.data();
-    return static_cast<std::size_t>(
-        check(quel_decode(stream_.get(), bytes, unit.size(), received, pcm.data(), pcm.size())));
+    return check_size(try_decode(unit, received, pcm));
   }
   /// The same into memory of its own.
   std::vector<std::int16_t> decode(std::span<const std::uint8_t> unit,
@@ -150,15 +271,69 @@ class Decoder {
     return pcm;
   }
   /// What the decoder gives for a unit of which nothing arrived.
-  std::vector<std::int16_t> conceal() { return decode({}, 0); }
+  std::vector<std::int16_t> conceal() {
+    return decode({}, 0);
+  }
+
+  /// The most samples that decode_units() of so many bytes gives.
+  std::size_t units_samples(std::size_t bytes) const {
+    return check_size(quel_decode_units_samples(get(), bytes));
+  }
+  /// Decodes whole units, any number of them, into `pcm` and returns the samples written.
+  ///
+  /// received  a byte for each frame, zero where it was lost; empty where all arrived
+  /// pcm       room for units_samples(units.size()) is always enough
+  std::size_t decode_units(std::span<const std::uint8_t> units,
+                           std::span<const std::uint8_t> received, std::span<std::int16_t> pcm) {
+    return check_size(try_decode_units(units, received, pcm));
+  }
+  /// The same to samples of -1..1.
+  std::size_t decode_units(std::span<const std::uint8_t> units,
+                           std::span<const std::uint8_t> received, std::span<float> pcm) {
+    return check_size(try_decode_units(units, received, pcm));
+  }
+  /// The same into memory of its own.
+  std::vector<std::int16_t> decode_units(std::span<const std::uint8_t> units,
+                                         std::span<const std::uint8_t> received = {}) {
+    std::vector<std::int16_t> pcm(units_samples(units.size()));
+    pcm.resize(decode_units(units, received, std::span(pcm)));
+    return pcm;
+  }
+  /// The same to samples of -1..1 in memory of its own.
+  std::vector<float> decode_units_float(std::span<const std::uint8_t> units,
+                                        std::span<const std::uint8_t> received = {}) {
+    std::vector<float> pcm(units_samples(units.size()));
+    pcm.resize(decode_units(units, received, std::span(pcm)));
+    return pcm;
+  }
+
+  /// What became of the frames since construction or reset.
+  quel_decoder_counts counts() const {
+    quel_decoder_counts counts;
+    check(try_counts(counts));
+    return counts;
+  }
 
   /// Back to the state after construction.
-  void reset() { check(quel_decoder_reset(stream_.get())); }
+  void reset() {
+    check(try_reset());
+  }
 
-  /// The C stream, which stays this object's own.
-  quel_decoder* get() const noexcept { return stream_.get(); }
+#endif
 
  private:
+  // The C function cannot know how many flags there are.
+  int check_flags(std::size_t bytes, std::size_t given) const noexcept {
+    const quel_flavor* info = quel_flavor_info(quel_decoder_flavor(get()));
+    if (info == nullptr) return QUEL_ERROR_ARGUMENT;
+    const std::size_t units = bytes / static_cast<std::size_t>(info->bytes_per_unit);
+    const bool fits = given == units * static_cast<std::size_t>(info->frames_per_unit);
+    return given == 0 || fits ? QUEL_OK : QUEL_ERROR_LENGTH;
+  }
+  static const std::uint8_t* flags(std::span<const std::uint8_t> received) noexcept {
+    return received.empty() ? nullptr : received.data();
+  }
+
   struct Destroy {
     void operator()(quel_decoder* stream) const noexcept { quel_decoder_destroy(stream); }
   };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 
 namespace quel {
@@ -18,6 +19,26 @@ inline std::int16_t float_to_pcm(float x) {
 /// out[i] = float_to_pcm(x[i]), i = 0..n-1.
 inline void float_to_pcm(const float* x, std::int16_t* out, int n) {
   for (int i = 0; i < n; ++i) out[i] = float_to_pcm(x[i]);
+}
+
+/// Sample of -1..1 to 16-bit PCM: 32768 times as large, rounded to nearest, ties to the even one,
+/// clipped to -32768..32767. Defined for every float: infinities clip, NaN gives 0.
+inline std::int16_t unit_to_pcm(float x) {
+  const float y = 32768.0f * x;  // exact, or so large that it clips
+  if (y >= 32767.0f) return 32767;
+  if (y <= -32768.0f) return -32768;
+  if (y != y) return 0;
+  // By hand: the C library's rounding follows a mode that a program can change.
+  const float below = std::floor(y);
+  const float rest = y - below;
+  const auto whole = static_cast<std::int32_t>(below);
+  const bool up = rest > 0.5f || (rest == 0.5f && whole % 2 != 0);
+  return static_cast<std::int16_t>(up ? whole + 1 : whole);
+}
+
+/// 16-bit PCM to a sample of -1..1: sample / 32768, which is exact.
+inline float pcm_to_unit(std::int16_t sample) {
+  return static_cast<float>(sample) / 32768.0f;
 }
 
 }  // namespace quel

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "bitstream/flavor.h"
 #include "bitstream/serial.h"
+#include "dsp/pcm.h"
 
 namespace quel {
 namespace {
@@ -17,9 +19,11 @@ void swap_words(bool big_endian, Parameters& prm, const Flavor& facts) {
   if (big_endian) SwapIntBytes(prm.data(), facts.words());
 }
 
-void encode_frame(const EncoderParts& parts, const Mode& mode, const std::int16_t* in,
+void encode_frame(const EncoderParts& parts, const Mode& mode, SampleSource& source,
                   std::uint8_t* out, std::int32_t position, std::uint32_t flavor) {
   const Flavor& facts = flavors[flavor];
+  std::array<std::int16_t, max_len_frame> room;
+  const std::int16_t* in = source.next(mode.len_frame, room.data());
   Parameters prm{};
   if (facts.coder == Coder::wideband) {
     std::copy_n(in, facts.len_frame, new_speech2(*parts.wideband));
@@ -64,43 +68,51 @@ int run_decoder(const DecoderParts& parts, const Mode& mode, Parameters& prm, Er
 
 // One frame in `len_frame` samples: cut, or followed by zeros, where the decoder's differ.
 void append_frame(const DecoderParts& parts, const Mode& mode, Parameters& prm, Erasure erasure,
-                  std::uint32_t flavor, std::int16_t* out) {
+                  std::uint32_t flavor, SampleSink& out) {
   std::array<std::int16_t, max_len_frame> frame{};
   const int cleared = run_decoder(parts, mode, prm, erasure, flavor, frame.data());
   DriverState& driver = *parts.driver;
   ++(erasure == Erasure::received ? driver.decoded : driver.concealed);
   if (cleared > 0) ++driver.cleared;
   const int n = std::min(flavors[flavor].len_frame, mode.len_frame);
-  std::copy_n(frame.data(), n, out);
-  std::fill_n(out + n, mode.len_frame - n, std::int16_t{0});
+  out.put(frame.data(), n);
+  out.put_silence(mode.len_frame - n);
 }
 
 void decode_call(const DecoderParts& parts, const Mode& mode, const std::uint8_t* in,
                  std::int16_t* out, std::uint32_t bytes, std::uint32_t* mask, std::uint32_t flavor,
                  std::int32_t* samples) {
-  *samples = 0;
-  if (mode.prmBits <= 0) return;
-  std::int32_t& missing = parts.driver->numPacketsMissing;
+  SampleSink sink(out);
   std::int32_t left = static_cast<std::int32_t>(bytes) * 8;
   std::int32_t position = 0;
-  for (; left >= mode.prmBits; left -= mode.prmBits, position += mode.prmBits) {
+  for (; mode.prmBits > 0 && left >= mode.prmBits; left -= mode.prmBits, position += mode.prmBits) {
     const bool received = (*mask & 1u) != 0;
     *mask >>= 1;
-    if (!received) {
-      missing = std::min(missing + 1, max_packets_missing);
-      continue;
-    }
-    Parameters prm = unpack(parts.big_endian, mode, in, position, flavor);
-    for (; missing >= 1; --missing) {
-      append_frame(parts, mode, prm, Erasure::lost_next_known, flavor, out + *samples);
-      *samples += mode.len_frame;
-    }
-    append_frame(parts, mode, prm, Erasure::received, flavor, out + *samples);
-    *samples += mode.len_frame;
+    take_frame_deferred(parts, mode, received ? in : nullptr, position, flavor, sink);
   }
+  *samples = static_cast<std::int32_t>(sink.count());
 }
 
 }  // namespace
+
+const std::int16_t* SampleSource::next(int n, std::int16_t* room) {
+  if (pcm_ != nullptr) return std::exchange(pcm_, pcm_ + n);
+  std::transform(real_, real_ + n, room, unit_to_pcm);
+  real_ += n;
+  return room;
+}
+
+void SampleSink::put(const std::int16_t* samples, int n) {
+  if (pcm_ != nullptr) pcm_ = std::copy_n(samples, n, pcm_);
+  if (real_ != nullptr) real_ = std::transform(samples, samples + n, real_, pcm_to_unit);
+  count_ += n;
+}
+
+void SampleSink::put_silence(int n) {
+  if (pcm_ != nullptr) pcm_ = std::fill_n(pcm_, n, std::int16_t{0});
+  if (real_ != nullptr) real_ = std::fill_n(real_, n, 0.0f);
+  count_ += n;
+}
 
 void init_parts(const EncoderParts& parts) {
   if (parts.narrowband != nullptr) init_cod_swt(*parts.narrowband);
@@ -129,11 +141,17 @@ void freeVXEncoder() {}
 
 void VXEncode(const EncoderParts& parts, const Mode& mode, const std::int16_t* in,
               std::uint8_t* out, std::uint32_t flavor) {
+  SampleSource source(in);
+  encode_unit(parts, mode, source, out, flavor);
+}
+
+void encode_unit(const EncoderParts& parts, const Mode& mode, SampleSource& in, std::uint8_t* out,
+                 std::uint32_t flavor) {
   // Frames are put in bit by bit. Over what a caller never wrote, that looks to tools such as
   // valgrind as if the unit depended on it.
   std::fill_n(out, mode.outputBytes, std::uint8_t{0});
   for (std::int32_t frame = 0; frame < mode.framesPerCycle; ++frame) {
-    encode_frame(parts, mode, in + frame * mode.len_frame, out, frame * mode.prmBits, flavor);
+    encode_frame(parts, mode, in, out, frame * mode.prmBits, flavor);
   }
 }
 
@@ -177,7 +195,29 @@ void decode_frame(const DecoderParts& parts, const Mode& mode, const std::uint8_
                   std::int32_t position, Erasure erasure, std::uint32_t flavor, std::int16_t* out) {
   Parameters prm{};
   if (erasure == Erasure::received) prm = unpack(parts.big_endian, mode, in, position, flavor);
-  append_frame(parts, mode, prm, erasure, flavor, out);
+  SampleSink sink(out);
+  append_frame(parts, mode, prm, erasure, flavor, sink);
+}
+
+void take_frame_at_once(const DecoderParts& parts, const Mode& mode, const std::uint8_t* in,
+                        std::int32_t position, std::uint32_t flavor, SampleSink& out) {
+  Parameters prm{};
+  if (in != nullptr) prm = unpack(parts.big_endian, mode, in, position, flavor);
+  append_frame(parts, mode, prm, in != nullptr ? Erasure::received : Erasure::lost, flavor, out);
+}
+
+void take_frame_deferred(const DecoderParts& parts, const Mode& mode, const std::uint8_t* in,
+                         std::int32_t position, std::uint32_t flavor, SampleSink& out) {
+  std::int32_t& missing = parts.driver->numPacketsMissing;
+  if (in == nullptr) {
+    missing = std::min(missing + 1, max_packets_missing);
+    return;
+  }
+  Parameters prm = unpack(parts.big_endian, mode, in, position, flavor);
+  for (; missing >= 1; --missing) {
+    append_frame(parts, mode, prm, Erasure::lost_next_known, flavor, out);
+  }
+  append_frame(parts, mode, prm, Erasure::received, flavor, out);
 }
 
 }  // namespace quel

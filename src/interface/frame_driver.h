@@ -82,6 +82,35 @@ struct DecoderParts {
 void init_parts(const EncoderParts& parts);
 void init_parts(const DecoderParts& parts);
 
+/// The samples of an encoder's call: 16 bits, or floats of -1..1 that are rounded to them.
+class SampleSource {
+ public:
+  explicit SampleSource(const std::int16_t* pcm) : pcm_(pcm) {}
+  explicit SampleSource(const float* real) : real_(real) {}
+  /// The next n, where the caller has them or in room [0..n-1].
+  const std::int16_t* next(int n, std::int16_t* room);
+
+ private:
+  const std::int16_t* pcm_ = nullptr;
+  const float* real_ = nullptr;
+};
+
+/// Where a decoder's samples go: 16 bits as they are, floats of -1..1, or nowhere.
+class SampleSink {
+ public:
+  SampleSink() = default;
+  explicit SampleSink(std::int16_t* pcm) : pcm_(pcm) {}
+  explicit SampleSink(float* real) : real_(real) {}
+  void put(const std::int16_t* samples, int n);
+  void put_silence(int n);
+  std::int64_t count() const { return count_; }
+
+ private:
+  std::int16_t* pcm_ = nullptr;
+  float* real_ = nullptr;
+  std::int64_t count_ = 0;
+};
+
 /// Points this thread's `i_heap` at the encoder's scratch area and resets both encoders, whatever
 /// the flavor. Returns 0.
 std::int32_t initVXEncoder(FrameEncoder& state);
@@ -95,6 +124,10 @@ void freeVXEncoder();
 /// flavor  0..3
 void VXEncode(const EncoderParts& parts, const Mode& mode, const std::int16_t* in,
               std::uint8_t* out, std::uint32_t flavor);
+
+/// The same from any samples.
+void encode_unit(const EncoderParts& parts, const Mode& mode, SampleSource& in, std::uint8_t* out,
+                 std::uint32_t flavor);
 
 /// Point this thread's `i_heap` at the decoder's scratch area and reset the decoders: the first all
 /// of them, the second that of flavor 2. Each clears `numPacketsMissing`. Return 0.
@@ -138,5 +171,14 @@ enum class Erasure : int {
 /// out       [0..len_frame-1] written
 void decode_frame(const DecoderParts& parts, const Mode& mode, const std::uint8_t* in,
                   std::int32_t position, Erasure erasure, std::uint32_t flavor, std::int16_t* out);
+
+/// The next frame of a stream, concealed at once where it is lost.
+///
+/// in  the unit; null: the frame is lost
+void take_frame_at_once(const DecoderParts& parts, const Mode& mode, const std::uint8_t* in,
+                        std::int32_t position, std::uint32_t flavor, SampleSink& out);
+/// The next frame as the drivers above take it: a lost one only counts.
+void take_frame_deferred(const DecoderParts& parts, const Mode& mode, const std::uint8_t* in,
+                         std::int32_t position, std::uint32_t flavor, SampleSink& out);
 
 }  // namespace quel

@@ -105,52 +105,6 @@ void start(quel_decoder& stream) {
   init_parts(parts_of(stream));
 }
 
-bool frame_received(std::uint32_t received, int frame) {
-  return ((received >> frame) & 1u) != 0;
-}
-
-// Frames that decoding this unit would give.
-int frames_due(const quel_decoder& stream, std::uint32_t received) {
-  const int frames = stream.mode.framesPerCycle;
-  if (stream.concealment == QUEL_CONCEAL_IMMEDIATE) return frames;
-  int due = 0;
-  int missing = stream.driver.numPacketsMissing;
-  for (int frame = 0; frame < frames; ++frame) {
-    if (frame_received(received, frame)) {
-      due += missing + 1;
-      missing = 0;
-    } else {
-      missing = std::min(missing + 1, static_cast<int>(max_packets_missing));
-    }
-  }
-  return due;
-}
-
-int decode_immediate(quel_decoder& stream, const std::uint8_t* unit, std::uint32_t received,
-                     std::int16_t* pcm) {
-  const Mode& mode = stream.mode;
-  const DecoderParts parts = parts_of(stream);
-  for (int frame = 0; frame < mode.framesPerCycle; ++frame) {
-    const Erasure erasure = frame_received(received, frame) ? Erasure::received : Erasure::lost;
-    decode_frame(parts, mode, unit, frame * mode.prmBits, erasure,
-                 static_cast<std::uint32_t>(stream.flavor), pcm + frame * mode.len_frame);
-  }
-  return mode.framesPerCycle * mode.len_frame;
-}
-
-int decode_deferred(quel_decoder& stream, const std::uint8_t* unit, std::uint32_t received,
-                    std::int16_t* pcm) {
-  // Nothing of a lost frame is looked at, but the driver walks over its bits.
-  static constexpr std::uint8_t nothing[QUEL_MAX_BYTES] = {};
-  const auto bytes = static_cast<std::uint32_t>(stream.mode.outputBytes);
-  const auto flavor = static_cast<std::uint32_t>(stream.flavor);
-  std::int32_t samples = 0;
-  // The drivers of the flavors differ by name only.
-  VXDecode(parts_of(stream), stream.mode, unit != nullptr ? unit : nothing, pcm, bytes, &received,
-           flavor, &samples);
-  return samples;
-}
-
 }  // namespace
 }  // namespace quel
 
@@ -167,7 +121,7 @@ const char* quel_error_text(int code) {
     case QUEL_ERROR_MEMORY:
       return "There is not enough memory for the stream.";
     case QUEL_ERROR_LENGTH:
-      return "The input is not exactly one unit.";
+      return "The input is not one unit, or whole units where the call takes many.";
     case QUEL_ERROR_CAPACITY:
       return "The output buffer is too small.";
     case QUEL_ERROR_ALIGNMENT:
@@ -209,20 +163,6 @@ int quel_encoder_flavor(const quel_encoder* encoder) {
   return encoder == nullptr ? QUEL_ERROR_ARGUMENT : encoder->flavor;
 }
 
-int quel_encode(quel_encoder* encoder, const int16_t* pcm, size_t samples, uint8_t* unit,
-                size_t capacity) {
-  if (encoder == nullptr || pcm == nullptr || unit == nullptr) return QUEL_ERROR_ARGUMENT;
-  const Mode& mode = encoder->mode;
-  const auto bytes = static_cast<std::size_t>(mode.outputBytes);
-  if (samples != static_cast<std::size_t>(mode.framesPerCycle * mode.len_frame)) {
-    return QUEL_ERROR_LENGTH;
-  }
-  if (capacity < bytes) return QUEL_ERROR_CAPACITY;
-  const ScratchSwitch scratch(encoder->scratch);
-  VXEncode(parts_of(*encoder), mode, pcm, unit, static_cast<std::uint32_t>(encoder->flavor));
-  return mode.outputBytes;
-}
-
 int quel_decoder_size(const quel_decoder_options* options) {
   quel_decoder_options known = QUEL_DECODER_OPTIONS(0);
   const int result = take(options, known);
@@ -254,28 +194,4 @@ int quel_decoder_reset(quel_decoder* decoder) {
 
 int quel_decoder_flavor(const quel_decoder* decoder) {
   return decoder == nullptr ? QUEL_ERROR_ARGUMENT : decoder->flavor;
-}
-
-int quel_decoder_max_samples(const quel_decoder* decoder) {
-  if (decoder == nullptr) return QUEL_ERROR_ARGUMENT;
-  const bool deferred = decoder->concealment == QUEL_CONCEAL_DEFERRED;
-  const int carried_over = deferred ? max_packets_missing : 0;
-  return (decoder->mode.framesPerCycle + carried_over) * decoder->mode.len_frame;
-}
-
-int quel_decode(quel_decoder* decoder, const uint8_t* unit, size_t bytes, uint32_t received,
-                int16_t* pcm, size_t capacity) {
-  if (decoder == nullptr) return QUEL_ERROR_ARGUMENT;
-  const Mode& mode = decoder->mode;
-  const bool none_received = (received & ((1u << mode.framesPerCycle) - 1u)) == 0;
-  if (unit == nullptr && !none_received) return QUEL_ERROR_ARGUMENT;
-  const auto wanted = unit == nullptr ? std::size_t{0} : static_cast<std::size_t>(mode.outputBytes);
-  if (bytes != wanted) return QUEL_ERROR_LENGTH;
-  const int due = frames_due(*decoder, received) * mode.len_frame;
-  if (due > 0 && pcm == nullptr) return QUEL_ERROR_ARGUMENT;
-  if (capacity < static_cast<std::size_t>(due)) return QUEL_ERROR_CAPACITY;
-  const ScratchSwitch scratch(decoder->scratch);
-  return decoder->concealment == QUEL_CONCEAL_DEFERRED
-             ? decode_deferred(*decoder, unit, received, pcm)
-             : decode_immediate(*decoder, unit, received, pcm);
 }

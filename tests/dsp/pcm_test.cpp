@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <bit>
+#include <cfenv>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -94,6 +95,68 @@ TEST(FloatToPcm, ArrayFormConvertsEachSample) {
   EXPECT_THAT(out, ElementsAre(2, -1, 32767, 9));
   float_to_pcm(x, out, 0);
   EXPECT_THAT(out, ElementsAre(2, -1, 32767, 9));
+}
+
+// 32768 times x, rounded by the C library from a double, which holds it exactly.
+int plain_unit(float x) {
+  if (std::isnan(x)) return 0;
+  const double y = std::nearbyint(32768.0 * static_cast<double>(x));
+  return static_cast<int>(std::fmin(32767.0, std::fmax(-32768.0, y)));
+}
+
+TEST(UnitToPcm, RoundsToNearestAndTiesToEven) {
+  const auto pcm = [](double steps) { return unit_to_pcm(static_cast<float>(steps / 32768)); };
+  EXPECT_EQ(pcm(0.5), 0);
+  EXPECT_EQ(pcm(1.5), 2);
+  EXPECT_EQ(pcm(2.5), 2);
+  EXPECT_EQ(pcm(-0.5), 0);
+  EXPECT_EQ(pcm(-1.5), -2);
+  EXPECT_EQ(pcm(-2.5), -2);
+  EXPECT_EQ(pcm(2.5078125), 3);
+  EXPECT_EQ(pcm(-2.5078125), -3);
+  EXPECT_EQ(pcm(32766.5), 32766);
+  EXPECT_EQ(pcm(-32767.5), -32768);
+}
+
+TEST(UnitToPcm, ClipsAndTakesNoNumberForSilence) {
+  EXPECT_EQ(unit_to_pcm(1.0f), 32767);
+  EXPECT_EQ(unit_to_pcm(-1.0f), -32768);
+  EXPECT_EQ(unit_to_pcm(32767.5f / 32768), 32767);
+  EXPECT_EQ(unit_to_pcm(Limits::max()), 32767);  // 32768 times as large is infinite
+  EXPECT_EQ(unit_to_pcm(Limits::lowest()), -32768);
+  EXPECT_EQ(unit_to_pcm(Limits::infinity()), 32767);
+  EXPECT_EQ(unit_to_pcm(-Limits::infinity()), -32768);
+  EXPECT_EQ(unit_to_pcm(Limits::quiet_NaN()), 0);
+  EXPECT_EQ(unit_to_pcm(Limits::denorm_min()), 0);
+  EXPECT_EQ(unit_to_pcm(-Limits::denorm_min()), 0);
+}
+
+// Every 255th float there is, and each 16-bit sample there and back.
+TEST(UnitToPcm, EveryMagnitudeRoundsAsTheLibraryDoes) {
+  for (std::uint64_t bits = 0; bits < (std::uint64_t{1} << 32); bits += 255) {
+    const float x = std::bit_cast<float>(static_cast<std::uint32_t>(bits));
+    ASSERT_EQ(unit_to_pcm(x), plain_unit(x)) << x;
+  }
+  for (int sample = -32768; sample <= 32767; ++sample) {
+    const float x = pcm_to_unit(static_cast<std::int16_t>(sample));
+    ASSERT_EQ(static_cast<double>(x) * 32768.0, sample);
+    ASSERT_EQ(unit_to_pcm(x), sample);
+  }
+}
+
+TEST(UnitToPcm, TheRoundingModeOfTheProgramDoesNotMatter) {
+  const int before = std::fegetround();
+  for (const int mode : {FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO}) {
+    ASSERT_EQ(std::fesetround(mode), 0);
+    for (int quarter = -40; quarter <= 40; ++quarter) {
+      const volatile float x = static_cast<float>(quarter) / 4.0f / 32768.0f;
+      const int got = unit_to_pcm(x);
+      std::fesetround(before);
+      EXPECT_EQ(got, plain_unit(x)) << quarter;
+      std::fesetround(mode);
+    }
+  }
+  std::fesetround(before);
 }
 
 }  // namespace

@@ -44,6 +44,9 @@ quel_encoder_destroy
 quel_encoder_reset
 quel_encoder_flavor
 quel_encode
+quel_encode_units_bytes
+quel_encode_units
+quel_encode_units_float
 quel_decoder_size
 quel_decoder_init
 quel_decoder_create
@@ -52,6 +55,10 @@ quel_decoder_reset
 quel_decoder_flavor
 quel_decoder_max_samples
 quel_decode
+quel_decode_units_samples
+quel_decode_units
+quel_decode_units_float
+quel_decoder_statistics
 quel::CurFlavor
 quel::initFlavor
 quel::len_frame

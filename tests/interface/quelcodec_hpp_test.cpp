@@ -84,6 +84,60 @@ TEST_P(Classes, SpanAndVectorFormsAgree) {
   EXPECT_EQ(samples, out);
 }
 
+TEST_P(Classes, UnitFormsAgreeAndTakeFloats) {
+  const auto pcm = speech(5);
+  std::vector<float> real(pcm.size());
+  for (std::size_t n = 0; n < pcm.size(); ++n) real[n] = static_cast<float>(pcm[n]) / 32768.0f;
+  const auto units = Encoder(GetParam()).encode_units(pcm);
+  EXPECT_EQ(Encoder(GetParam()).encode_units(real), units);
+  std::vector<std::uint8_t> bytes(Encoder(GetParam()).units_bytes(pcm.size()));
+  EXPECT_EQ(Encoder(GetParam()).encode_units(std::span<const float>(real), bytes), units.size());
+  EXPECT_EQ(bytes, units);
+
+  const auto frames = static_cast<std::size_t>(5 * quel_frames_per_unit(GetParam()));
+  std::vector<std::uint8_t> received(frames, 1);
+  received[1] = received[2] = 0;
+  Decoder first(GetParam()), second(GetParam());
+  const auto heard = first.decode_units(units, received);
+  EXPECT_EQ(first.counts().concealed, 2u);
+  EXPECT_EQ(first.counts().decoded, frames - 2);
+  std::vector<float> out(second.units_samples(units.size()));
+  EXPECT_EQ(second.decode_units(units, received, std::span(out)), heard.size());
+  for (std::size_t n = 0; n < out.size(); ++n) {
+    ASSERT_EQ(out[n], static_cast<float>(heard[n]) / 32768.0f);
+  }
+  // As many flags as frames, or none.
+  for (const std::size_t wrong : {std::size_t{1}, frames - 1, frames + 1}) {
+    if (wrong == frames) continue;
+    received.resize(wrong);
+    EXPECT_EQ(error_of([&] { first.decode_units(units, received); }), QUEL_ERROR_LENGTH);
+    EXPECT_EQ(error_of([&] { first.decode_units_float(units, received); }), QUEL_ERROR_LENGTH);
+  }
+}
+
+TEST_P(Classes, CallsThatThrowNothingReturnTheCodes) {
+  Encoder encoder(GetParam());
+  Decoder decoder;
+  const quel_encoder* const before = encoder.get();
+  EXPECT_EQ(Encoder::try_make(9, encoder), QUEL_ERROR_FLAVOR);
+  EXPECT_EQ(encoder.get(), before);
+  EXPECT_EQ(decoder.try_reset(), QUEL_ERROR_ARGUMENT);
+  quel_decoder_counts counts;
+  EXPECT_EQ(decoder.try_counts(counts), QUEL_ERROR_ARGUMENT);
+  EXPECT_EQ(Decoder::try_make(GetParam(), static_cast<Concealment>(5), decoder),
+            QUEL_ERROR_OPTIONS);
+  EXPECT_EQ(decoder.get(), nullptr);
+  ASSERT_EQ(Decoder::try_make(GetParam(), Concealment::deferred, decoder), QUEL_OK);
+  const auto pcm = speech(1);
+  std::vector<std::uint8_t> unit(encoder.bytes_per_unit());
+  ASSERT_EQ(encoder.try_encode(pcm, unit), static_cast<int>(unit.size()));
+  std::vector<std::int16_t> heard(decoder.max_samples());
+  EXPECT_EQ(decoder.try_decode({}, 0, heard), 0);
+  EXPECT_EQ(decoder.try_decode({}, 1, heard), QUEL_ERROR_ARGUMENT);
+  EXPECT_EQ(decoder.try_decode_units(unit, {}, std::span(heard)),
+            static_cast<std::int64_t>(2 * pcm.size()));
+}
+
 TEST_P(Classes, MovingKeepsTheStream) {
   Encoder encoder(GetParam());
   Decoder decoder(GetParam());
