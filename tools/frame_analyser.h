@@ -2,17 +2,14 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
+#include <quelcodec/quelcodec.hpp>
 #include <span>
 #include <vector>
 
 namespace quel::tools {
 
 /// One pulse of an algebraic codebook.
-struct Pulse {
-  int position = 0;   ///< sample of the subframe, from 0
-  int amplitude = 0;  ///< signed; 2 where two pulses of a track coincide
-};
+using Pulse = quel_pulse;
 
 /// What a subframe's indices stand for.
 struct SubframeParameters {
@@ -33,15 +30,12 @@ struct FrameParameters {
   std::vector<SubframeParameters> subframes;
 };
 
-/// Reads coded units with the decoder's own dequantisers, whose memories are the decoder's: it runs
-/// beside, so that predicted values are right after losses too, which are concealed at once.
+/// Reads coded units. A decoder runs beside, so that predicted values are right after losses too,
+/// which are concealed at once.
 class FrameAnalyser {
  public:
   /// flavor  0..3
   explicit FrameAnalyser(int flavor);
-  ~FrameAnalyser();
-  FrameAnalyser(const FrameAnalyser&) = delete;
-  FrameAnalyser& operator=(const FrameAnalyser&) = delete;
 
   /// The frames of the next unit.
   ///
@@ -49,17 +43,17 @@ class FrameAnalyser {
   std::vector<FrameParameters> next(std::span<const std::uint8_t> unit);
 
  private:
-  struct State;
-  std::unique_ptr<State> state_;
+  Decoder decoder_;
 };
 
 /// Widths of a frame's indices in bits, in the order of FrameParameters::indices.
-std::span<const int> index_widths(int flavor);
+std::span<const std::int32_t> index_widths(int flavor);
 
 /// The unit that these frames make up, the inverse of FrameAnalyser::next.
 ///
-/// frames  as many as a unit has; each with as many indices as index_widths(flavor), which are cut
-///         to their widths
+/// frames  as many as a unit has; each with as many indices as index_widths(flavor)
+///
+/// Throws Error where an index is more than its width holds.
 std::vector<std::uint8_t> pack_unit(int flavor, const std::vector<FrameParameters>& frames);
 
 }  // namespace quel::tools

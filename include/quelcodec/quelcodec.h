@@ -122,8 +122,9 @@ enum {
   QUEL_ERROR_OPTIONS = -3, /**< an option has a value, or a size, that this library does not know */
   QUEL_ERROR_MEMORY = -4,  /**< no memory for the stream, or less than it needs */
   QUEL_ERROR_LENGTH = -5,  /**< the input is not one unit, or whole ones where a call takes many */
-  QUEL_ERROR_CAPACITY = -6, /**< the output buffer is too small for what the call would give */
-  QUEL_ERROR_ALIGNMENT = -7 /**< the memory for the stream is not aligned as max_align_t */
+  QUEL_ERROR_CAPACITY = -6,  /**< the output buffer is too small for what the call would give */
+  QUEL_ERROR_ALIGNMENT = -7, /**< the memory for the stream is not aligned as max_align_t */
+  QUEL_ERROR_RANGE = -8      /**< an index is more than its field holds, or negative */
 };
 
 /** One English sentence for a result code, never null; static storage. */
@@ -326,6 +327,95 @@ typedef struct quel_decoder_counts {
 /** Fills in `counts`. Flavor 2 counts a frame when it is given, one frame before it is heard.
  *  Errors: ARGUMENT; OPTIONS for a size that no version had. */
 int quel_decoder_statistics(const quel_decoder* decoder, quel_decoder_counts* counts);
+
+/* ---- Frames, to look into --------------------------------------------------------------------
+ *
+ * A coded frame is a row of indices into tables, each in a field of some bits; quel_flavor_info
+ * tells how many there are and how wide. These functions take units apart, put them together, and
+ * tell what the indices of a frame stand for.
+ */
+
+#define QUEL_MAX_FRAMES 2       /**< frames of a unit */
+#define QUEL_MAX_FIELDS 22      /**< indices of a frame */
+#define QUEL_MAX_FREQUENCIES 16 /**< frequencies of a frame */
+#define QUEL_MAX_SUBFRAMES 5    /**< subframes of a frame */
+#define QUEL_MAX_PULSES 10      /**< pulses of a subframe */
+
+/** Takes a unit apart into the indices of its frames.
+ *
+ *  unit      [0..bytes-1] a coded unit
+ *  bytes     quel_bytes_per_unit(flavor), no other count
+ *  indices   [0..result-1] written, frame by frame, fields in stream order
+ *  capacity  indices that `indices` can hold; QUEL_MAX_FRAMES * QUEL_MAX_FIELDS is always enough
+ *
+ *  Returns the indices written: frames_per_unit * fields_per_frame. Errors: FLAVOR, ARGUMENT,
+ *  LENGTH, CAPACITY. */
+int quel_unit_unpack(int flavor, const uint8_t* unit, size_t bytes, int32_t* indices,
+                     size_t capacity);
+
+/** Puts a unit together, the inverse of quel_unit_unpack.
+ *
+ *  indices   [0..count-1] of every frame of the unit
+ *  count     frames_per_unit * fields_per_frame, no other count
+ *  unit      written
+ *  capacity  bytes that `unit` can hold
+ *
+ *  Returns the bytes written. Errors: FLAVOR, ARGUMENT, LENGTH, CAPACITY, RANGE. */
+int quel_unit_pack(int flavor, const int32_t* indices, size_t count, uint8_t* unit,
+                   size_t capacity);
+
+/** One pulse of an algebraic codebook. */
+typedef struct quel_pulse {
+  int position;  /**< sample of the subframe, from 0 */
+  int amplitude; /**< signed; 2 or -2 where two pulses of a track coincide */
+} quel_pulse;
+
+/** What a subframe's indices stand for. */
+typedef struct quel_subframe {
+  int lag;          /**< of the past excitation: whole part, samples at the flavor's rate */
+  int lag_thirds;   /**< to be added to it: -1, 0 or 1 third of a sample */
+  float pitch_gain; /**< of the past excitation */
+  float code_gain;  /**< of the code, 16-bit scale */
+  int pulse_count;  /**< of `pulses`; pulses that cancel each other do not count */
+  quel_pulse pulses[QUEL_MAX_PULSES]; /**< the code, by rising position */
+} quel_subframe;
+
+/** What a frame's indices stand for. The struct may grow at its end. */
+typedef struct quel_frame {
+  size_t size;         /**< sizeof(quel_frame) */
+  int frequency_count; /**< of `frequencies`: 10, or 16 of flavor 3; 0 of a lost frame */
+  int subframe_count;  /**< of `subframes`: 3, 3, 5, 2; 0 of a lost frame */
+  /** Hz. The first nine immittance spectral frequencies of flavors 0 to 2 and, tenth, 650 times the
+   *  last coefficient of the prediction filter; the line spectral frequencies of flavor 3. */
+  float frequencies[QUEL_MAX_FREQUENCIES];
+  quel_subframe subframes[QUEL_MAX_SUBFRAMES]; /**< in the order of time */
+} quel_frame;
+
+/** Initialises a quel_frame. */
+#define QUEL_FRAME                   \
+  {                                  \
+    sizeof(quel_frame), 0, 0, {0}, { \
+      {                              \
+        0, 0, 0, 0, 0, {             \
+          { 0, 0 }                   \
+        }                            \
+      }                              \
+    }                                \
+  }
+
+/** Tells what a frame's indices stand for, and moves the decoder on behind that frame, as if it had
+ *  been decoded and nobody listened. Most values are coded relative to what came before, losses
+ *  included, so the decoder has to be given every frame of a stream in its turn; to listen too,
+ * take a second decoder.
+ *
+ *  decoder  of the frame's flavor
+ *  indices  [0..count-1] as quel_unit_unpack gives them; null: the frame is lost
+ *  count    the flavor's fields_per_frame, no other count; 0 with null
+ *  frame    written
+ *
+ *  Errors: ARGUMENT; OPTIONS for a size that no version had; LENGTH, RANGE. */
+int quel_frame_describe(quel_decoder* decoder, const int32_t* indices, size_t count,
+                        quel_frame* frame);
 
 /* ---- Plug-in functions -----------------------------------------------------------------------
  *

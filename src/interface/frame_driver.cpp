@@ -79,6 +79,14 @@ void append_frame(const DecoderParts& parts, const Mode& mode, Parameters& prm, 
   out.put_silence(mode.len_frame - n);
 }
 
+void append_missing(const DecoderParts& parts, const Mode& mode, Parameters& prm,
+                    std::uint32_t flavor, SampleSink& out) {
+  std::int32_t& missing = parts.driver->numPacketsMissing;
+  for (; missing >= 1; --missing) {
+    append_frame(parts, mode, prm, Erasure::lost_next_known, flavor, out);
+  }
+}
+
 void decode_call(const DecoderParts& parts, const Mode& mode, const std::uint8_t* in,
                  std::int16_t* out, std::uint32_t bytes, std::uint32_t* mask, std::uint32_t flavor,
                  std::int32_t* samples) {
@@ -214,10 +222,15 @@ void take_frame_deferred(const DecoderParts& parts, const Mode& mode, const std:
     return;
   }
   Parameters prm = unpack(parts.big_endian, mode, in, position, flavor);
-  for (; missing >= 1; --missing) {
-    append_frame(parts, mode, prm, Erasure::lost_next_known, flavor, out);
-  }
+  append_missing(parts, mode, prm, flavor, out);
   append_frame(parts, mode, prm, Erasure::received, flavor, out);
+}
+
+void make_up_missing(const DecoderParts& parts, const Mode& mode, const std::uint8_t* in,
+                     std::int32_t position, std::uint32_t flavor) {
+  SampleSink nowhere;
+  Parameters prm = unpack(parts.big_endian, mode, in, position, flavor);
+  append_missing(parts, mode, prm, flavor, nowhere);
 }
 
 }  // namespace quel

@@ -181,4 +181,9 @@ void take_frame_at_once(const DecoderParts& parts, const Mode& mode, const std::
 void take_frame_deferred(const DecoderParts& parts, const Mode& mode, const std::uint8_t* in,
                          std::int32_t position, std::uint32_t flavor, SampleSink& out);
 
+/// Makes up for the frames that were taken as lost before the received one in `in`, without their
+/// sound, and forgets them.
+void make_up_missing(const DecoderParts& parts, const Mode& mode, const std::uint8_t* in,
+                     std::int32_t position, std::uint32_t flavor);
+
 }  // namespace quel

@@ -126,6 +126,8 @@ const char* quel_error_text(int code) {
       return "The output buffer is too small.";
     case QUEL_ERROR_ALIGNMENT:
       return "The memory for the stream is not aligned as max_align_t.";
+    case QUEL_ERROR_RANGE:
+      return "An index is more than its field holds, or negative.";
     default:
       return code >= 0 ? "Success." : "Unknown error code.";
   }

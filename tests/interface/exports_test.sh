@@ -59,6 +59,9 @@ quel_decode_units_samples
 quel_decode_units
 quel_decode_units_float
 quel_decoder_statistics
+quel_unit_unpack
+quel_unit_pack
+quel_frame_describe
 quel::CurFlavor
 quel::initFlavor
 quel::len_frame

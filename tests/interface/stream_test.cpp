@@ -166,7 +166,7 @@ TEST(Stream, BufferMacrosServeEveryFlavor) {
 
 TEST(Stream, EveryErrorHasAText) {
   std::vector<std::string> texts;
-  for (int code = QUEL_ERROR_ALIGNMENT; code <= QUEL_OK; ++code) {
+  for (int code = QUEL_ERROR_RANGE; code <= QUEL_OK; ++code) {
     ASSERT_NE(quel_error_text(code), nullptr);
     texts.emplace_back(quel_error_text(code));
     EXPECT_NE(texts.back(), quel_error_text(-1000));

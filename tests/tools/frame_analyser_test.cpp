@@ -49,6 +49,9 @@ TEST_P(EveryFlavor, PackingUndoesReadingForAnyBits) {
       }
     }
     EXPECT_EQ(pack_unit(GetParam(), frames), unit);
+    auto wrong = frames;
+    wrong.back().indices.front() = 1 << index_widths(GetParam())[0];
+    EXPECT_THROW(pack_unit(GetParam(), wrong), Error);
   }
 }
 
