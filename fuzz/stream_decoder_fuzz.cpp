@@ -2,16 +2,20 @@
 // are wrong. Beside it a second stream, made anew at each reset, and the plug-in, which now and
 // then decodes another flavor in between; all give the same samples. Where losses are concealed at
 // once, which the plug-in does not do, the frame decoder under the stream is called beside it,
-// since a stream's memories cannot be looked at.
+// since a stream's memories cannot be looked at. The second stream lives in memory of the fuzzer's
+// own, moves, and decodes to 16 bits or floats by calls of one unit or many. A third one tells what
+// the frames stand for, and counts as the first does.
 #include <quelcodec/quelcodec.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <vector>
 
 #include "fuzz/fuzz_input.h"
+#include "fuzz/moving_stream.h"
 #include "fuzz/process_state.h"
 
 namespace {
@@ -23,9 +27,14 @@ using Pcm = std::vector<std::int16_t>;
 /// Units of one input; with more, the fuzzer would see too few inputs.
 constexpr int most_units = 24;
 
-quel_decoder* make_decoder(int flavor, int concealment) {
+quel_decoder_options options_of(int flavor, int concealment) {
   quel_decoder_options options = QUEL_DECODER_OPTIONS(flavor);
   options.concealment = concealment;
+  return options;
+}
+
+quel_decoder* make_decoder(int flavor, int concealment) {
+  const quel_decoder_options options = options_of(flavor, concealment);
   quel_decoder* decoder = nullptr;
   require(quel_decoder_create(&options, &decoder) == QUEL_OK && decoder != nullptr);
   require(quel_decoder_flavor(decoder) == flavor);
@@ -57,7 +66,8 @@ class Session {
         other_flavor_(flavor == QUEL_FLAVOR_16K ? input.range(0, 2) : QUEL_FLAVOR_16K),
         unit_(static_cast<std::size_t>(quel_bytes_per_unit(flavor))),
         stream_(make_decoder(flavor, concealment)),
-        fresh_(make_decoder(flavor, concealment)),
+        fresh_(options_of(flavor, concealment)),
+        reader_(make_decoder(flavor, concealment)),
         other_(make_decoder(other_flavor_, QUEL_CONCEAL_DEFERRED)) {
     const int carried_over = concealment == QUEL_CONCEAL_DEFERRED ? 5 : 0;
     require(quel_decoder_max_samples(stream_) ==
@@ -66,7 +76,7 @@ class Session {
     restart_beside();
   }
   ~Session() {
-    for (quel_decoder* decoder : {stream_, fresh_, other_}) quel_decoder_destroy(decoder);
+    for (quel_decoder* decoder : {stream_, reader_, other_}) quel_decoder_destroy(decoder);
   }
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
@@ -79,6 +89,8 @@ class Session {
   std::size_t samples_due(std::uint32_t received, int& missing) const;
   void restart_beside();
   Pcm decode_frames(const std::uint8_t* unit, std::uint32_t received);
+  Pcm decode_beside(const Bytes* unit, std::uint32_t received, std::size_t due);
+  void read_frames(const Bytes* unit, std::uint32_t received);
   void decode(const Bytes* unit, std::uint32_t received);
   void reset();
   void decode_other();
@@ -92,7 +104,8 @@ class Session {
   int other_flavor_;
   Bytes unit_;
   quel_decoder* stream_;
-  quel_decoder* fresh_;
+  MovingStream<quel_decoder, quel_decoder_options> fresh_;
+  quel_decoder* reader_;
   quel_decoder* other_;
   quel::Mode mode_;
   quel::FrameDecoder frames_decoder_;
@@ -138,16 +151,73 @@ Pcm Session::decode_frames(const std::uint8_t* unit, std::uint32_t received) {
   return pcm;
 }
 
+// The second stream's samples, by another call in turn.
+Pcm Session::decode_beside(const Bytes* unit, std::uint32_t received, std::size_t due) {
+  fresh_.move();
+  const std::uint8_t* const bytes = unit == nullptr ? nullptr : unit->data();
+  const auto wanted = static_cast<std::int64_t>(due);
+  Pcm pcm(due);
+  if (units_ % 3 == 0) {
+    require(quel_decode(fresh_.get(), bytes, unit == nullptr ? 0 : unit->size(), received,
+                        pcm.data(), due) == wanted);
+    return pcm;
+  }
+  Bytes flags;
+  for (int frame = 0; frame < frames_; ++frame) flags.push_back(received >> frame & 1u);
+  if (units_ % 3 == 1) {
+    require(quel_decode_units(fresh_.get(), bytes, unit_.size(), flags.data(), pcm.data(), due) ==
+            wanted);
+    return pcm;
+  }
+  std::vector<float> real(due);
+  require(quel_decode_units_float(fresh_.get(), bytes, unit_.size(), flags.data(), real.data(),
+                                  due) == wanted);
+  for (std::size_t n = 0; n < due; ++n) pcm[n] = static_cast<std::int16_t>(real[n] * 32768.0f);
+  return pcm;
+}
+
+void Session::read_frames(const Bytes* unit, std::uint32_t received) {
+  const quel_flavor& info = *quel_flavor_info(flavor_);
+  const auto fields = static_cast<std::size_t>(info.fields_per_frame);
+  std::vector<std::int32_t> indices(fields * static_cast<std::size_t>(frames_));
+  if (unit != nullptr) {
+    Bytes packed(unit->size());
+    require(quel_unit_unpack(flavor_, unit->data(), unit->size(), indices.data(), indices.size()) ==
+            static_cast<int>(indices.size()));
+    require(quel_unit_pack(flavor_, indices.data(), indices.size(), packed.data(), packed.size()) ==
+            info.bytes_per_unit);
+    require(packed == *unit);
+  }
+  for (int f = 0; f < frames_; ++f) {
+    const bool arrived = (received >> f & 1u) != 0;
+    quel_frame frame = QUEL_FRAME;
+    require(quel_frame_describe(
+                reader_, arrived ? indices.data() + static_cast<std::size_t>(f) * fields : nullptr,
+                arrived ? fields : 0, &frame) == QUEL_OK);
+    require((frame.subframe_count > 0) == arrived && (frame.frequency_count > 0) == arrived);
+    for (const float hz : frame.frequencies) require(std::isfinite(hz));
+    for (const quel_subframe& subframe : frame.subframes) {
+      require(std::isfinite(subframe.pitch_gain) && std::isfinite(subframe.code_gain));
+      require(subframe.pulse_count >= 0 && subframe.pulse_count <= QUEL_MAX_PULSES);
+    }
+  }
+  quel_decoder_counts counts = QUEL_DECODER_COUNTS, read = QUEL_DECODER_COUNTS;
+  require(quel_decoder_statistics(stream_, &counts) == QUEL_OK);
+  require(quel_decoder_statistics(reader_, &read) == QUEL_OK);
+  require(counts.decoded == read.decoded && counts.concealed == read.concealed &&
+          counts.cleared == read.cleared);
+}
+
 void Session::decode(const Bytes* unit, std::uint32_t received) {
   ++units_;
   const std::size_t due = samples_due(received, missing_);
   const std::uint8_t* const bytes = unit == nullptr ? nullptr : unit->data();
   const std::size_t size = unit == nullptr ? 0 : unit->size();
   // No room but for what is due: the sanitizer sees what goes beyond.
-  Pcm pcm(due), same(due);
+  Pcm pcm(due);
   require(quel_decode(stream_, bytes, size, received, pcm.data(), due) == static_cast<int>(due));
-  require(quel_decode(fresh_, bytes, size, received, same.data(), due) == static_cast<int>(due));
-  require(pcm == same);
+  require(decode_beside(unit, received, due) == pcm);
+  read_frames(unit, received);
   if (!deferred()) require(decode_frames(bytes, received) == pcm);
   const std::uint32_t all = (1u << frames_) - 1u;
   if (!deferred() && (received & all) != all) plugin_here_ = false;
@@ -157,8 +227,8 @@ void Session::decode(const Bytes* unit, std::uint32_t received) {
 
 void Session::reset() {
   require(quel_decoder_reset(stream_) == QUEL_OK);
-  quel_decoder_destroy(fresh_);
-  fresh_ = make_decoder(flavor_, concealment_);
+  fresh_.restart();
+  require(quel_decoder_reset(reader_) == QUEL_OK);
   // InitDecoder leaves predictor memories of flavor 3 as they are; only a new process clears them.
   quel_decoder_reset(other_);
   restart_beside();
@@ -224,12 +294,12 @@ void Session::call_wrongly(int kind) {
     case 5: {
       quel_decoder_options options = QUEL_DECODER_OPTIONS(input_.number<std::int32_t>());
       options.concealment = input_.number<std::int32_t>();
-      quel_decoder* made = fresh_;
+      quel_decoder* made = stream_;
       const int result = quel_decoder_create(&options, &made);
       const bool flavor = options.flavor >= 0 && options.flavor <= 3;
       const bool concealment = options.concealment == 0 || options.concealment == 1;
       require((result == QUEL_OK) == (flavor && concealment) &&
-              (result == QUEL_OK) == (made != fresh_));
+              (result == QUEL_OK) == (made != stream_));
       if (result == QUEL_OK) quel_decoder_destroy(made);
       break;
     }
@@ -240,7 +310,7 @@ void Session::call_wrongly(int kind) {
       } options;
       options.known.size = static_cast<std::size_t>(input_.range(0, sizeof options));
       options.unknown[input_.range(0, 7)] = input_.byte();
-      quel_decoder* made = fresh_;
+      quel_decoder* made = stream_;
       const int result = quel_decoder_create(&options.known, &made);
       const std::size_t size = options.known.size, known = sizeof options.known;
       // The oldest struct had two ints; the reserved ones since are zero here.
@@ -248,7 +318,7 @@ void Session::call_wrongly(int kind) {
       const bool sound = size >= sizeof(std::size_t) + 2 * sizeof(int) &&
                          std::all_of(options.unknown, options.unknown + beyond,
                                      [](std::uint8_t byte) { return byte == 0; });
-      require(result == (sound ? QUEL_OK : QUEL_ERROR_OPTIONS) && sound == (made != fresh_));
+      require(result == (sound ? QUEL_OK : QUEL_ERROR_OPTIONS) && sound == (made != stream_));
       if (result == QUEL_OK) quel_decoder_destroy(made);
     }
   }

@@ -1,6 +1,7 @@
 // One encoder stream through many calls: any samples, resets, calls that are wrong. Beside it a
 // second stream, made anew at each reset, and the plug-in; all give the same units, and a decoder
-// makes a unit's samples of each.
+// makes a unit's samples of each. The second stream lives in memory of the fuzzer's own, moves, and
+// is given its samples as 16 bits or floats by calls of one unit or many.
 #include <quelcodec/quelcodec.h>
 
 #include <algorithm>
@@ -11,6 +12,7 @@
 
 #include "bitstream/serial.h"
 #include "fuzz/fuzz_input.h"
+#include "fuzz/moving_stream.h"
 #include "fuzz/process_state.h"
 
 namespace {
@@ -56,13 +58,12 @@ class Session {
         pcm_(static_cast<std::size_t>(quel_samples_per_unit(flavor))),
         unit_bytes_(static_cast<std::size_t>(quel_bytes_per_unit(flavor))),
         stream_(make_encoder(flavor)),
-        fresh_(make_encoder(flavor)),
+        fresh_(QUEL_ENCODER_OPTIONS(flavor)),
         decoder_(make_decoder(flavor)) {
     start_plugin(flavor);
   }
   ~Session() {
     quel_encoder_destroy(stream_);
-    quel_encoder_destroy(fresh_);
     quel_decoder_destroy(decoder_);
   }
   Session(const Session&) = delete;
@@ -74,6 +75,7 @@ class Session {
  private:
   void fill(int shape);
   void encode();
+  Bytes encode_beside();
   void check_unit(const Bytes& unit);
   void reset();
   void call_wrongly(int kind);
@@ -83,7 +85,7 @@ class Session {
   Pcm pcm_;
   std::size_t unit_bytes_;
   quel_encoder* stream_;
-  quel_encoder* fresh_;
+  MovingStream<quel_encoder, quel_encoder_options> fresh_;
   quel_decoder* decoder_;
   int units_ = 0;
 };
@@ -111,16 +113,32 @@ void Session::fill(int shape) {
   }
 }
 
+// The second stream's unit, by another call in turn.
+Bytes Session::encode_beside() {
+  Bytes unit(unit_bytes_);
+  const auto size = static_cast<std::int64_t>(unit_bytes_);
+  fresh_.move();
+  quel_encoder* const fresh = fresh_.get();
+  if (units_ % 3 == 0) {
+    require(quel_encode(fresh, pcm_.data(), pcm_.size(), unit.data(), unit.size()) == size);
+  } else if (units_ % 3 == 1) {
+    require(quel_encode_units(fresh, pcm_.data(), pcm_.size(), unit.data(), unit.size()) == size);
+  } else {
+    std::vector<float> real(pcm_.size());
+    for (std::size_t n = 0; n < real.size(); ++n) real[n] = static_cast<float>(pcm_[n]) / 32768.0f;
+    require(quel_encode_units_float(fresh, real.data(), real.size(), unit.data(), unit.size()) ==
+            size);
+  }
+  return unit;
+}
+
 void Session::encode() {
   ++units_;
   // No room but for the unit: the sanitizer sees what goes beyond.
-  Bytes unit(unit_bytes_), same(unit_bytes_), plugin(unit_bytes_);
-  const auto encode_with = [&](quel_encoder* encoder, Bytes& out) {
-    require(quel_encode(encoder, pcm_.data(), pcm_.size(), out.data(), out.size()) ==
-            static_cast<int>(out.size()));
-  };
-  encode_with(stream_, unit);
-  encode_with(fresh_, same);
+  Bytes unit(unit_bytes_), plugin(unit_bytes_);
+  require(quel_encode(stream_, pcm_.data(), pcm_.size(), unit.data(), unit.size()) ==
+          static_cast<int>(unit.size()));
+  const Bytes same = encode_beside();
   Encode(pcm_.data(), plugin.data());
   require(unit == same && unit == plugin);
   require(finite_memories(quel::process_encoder));
@@ -148,8 +166,7 @@ void Session::check_unit(const Bytes& unit) {
 
 void Session::reset() {
   require(quel_encoder_reset(stream_) == QUEL_OK);
-  quel_encoder_destroy(fresh_);
-  fresh_ = make_encoder(flavor_);
+  fresh_.restart();
   start_plugin(flavor_);
 }
 
@@ -184,10 +201,10 @@ void Session::call_wrongly(int kind) {
     default: {
       quel_encoder_options options = QUEL_ENCODER_OPTIONS(input_.number<std::int32_t>());
       options.reserved[0] = input_.number<std::int32_t>();
-      quel_encoder* made = fresh_;
+      quel_encoder* made = stream_;
       const int result = quel_encoder_create(&options, &made);
       const bool sound = options.flavor >= 0 && options.flavor <= 3 && options.reserved[0] == 0;
-      require((result == QUEL_OK) == sound && sound == (made != fresh_));
+      require((result == QUEL_OK) == sound && sound == (made != stream_));
       if (sound) quel_encoder_destroy(made);
     }
   }

@@ -177,6 +177,15 @@ TEST_P(Allocation, StreamsUseNoHeap) {
     test::Random random(6);
     std::array<std::uint8_t, QUEL_MAX_BYTES> unit{};
     std::array<std::int16_t, QUEL_MAX_SAMPLES> out{};
+    std::array<std::uint8_t, 3 * QUEL_MAX_BYTES> units{};
+    Pcm heard(11 * 240);
+    std::vector<float> real(11 * 240);
+    const std::array<std::uint8_t, 6> received = {1, 0, 1, 0, 0, 1};
+    std::array<std::int32_t, QUEL_MAX_FRAMES * QUEL_MAX_FIELDS> indices{};
+    const auto fields = static_cast<std::size_t>(quel_flavor_info(flavor())->fields_per_frame);
+    const auto frames = static_cast<std::size_t>(quel_frames_per_unit(flavor()));
+    quel_decoder_counts counts = QUEL_DECODER_COUNTS;
+    quel_frame frame = QUEL_FRAME;
     int failures = 0;
     expect_no_allocation("frames", [&] {
       for (std::size_t k = 0; k < 60; ++k) {
@@ -190,6 +199,21 @@ TEST_P(Allocation, StreamsUseNoHeap) {
       failures += quel_encode(encoder, pcm.data(), 1, unit.data(), 1) < 0 ? 0 : 1;
       failures += quel_decode(decoder, nullptr, 0, 0, out.data(), out.size()) < 0 ? 1 : 0;
       failures += quel_decoder_max_samples(decoder) > 0 ? 0 : 1;
+      const auto bytes = static_cast<std::size_t>(quel_bytes_per_unit(flavor()));
+      failures += quel_encode_units(encoder, pcm.data(), 3 * n, units.data(), 3 * bytes) < 0;
+      failures += quel_encode_units_float(encoder, real.data(), 3 * n, units.data(), 3 * bytes) < 0;
+      failures += quel_decode_units(decoder, units.data(), 3 * bytes, received.data(), heard.data(),
+                                    heard.size()) < 0;
+      failures += quel_decode_units_float(decoder, units.data(), 3 * bytes, nullptr, real.data(),
+                                          real.size()) < 0;
+      failures += quel_decode_units_samples(decoder, 3 * bytes) <= 0;
+      failures += quel_encode_units_bytes(encoder, 3 * n) <= 0;
+      failures += quel_decoder_statistics(decoder, &counts) != QUEL_OK;
+      failures +=
+          quel_unit_unpack(flavor(), units.data(), bytes, indices.data(), indices.size()) < 0;
+      failures +=
+          quel_unit_pack(flavor(), indices.data(), fields * frames, units.data(), bytes) < 0;
+      failures += quel_frame_describe(decoder, indices.data(), fields, &frame) != QUEL_OK;
       failures += quel_encoder_flavor(encoder) + quel_decoder_flavor(decoder) != 2 * flavor();
       failures += quel_encoder_reset(encoder) + quel_decoder_reset(decoder) != QUEL_OK;
       failures += quel_sampling_rate(flavor()) + quel_samples_per_frame(flavor()) +

@@ -61,6 +61,10 @@ TEST_P(Stack, ASmallStackIsEnoughForAStream) {
   const auto n = static_cast<std::size_t>(quel_samples_per_unit(flavor()));
   std::array<std::uint8_t, QUEL_MAX_BYTES> unit{};
   std::array<std::int16_t, QUEL_MAX_SAMPLES> out{};
+  std::array<float, QUEL_MAX_SAMPLES> real{};
+  std::array<std::int32_t, QUEL_MAX_FRAMES * QUEL_MAX_FIELDS> indices{};
+  quel_frame frame = QUEL_FRAME;
+  const auto fields = static_cast<std::size_t>(quel_flavor_info(flavor())->fields_per_frame);
   const auto work = [&] {
     quel_encoder* encoder = nullptr;
     quel_decoder* decoder = nullptr;
@@ -76,6 +80,12 @@ TEST_P(Stack, ASmallStackIsEnoughForAStream) {
       }
       quel_decode(decoder, unit.data(), static_cast<std::size_t>(bytes),
                   random.integer(0, 5) == 0 ? random.bits() : 3u, out.data(), out.size());
+      quel_encode_units_float(encoder, real.data(), n, unit.data(), unit.size());
+      quel_decode_units_float(decoder, unit.data(), static_cast<std::size_t>(bytes), nullptr,
+                              real.data(), real.size());
+      quel_unit_unpack(flavor(), unit.data(), static_cast<std::size_t>(bytes), indices.data(),
+                       indices.size());
+      quel_frame_describe(decoder, indices.data(), fields, &frame);
     }
     quel_encoder_destroy(encoder);
     quel_decoder_destroy(decoder);
