@@ -107,12 +107,16 @@ TEST(ProcessWideband, LagWindowIsTheEncodersUntilItsNextInit) {
 
   // The coder applies it: a wide window smooths the spectrum.
   WidebandEncoder usual;
-  const Floats speech = noise(160, 7);
-  Words prm(22), expected(22);
-  std::copy(speech.begin(), speech.end(), new_speech2());
-  std::copy(speech.begin(), speech.end(), new_speech2(usual));
-  coder_wb16(prm.data());
-  coder_wb16(usual, expected.data());
+  Words prm, expected;
+  for (std::uint64_t frame = 0; frame < 4; ++frame) {
+    const Pcm speech = test::speech_like_pcm(160, frame, 16000.0);
+    std::copy(speech.begin(), speech.end(), new_speech2());
+    std::copy(speech.begin(), speech.end(), new_speech2(usual));
+    prm.resize(prm.size() + 22);
+    expected.resize(prm.size());
+    coder_wb16(&prm[prm.size() - 22]);
+    coder_wb16(usual, &expected[prm.size() - 22]);
+  }
   EXPECT_NE(prm, expected);
 
   init_coder_wb16();
