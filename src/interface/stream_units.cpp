@@ -19,8 +19,8 @@ std::uint64_t samples_per_unit(const Mode& mode) {
          static_cast<std::uint64_t>(mode.len_frame);
 }
 
-std::uint64_t bytes_per_unit(const Mode& mode) {
-  return static_cast<std::uint64_t>(mode.outputBytes);
+std::size_t bytes_per_unit(const Mode& mode) {
+  return static_cast<std::size_t>(mode.outputBytes);
 }
 
 template <typename Sample>
@@ -114,7 +114,7 @@ template <typename Sample>
 std::int64_t decode_many(quel_decoder* decoder, const std::uint8_t* data, std::size_t bytes,
                          const std::uint8_t* received, Sample* pcm, std::size_t capacity) {
   if (decoder == nullptr) return QUEL_ERROR_ARGUMENT;
-  const std::uint64_t size = bytes_per_unit(decoder->mode);
+  const std::size_t size = bytes_per_unit(decoder->mode);
   if (bytes % size != 0) return QUEL_ERROR_LENGTH;
   const std::uint64_t units = bytes / size;
   const Arrivals arrived(received);

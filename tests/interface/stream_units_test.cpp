@@ -122,8 +122,9 @@ TEST_P(StreamUnits, ManyAreAsOneAfterTheOther) {
       const auto given = quel_decode_units(decoder.get(), coded.data() + at * bytes(), n * bytes(),
                                            received.data() + at * frames(), part.data(), most);
       ASSERT_GE(given, 0);
-      EXPECT_THAT(Pcm(part.begin() + given, part.end()), Each(untouched));
-      heard.insert(heard.end(), part.begin(), part.begin() + given);
+      const auto end = part.begin() + static_cast<std::ptrdiff_t>(given);
+      EXPECT_THAT(Pcm(end, part.end()), Each(untouched));
+      heard.insert(heard.end(), part.begin(), end);
     }
     at += n;
   }
