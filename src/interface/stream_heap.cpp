@@ -20,7 +20,11 @@ int create(int (*size_of)(const Options*),
   const auto bytes = static_cast<std::size_t>(size);
   void* memory = ::operator new(bytes, std::nothrow);
   if (memory == nullptr) return QUEL_ERROR_MEMORY;
-  init(memory, bytes, options, stream);
+  const int result = init(memory, bytes, options, stream);
+  if (result != QUEL_OK) {  // a program's own operator new may align less than malloc
+    ::operator delete(memory);
+    return result;
+  }
   (*stream)->on_heap = true;
   return QUEL_OK;
 }
