@@ -1,12 +1,17 @@
 #include "dsp/syn_filt.h"
 
 #include <algorithm>
+#include <array>
+#include <vector>
 
+#include "dsp/kernel_checks.h"
+#include "dsp/kernels.h"
 #include "dsp/scratch.h"
 
 namespace quel {
 
-void syn_filt(const float* a, int m, const float* x, float* y, int lg, float* mem, int update) {
+void plain::syn_filt(const float* a, int m, const float* x, float* y, int lg, float* mem,
+                     int update) {
   // Past outputs live in scratch, not in y, so that x and y may be one array.
   Scratch scratch(m + lg);
   float* yy = scratch.data() + m;
@@ -17,6 +22,38 @@ void syn_filt(const float* a, int m, const float* x, float* y, int lg, float* me
     y[n] = yy[n] = static_cast<float>(sum);
   }
   if (update != 0) std::copy_n(yy + lg - m, m, mem);
+}
+
+namespace {
+
+// By stretches: where one's guess is wrong, the plain recursion takes that one.
+void by_kernel(const float* a, int m, const float* x, float* y, int lg, float* mem, int update) {
+  const DspKernels& kernels = dsp_kernels();
+  const auto synthesize = m == 10 ? kernels.synthesize10 : kernels.synthesize16;
+  std::array<float, 16> past;
+  std::copy_n(mem, m, past.data());
+  for (int n = 0; n < lg; n += stretch_max) {
+    const int count = std::min(stretch_max, lg - n);
+    if (!synthesize(a, x + n, y + n, count, past.data())) {
+      plain::syn_filt(a, m, x + n, y + n, count, past.data(), 1);
+    }
+  }
+  if (update != 0) std::copy_n(past.data(), m, mem);
+}
+
+}  // namespace
+
+void syn_filt(const float* a, int m, const float* x, float* y, int lg, float* mem, int update) {
+  if (m != 10 && m != 16) return plain::syn_filt(a, m, x, y, lg, mem, update);
+  if constexpr (check_kernels) {
+    std::vector<float> wanted(x, x + lg), past(mem, mem + m);
+    plain::syn_filt(a, m, wanted.data(), wanted.data(), lg, past.data(), update);
+    by_kernel(a, m, x, y, lg, mem, update);
+    require_same("syn_filt", y, wanted.data(), lg);
+    require_same("syn_filt's memory", mem, past.data(), m);
+    return;
+  }
+  by_kernel(a, m, x, y, lg, mem, update);
 }
 
 void syn_filt16(const float* a, int m, const float* x, float* y, int lg, float* mem, int update) {

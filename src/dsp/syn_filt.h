@@ -15,6 +15,11 @@ namespace quel {
 /// Never fails; y grows without bound where the caller's A(z) is unstable.
 void syn_filt(const float* a, int m, const float* x, float* y, int lg, float* mem, int update);
 
+namespace plain {
+/// The definition: what `syn_filt` gives to the bit, by kernels where there are any.
+void syn_filt(const float* a, int m, const float* x, float* y, int lg, float* mem, int update);
+}  // namespace plain
+
 /// The wideband coder's name for `syn_filt`.
 void syn_filt16(const float* a, int m, const float* x, float* y, int lg, float* mem, int update);
 

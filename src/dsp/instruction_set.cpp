@@ -1,0 +1,54 @@
+#include "dsp/instruction_set.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+
+namespace quel {
+namespace {
+
+constexpr int not_chosen = -1;
+std::atomic<int> chosen = not_chosen;
+
+InstructionSet best() {
+  InstructionSet found = InstructionSet::baseline;
+  const char* const wanted = std::getenv("QUELCODEC_CPU");
+  for (const InstructionSet set : instruction_sets) {
+    if (!is_available(set)) continue;
+    found = set;
+    if (wanted != nullptr && std::strcmp(wanted, name_of(set)) == 0) return set;
+  }
+  return found;
+}
+
+}  // namespace
+
+const char* name_of(InstructionSet set) {
+  return set == InstructionSet::avx2 ? "avx2" : "baseline";
+}
+
+bool is_available(InstructionSet set) {
+  if (set == InstructionSet::baseline) return true;
+#if defined(__x86_64__)
+  __builtin_cpu_init();
+  return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
+#else
+  return false;
+#endif
+}
+
+// Two threads may both choose; they choose alike.
+InstructionSet instruction_set() {
+  int set = chosen.load(std::memory_order_relaxed);
+  if (set == not_chosen) {
+    set = static_cast<int>(best());
+    chosen.store(set, std::memory_order_relaxed);
+  }
+  return static_cast<InstructionSet>(set);
+}
+
+void use_instruction_set(InstructionSet set) {
+  chosen.store(static_cast<int>(set), std::memory_order_relaxed);
+}
+
+}  // namespace quel

@@ -1,0 +1,3 @@
+#define QUEL_SET baseline
+#define QUEL_LANES 2
+#include "dsp/kernels_unit.h"
