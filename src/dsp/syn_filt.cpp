@@ -6,22 +6,19 @@
 
 #include "dsp/kernel_checks.h"
 #include "dsp/kernels.h"
-#include "dsp/scratch.h"
 
 namespace quel {
 
 void plain::syn_filt(const float* a, int m, const float* x, float* y, int lg, float* mem,
                      int update) {
-  // Past outputs live in scratch, not in y, so that x and y may be one array.
-  Scratch scratch(m + lg);
-  float* yy = scratch.data() + m;
-  std::copy_n(mem, m, yy - m);
+  const auto output = [&](int n) { return n < 0 ? mem[m + n] : y[n]; };
   for (int n = 0; n < lg; ++n) {
     double sum = x[n];
-    for (int i = 1; i <= m; ++i) sum -= static_cast<double>(a[i]) * yy[n - i];
-    y[n] = yy[n] = static_cast<float>(sum);
+    for (int i = 1; i <= m; ++i) sum -= static_cast<double>(a[i]) * output(n - i);
+    y[n] = static_cast<float>(sum);
   }
-  if (update != 0) std::copy_n(yy + lg - m, m, mem);
+  if (update == 0) return;
+  for (int j = 0; j < m; ++j) mem[j] = output(lg - m + j);
 }
 
 namespace {

@@ -311,7 +311,7 @@ TEST(CoderWb16, ScratchPeak) {
     encode(everything(3));
     EXPECT_EQ(i_heap, area.top());
   }
-  EXPECT_EQ(test::scratch_used(area, paint), 3212u);
+  EXPECT_EQ(test::scratch_used(area, paint), 3128u);
 }
 
 }  // namespace

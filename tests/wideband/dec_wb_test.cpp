@@ -171,7 +171,7 @@ TEST(DecodWb, ScratchPeak) {
     decode(decoder, frames);
     EXPECT_EQ(i_heap, area.top());
   }
-  EXPECT_EQ(test::scratch_used(area, paint), 1668u);
+  EXPECT_EQ(test::scratch_used(area, paint), 1096u);
 }
 
 }  // namespace
