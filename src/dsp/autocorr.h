@@ -17,4 +17,9 @@ extern const std::array<float, 240> window;
 /// window  [0..L-1]
 void autocorr(const float* x, float* r, int m, int L, const float* window);
 
+namespace plain {
+/// The definition of `autocorr`.
+void autocorr(const float* x, float* r, int m, int L, const float* window);
+}  // namespace plain
+
 }  // namespace quel

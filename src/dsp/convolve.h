@@ -18,4 +18,10 @@ void convolve16(const float* x, const float* h, float* y, int L);
 void backfil2(const float* x, float* y, const float* h, int L);
 void corr_xh(const float* x, float* y, const float* h, int L);
 
+namespace plain {
+/// The definitions of `convolve` and `backfil2`.
+void convolve(const float* x, const float* h, float* y, int L);
+void backfil2(const float* x, float* y, const float* h, int L);
+}  // namespace plain
+
 }  // namespace quel

@@ -4,12 +4,43 @@
 
 namespace quel {
 
+/// Most samples that a filter's kernel takes at once.
+inline constexpr int stretch_max = 80;
+
+/// Most samples and the longest lag of `lag_correlations`.
+inline constexpr int correlation_max = 144;
+inline constexpr int longest_lag = 143;
+
+/// Taps of `interpolated`, and how many samples before output 0 the last one that it reads must be.
+inline constexpr int interpolation_taps = 20;
+inline constexpr int interpolation_gap = 8;
+
+/// What `delayed_products` needs beside the excitation.
+struct DelayedExcitation {
+  const float* h;   ///< [0..taps-1] response; h[0] is taken as 1
+  const float* xn;  ///< [0..L-1] target
+  int taps;         ///< 1..L: the response is zero from there on
+  int L;            ///< samples, at most `stretch_max`
+  double yy_start;  ///< where the sum of squares starts
+};
+
 /// The fast forms of this folder's routines, compiled for one instruction set. Each gives the bits
 /// of the plain routine, or says that it does not know them; which lengths and orders it takes
 /// stands at its definition. Nobody calls them but the routines themselves, tests and benchmarks.
 struct DspKernels {
   bool (*synthesize10)(const float* a, const float* x, float* y, int lg, float* past);
   bool (*synthesize16)(const float* a, const float* x, float* y, int lg, float* past);
+  void (*residual10)(const float* a, const float* x, float* y, int lg);
+  void (*residual16)(const float* a, const float* x, float* y, int lg);
+  bool (*convolved)(const float* x, const float* h, float* y, int L);
+  bool (*filtered_backwards)(const float* x, float* y, const float* h, int L);
+  bool (*autocorrelated10)(const float* x, float* r, int L, const float* window);
+  bool (*autocorrelated16)(const float* x, float* r, int L, const float* window);
+  void (*lag_correlations)(const float* x, int n, int longest, int lags, double* sums);
+  void (*delayed_products)(const DelayedExcitation& d, const float* enter, const float* first,
+                           int lags, double* xy, double* yy, float* at_cut, float* at_end);
+  void (*cut_convolved)(const float* x, const float* h, float* y, int taps, int L);
+  void (*interpolated)(const float* filter, const int* place, const float* x, float* y, int L);
 };
 
 namespace baseline {
@@ -26,8 +57,5 @@ const DspKernels& dsp_kernels(InstructionSet set);
 
 /// Those of the set in use.
 const DspKernels& dsp_kernels();
-
-/// Longest stretch that a recursion is guessed and proved over.
-inline constexpr int stretch_max = 80;
 
 }  // namespace quel

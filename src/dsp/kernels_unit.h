@@ -1,6 +1,12 @@
 #pragma once
 
+#include "dsp/autocorr_kernel.h"
+#include "dsp/convolve_kernel.h"
+#include "dsp/correlation_kernel.h"
+#include "dsp/delay_kernel.h"
+#include "dsp/interpolation_kernel.h"
 #include "dsp/kernels.h"
+#include "dsp/residu_kernel.h"
 #include "dsp/syn_filt_kernel.h"
 
 namespace quel::QUEL_SET {
@@ -8,6 +14,16 @@ namespace quel::QUEL_SET {
 const DspKernels dsp_kernels = {
     .synthesize10 = synthesize<10>,
     .synthesize16 = synthesize<16>,
+    .residual10 = residual<10>,
+    .residual16 = residual<16>,
+    .convolved = convolved,
+    .filtered_backwards = filtered_backwards,
+    .autocorrelated10 = autocorrelated<10>,
+    .autocorrelated16 = autocorrelated<16>,
+    .lag_correlations = lag_correlations,
+    .delayed_products = delayed_products,
+    .cut_convolved = cut_convolved,
+    .interpolated = interpolated,
 };
 
 }  // namespace quel::QUEL_SET

@@ -153,14 +153,22 @@ QUEL_INLINE void copy(To* to, const From* from, int n) {
   for (int i = 0; i < n; ++i) to[i] = from[i];
 }
 
-/// Floats to doubles, `n` of them, to [0..n-1], rounded up to a whole register of zeros.
-QUEL_INLINE void widen(double* to, const float* from, int n) {
+/// to [0..size-1] = from [0..n-1], then zeros; n <= size, a multiple of a register.
+QUEL_INLINE void widen(double* to, const float* from, int n, int size) {
   int i = 0;
   for (; i + lanes <= n; i += lanes) store(to + i, widen(load<Half>(from + i)));
-  if (i == n) return;
-  Half rest{};
-  for (int j = 0; i + j < n; ++j) rest[j] = from[i + j];
-  store(to + i, widen(rest));
+  for (; i < n; ++i) to[i] = from[i];
+  for (; i % lanes != 0; ++i) to[i] = 0.0;
+  for (; i < size; i += lanes) store(to + i, Double{});
+}
+
+/// Whether x [0..n-1] holds no infinity and no NaN; n a multiple of a register.
+QUEL_INLINE bool all_finite(const double* x, int n) {
+  Double sum{};
+  for (int i = 0; i < n; i += lanes) sum += load<Double>(x + i) - load<Double>(x + i);
+  bool finite = true;
+  for (int i = 0; i < lanes; ++i) finite = finite && sum[i] == 0.0;
+  return finite;
 }
 
 }  // namespace quel::QUEL_SET

@@ -11,6 +11,11 @@ namespace quel {
 /// lg  samples, > 0
 void residu(const float* a, int m, const float* x, float* y, int lg);
 
+namespace plain {
+/// The definition of `residu`.
+void residu(const float* a, int m, const float* x, float* y, int lg);
+}  // namespace plain
+
 /// The wideband coder's name for `residu`.
 void residu16(const float* a, int m, const float* x, float* y, int lg);
 

@@ -10,7 +10,7 @@ constexpr int block = 4;   // outputs guessed side by side
 constexpr int group = 16;  // outputs proved side by side
 static_assert(stretch_max % group == 0);
 
-using Block = Lanes<lanes < block ? lanes : block>::Double;
+using Block = Lanes < lanes<block ? lanes : block>::Double;
 constexpr int block_lanes = lanes < block ? lanes : block;
 
 template <int m>
@@ -75,8 +75,7 @@ bool synthesize(const float* a, const float* x, float* y, int lg, float* past) {
   Work<m> w;
   const int count = (lg + group - 1) / group * group;
   for (int i = 0; i < m + block; ++i) w.minus_a[i] = i <= m ? -static_cast<double>(a[i]) : 0.0;
-  widen(w.x, x, lg);
-  for (int i = lg; i < count; ++i) w.x[i] = 0.0;
+  widen(w.x, x, lg, count);
   for (int i = 0; i < m; ++i) w.past_and_y[i] = past[i];
   for (int n = 0; n < count; n += block) guess(w, n);
   if (spoiled()) w.y[lg / 2] = -w.y[lg / 2];

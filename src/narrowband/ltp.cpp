@@ -1,9 +1,15 @@
 #include "narrowband/ltp.h"
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
+#include <vector>
 
 #include "dsp/convolve.h"
+#include "dsp/interpolate.h"
 #include "dsp/invsqrt.h"
+#include "dsp/kernel_checks.h"
+#include "dsp/kernels.h"
 #include "dsp/scratch.h"
 
 namespace quel {
@@ -12,9 +18,11 @@ namespace {
 constexpr int subframe = 48;
 constexpr int margin = 4;  // lags on either side of the search that interpolation reads
 
+constexpr double bias = 0.01f;
+
 // norm_corr with corr[0] for lag t_min.
-void correlate(const float* exc, const float* xn, const float* h, int t_min, int t_max,
-               float* corr) {
+void plain_correlate(const float* exc, const float* xn, const float* h, int t_min, int t_max,
+                     float* corr) {
   Scratch excf(subframe);
   convolve(exc - t_min, h, excf.data(), subframe);
   for (int k = t_min; k <= t_max; ++k) {
@@ -27,12 +35,37 @@ void correlate(const float* exc, const float* xn, const float* h, int t_min, int
       excf[0] = exc[-k];
     }
     double xy = 0.0;
-    double yy = 0.01f;
+    double yy = bias;
     for (int j = 0; j < subframe; ++j) {
       xy += static_cast<double>(xn[j]) * excf[j];
       yy += static_cast<double>(excf[j]) * excf[j];
     }
     corr[k - t_min] = static_cast<float>(xy * invsqrt(yy));
+  }
+}
+
+void correlate(const float* exc, const float* xn, const float* h, int t_min, int t_max,
+               float* corr) {
+  constexpr std::size_t most = 24;
+  const int lags = t_max - t_min;  // beside the first
+  if (lags > static_cast<int>(most)) return plain_correlate(exc, xn, h, t_min, t_max, corr);
+  std::array<double, 1 + most> xy{0.0}, yy{bias};
+  std::array<float, 1 + most> unused;
+  Scratch excf(subframe);
+  convolve(exc - t_min, h, excf.data(), subframe);
+  dsp_kernels().delayed_products({h, xn, subframe, subframe, bias}, exc - t_min - 1, excf.data(),
+                                 lags, &xy[1], &yy[1], &unused[1], &unused[1]);
+  for (int j = 0; j < subframe; ++j) {
+    xy[0] += static_cast<double>(xn[j]) * excf[j];
+    yy[0] += static_cast<double>(excf[j]) * excf[j];
+  }
+  for (std::size_t i = 0; i <= static_cast<std::size_t>(lags); ++i) {
+    corr[i] = static_cast<float>(xy[i] * invsqrt(yy[i]));
+  }
+  if constexpr (check_kernels) {
+    std::vector<float> wanted(corr, corr + lags + 1);
+    plain_correlate(exc, xn, h, t_min, t_max, wanted.data());
+    require_same("narrowband::norm_corr", corr, wanted.data(), lags + 1);
   }
 }
 
@@ -63,6 +96,11 @@ namespace narrowband {
 void norm_corr(const float* exc, const float* xn, const float* h, int t_min, int t_max,
                float* corr) {
   correlate(exc, xn, h, t_min, t_max, corr + t_min);
+}
+
+void plain::norm_corr(const float* exc, const float* xn, const float* h, int t_min, int t_max,
+                      float* corr) {
+  plain_correlate(exc, xn, h, t_min, t_max, corr + t_min);
 }
 
 }  // namespace narrowband
@@ -105,9 +143,18 @@ void interpol(const float* x, float* y, const float* tab, int L_half, int frac, 
 }
 
 void pred_lt(float* exc, int T0, int frac, int L) {
+  constexpr int L_half = 10;
+  constexpr int taps = 2 * L_half;
   T0 = std::clamp(T0, 11, 144);
-  const int phase = frac > 0 ? -1 : frac < 0 ? 1 : 0;
-  interpol(exc - T0, exc, narrowband::inter3_2, 10, phase, L);
+  // As `interpol`, with the phase against the lag's sign.
+  const float* first = exc - T0 - (frac > 0 ? L_half : L_half - 1);
+  float filter[taps];
+  int place[taps];
+  for (int k = 0; k < taps; ++k) {
+    filter[k] = narrowband::inter3_2[frac > 0 ? 2 * taps - 1 - 2 * k : 2 * k + (frac < 0 ? 1 : 0)];
+    place[k] = k;
+  }
+  interpolate(filter, place, first, exc, L);
 }
 
 }  // namespace quel

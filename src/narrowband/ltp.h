@@ -64,6 +64,12 @@ inline constexpr float inter3_2[40] = {0.00104999996f,
 void norm_corr(const float* exc, const float* xn, const float* h, int t_min, int t_max,
                float* corr);
 
+namespace plain {
+/// The definition of `norm_corr`.
+void norm_corr(const float* exc, const float* xn, const float* h, int t_min, int t_max,
+               float* corr);
+}  // namespace plain
+
 }  // namespace quel::narrowband
 
 namespace quel {

@@ -1,8 +1,13 @@
 #include "wideband/pit_fr3s.h"
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
+#include <vector>
 
 #include "dsp/invsqrt.h"
+#include "dsp/kernel_checks.h"
+#include "dsp/kernels.h"
 #include "dsp/scratch.h"
 
 namespace quel {
@@ -45,8 +50,8 @@ const std::array<float, 13> inter3_1 = {
     -0.053413f,   0.00621399982f, 0.0246859994f, 0.0150030004f, 0.00243799994f, -0.00422800006f,
     0.0f};
 
-void norm_corr(const float* exc, const float* xn, const float* h, int t_min, int t_max, float* corr,
-               int L) {
+void plain::norm_corr(const float* exc, const float* xn, const float* h, int t_min, int t_max,
+                      float* corr, int L) {
   Scratch excf(L);
   const int first = t_min - 4, last = t_max + 4;
   filter_past(exc, h, first, excf.data(), L);
@@ -65,6 +70,42 @@ void norm_corr(const float* exc, const float* xn, const float* h, int t_min, int
     double sum = 0.0;
     for (int k = 0; k < L; ++k) sum += static_cast<double>(xn[k]) * excf[k];
     corr[t - first] = static_cast<float>(sum * inv_sqrt(energy));
+  }
+}
+
+void norm_corr(const float* exc, const float* xn, const float* h, int t_min, int t_max, float* corr,
+               int L) {
+  constexpr std::size_t most = 32;
+  const int first = t_min - 4;
+  const int lags = t_max + 4 - first;  // beside the first
+  if (lags > static_cast<int>(most) || L < taps || L > stretch_max) {
+    return plain::norm_corr(exc, xn, h, t_min, t_max, corr, L);
+  }
+  Scratch excf(L);
+  std::array<double, 1 + most> xy{0.0}, head{0.0};
+  std::array<float, 1 + most> at_cut, at_end;
+  dsp_kernels().cut_convolved(exc - first, h, excf.data(), taps, L);
+  dsp_kernels().delayed_products({h, xn, taps, L, 0.0}, exc - first - 1, excf.data(), lags, &xy[1],
+                                 &head[1], &at_cut[1], &at_end[1]);
+  at_cut[0] = excf[taps - 1];
+  at_end[0] = excf[L - 1];
+  head[0] = energy_of(excf.data(), 0, taps);
+  for (int k = 0; k < L; ++k) xy[0] += static_cast<double>(xn[k]) * excf[k];
+  double tail = 0.01 + energy_of(excf.data(), taps, L);
+  for (std::size_t i = 0; i <= static_cast<std::size_t>(lags); ++i) {
+    if (i > 0) {
+      tail += static_cast<double>(at_cut[i - 1]) * at_cut[i - 1];
+      tail -= static_cast<double>(at_end[i - 1]) * at_end[i - 1];
+      if (tail < 0.0) tail = 0.0;
+    }
+    float energy = static_cast<float>(tail + head[i]);
+    if (energy <= 0.0f) energy = 0.01f;
+    corr[i] = static_cast<float>(xy[i] * inv_sqrt(energy));
+  }
+  if constexpr (check_kernels) {
+    std::vector<float> wanted(corr, corr + lags + 1);
+    plain::norm_corr(exc, xn, h, t_min, t_max, wanted.data(), L);
+    require_same("wideband::norm_corr", corr, wanted.data(), lags + 1);
   }
 }
 

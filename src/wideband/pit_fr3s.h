@@ -34,6 +34,12 @@ extern const std::array<float, 13> inter3_1;
 void norm_corr(const float* exc, const float* xn, const float* h, int t_min, int t_max, float* corr,
                int L);
 
+namespace plain {
+/// The definition of `norm_corr`.
+void norm_corr(const float* exc, const float* xn, const float* h, int t_min, int t_max, float* corr,
+               int L);
+}  // namespace plain
+
 }  // namespace wideband
 
 /// The correlation at a fraction of a lag.

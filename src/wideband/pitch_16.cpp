@@ -1,18 +1,27 @@
 #include "wideband/pitch_16.h"
 
+#include <array>
+#include <cstddef>
+
 #include "dsp/invsqrt.h"
+#include "dsp/lag_correlations.h"
 
 namespace quel {
 
 int lag_max(const float* x, int n, int L_max, int L_min, float* cor_max) {
+  constexpr int most = 64;  // lags at a time
+  std::array<double, most> sums;
   double best = -1e23;
   int lag = L_max;
-  for (int T = L_max; T >= L_min; --T) {
-    double r = 0.0;
-    for (int i = 0; i < n; ++i) r += static_cast<double>(x[i]) * x[i - T];
-    if (r > best) {
-      best = r;
-      lag = T;
+  for (int first = L_max; first >= L_min; first -= most) {
+    const int lags = first - L_min + 1 < most ? first - L_min + 1 : most;
+    lag_correlations(x, n, first, lags, sums.data());
+    for (int j = 0; j < lags; ++j) {
+      const double r = sums[static_cast<std::size_t>(j)];
+      if (r > best) {
+        best = r;
+        lag = first - j;
+      }
     }
   }
   double energy = 0.01;

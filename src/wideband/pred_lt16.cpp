@@ -1,5 +1,9 @@
 #include "wideband/pred_lt16.h"
 
+#include <cstddef>
+
+#include "dsp/interpolate.h"
+
 namespace quel {
 
 const std::array<float, 31> wideband::inter3_2 = {0.874475002f,
@@ -35,21 +39,23 @@ const std::array<float, 31> wideband::inter3_2 = {0.874475002f,
                                                   0.0f};
 
 void pred_lt16(float* exc, int T0, int frac, int L) {
+  constexpr int half = 10;
   const float* x = exc - T0;
   int f = -frac;
   if (f < 0) {
     f += 3;
     --x;
   }
-  const float* filter = wideband::inter3_2.data();
-  for (int j = 0; j < L; ++j) {
-    double sum = 0.0;
-    for (int i = 0; i < 10; ++i) {
-      sum += static_cast<double>(x[j - i]) * filter[f + 3 * i];
-      sum += static_cast<double>(x[j + 1 + i]) * filter[3 - f + 3 * i];
-    }
-    exc[j] = static_cast<float>(sum);
+  // From the centre outwards.
+  float filter[2 * half];
+  int place[2 * half];
+  for (int i = 0; i < half; ++i) {
+    filter[2 * i] = wideband::inter3_2[static_cast<std::size_t>(f + 3 * i)];
+    place[2 * i] = half - 1 - i;
+    filter[2 * i + 1] = wideband::inter3_2[static_cast<std::size_t>(3 - f + 3 * i)];
+    place[2 * i + 1] = half + i;
   }
+  interpolate(filter, place, x - (half - 1), exc, L);
 }
 
 void pit_shrp(float* x, int T0, float gain, int L) {

@@ -16,11 +16,8 @@ using test::Misaligned;
 using test::noise;
 using test::Signal;
 using test::signal;
+using test::size;
 using test::stable_filter;
-
-std::size_t size(int n) {
-  return static_cast<std::size_t>(n);
-}
 
 // One call, by kernel and plain, of a filter that is stable or, scaled up, is not.
 void expect_same_filtering(int m, Signal kind, int lg, float scale, unsigned seed) {
@@ -42,19 +39,14 @@ void expect_same_filtering(int m, Signal kind, int lg, float scale, unsigned see
 }
 
 TEST(SynFiltKernel, GivesThePlainRecursion) {
-  in_every_instruction_set([] {
-    for (const int m : {10, 16}) {
-      for (const int lg : {1, 2, 3, 5, 15, 16, 17, 30, 47, 48, 79, 80, 81, 160, 163}) {
-        for (const Signal kind : test::signals) {
-          for (unsigned seed = 0; seed < 4; ++seed) {
-            SCOPED_TRACE(testing::Message() << "order " << m << ", " << lg << " samples, kind "
-                                            << static_cast<int>(kind) << ", seed " << seed);
-            expect_same_filtering(m, kind, lg, seed % 2 == 0 ? 1.0f : 1.5f, seed);
-          }
-        }
-      }
-    }
-  });
+  for (const int m : {10, 16}) {
+    SCOPED_TRACE(m);
+    test::for_every_case({1, 2, 3, 5, 15, 16, 17, 30, 47, 48, 79, 80, 81, 160, 163},
+                         [&](int lg, Signal kind, unsigned seed) {
+                           const float scale = seed % 2 == 0 ? 1.0f : 1.5f;
+                           expect_same_filtering(m, kind, lg, scale, seed);
+                         });
+  }
 }
 
 // Two products that are huge and cancel leave their roundings in what lies between: there the order

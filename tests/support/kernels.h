@@ -8,6 +8,8 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
+#include <iterator>
 #include <limits>
 #include <vector>
 
@@ -31,6 +33,10 @@ void in_every_instruction_set(Test test) {
   use_instruction_set(before);
 }
 
+inline std::size_t size(int n) {
+  return static_cast<std::size_t>(n);
+}
+
 /// What a kernel may meet.
 enum class Signal { noise, speech, tiny, huge, zeros, hostile };
 inline constexpr Signal signals[] = {Signal::noise, Signal::speech, Signal::tiny,
@@ -47,20 +53,47 @@ inline std::vector<float> signal(Signal kind, int n, std::uint64_t seed) {
   constexpr float odd[] = {nan, inf, -inf, 1e38f, -1e38f, 1e-45f, -1e-40f, -0.0f, 0.0f, 1e9f};
   for (float& v : x) {
     switch (kind) {
-      case Signal::tiny: v *= 1e-42f; break;
-      case Signal::huge: v *= 1e35f; break;
-      case Signal::zeros: v = std::copysign(0.0f, v); break;
+      case Signal::tiny:
+        v *= 1e-42f;
+        break;
+      case Signal::huge:
+        v *= 1e35f;
+        break;
+      case Signal::zeros:
+        v = std::copysign(0.0f, v);
+        break;
       case Signal::hostile:
         if (random.integer(0, 11) == 0) v = odd[random.integer(0, std::size(odd) - 1)];
         break;
-      default: break;
+      default:
+        break;
     }
   }
   return x;
 }
 
+/// Runs test(length, kind, seed) for every instruction set, length and kind of signal.
+template <typename Test>
+void for_every_case(std::initializer_list<int> lengths, Test test) {
+  in_every_instruction_set([&] {
+    for (const int length : lengths) {
+      for (const Signal kind : signals) {
+        for (unsigned seed = 0; seed < 4; ++seed) {
+          SCOPED_TRACE(testing::Message() << "length " << length << ", kind "
+                                          << static_cast<int>(kind) << ", seed " << seed);
+          test(length, kind, seed);
+        }
+      }
+    }
+  });
+}
+
 inline bool same(float a, float b) {
   return std::bit_cast<std::uint32_t>(a) == std::bit_cast<std::uint32_t>(b) || (a != a && b != b);
+}
+
+inline bool same(double a, double b) {
+  return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b) || (a != a && b != b);
 }
 
 /// Equal bits throughout, -0 told from 0; any NaN equals any NaN.

@@ -1,0 +1,44 @@
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <vector>
+
+#include "dsp/convolve.h"
+#include "support/kernels.h"
+
+namespace quel {
+namespace {
+
+using test::expect_same;
+using test::for_every_case;
+using test::Misaligned;
+using test::Signal;
+using test::signal;
+using test::size;
+
+constexpr auto lengths = {1, 2, 3, 5, 15, 16, 17, 33, 47, 48, 49, 79, 80, 81, 100};
+
+TEST(ConvolveKernel, GivesThePlainConvolution) {
+  for_every_case(lengths, [](int L, Signal kind, unsigned seed) {
+    Misaligned x(signal(seed % 2 == 0 ? kind : Signal::speech, L, seed), 1);
+    Misaligned h(signal(seed < 2 ? kind : Signal::speech, L, seed + 9), static_cast<int>(seed));
+    std::vector<float> y(size(L)), wanted(size(L));
+    plain::convolve(x.data(), h.data(), wanted.data(), L);
+    convolve(x.data(), h.data(), y.data(), L);
+    expect_same(y, wanted);
+  });
+}
+
+TEST(ConvolveKernel, GivesThePlainBackwardFilter) {
+  for_every_case(lengths, [](int L, Signal kind, unsigned seed) {
+    Misaligned x(signal(seed % 2 == 0 ? kind : Signal::speech, L, seed), 1);
+    Misaligned h(signal(seed < 2 ? kind : Signal::speech, L, seed + 9), static_cast<int>(seed));
+    std::vector<float> y(size(L)), wanted(size(L));
+    plain::backfil2(x.data(), wanted.data(), h.data(), L);
+    backfil2(x.data(), y.data(), h.data(), L);
+    expect_same(y, wanted);
+  });
+}
+
+}  // namespace
+}  // namespace quel
