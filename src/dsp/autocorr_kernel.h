@@ -10,7 +10,8 @@ namespace quel::QUEL_SET {
 template <int m>
 bool autocorrelated(const float* x, float* r, int L, const float* window) {
   constexpr int parts = (m + lanes) / lanes;
-  constexpr int past = parts * lanes;  // lags, the longest first, so that rising places lie in a row
+  constexpr int past =
+      parts * lanes;  // lags, the longest first, so that rising places lie in a row
   constexpr int stretch = 80;
   double y[past + stretch] = {};
   double* const now = y + past;

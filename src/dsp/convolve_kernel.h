@@ -57,8 +57,8 @@ static bool filtered_backwards(const float* x, float* y, const float* h, int L) 
 }
 
 /// y[n] = x[n] + sum over i = 1..min(n, taps - 1) of x[n - i] * h[i], lanes across outputs, for L
-/// at most `stretch_max`. The sum starts with x[n], which may be -0: here a lane keeps its sum where
-/// it should not have a product.
+/// at most `stretch_max`. The sum starts with x[n], which may be -0: here a lane keeps its sum
+/// where it should not have a product.
 static void cut_convolved(const float* x, const float* h, float* y, int taps, int L) {
   using namespace convolution;
   double input[group + padded] = {};

@@ -40,6 +40,7 @@ struct DspKernels {
   void (*delayed_products)(const DelayedExcitation& d, const float* enter, const float* first,
                            int lags, double* xy, double* yy, float* at_cut, float* at_end);
   void (*cut_convolved)(const float* x, const float* h, float* y, int taps, int L);
+  bool (*ranked)(const float* measure, int tracks, int* rank);
   void (*interpolated)(const float* filter, const int* place, const float* x, float* y, int L);
 };
 

@@ -6,6 +6,7 @@
 #include "dsp/delay_kernel.h"
 #include "dsp/interpolation_kernel.h"
 #include "dsp/kernels.h"
+#include "dsp/rank_kernel.h"
 #include "dsp/residu_kernel.h"
 #include "dsp/syn_filt_kernel.h"
 
@@ -23,6 +24,7 @@ const DspKernels dsp_kernels = {
     .lag_correlations = lag_correlations,
     .delayed_products = delayed_products,
     .cut_convolved = cut_convolved,
+    .ranked = ranked,
     .interpolated = interpolated,
 };
 

@@ -31,16 +31,15 @@ struct Lanes {
   typedef double Double __attribute__((vector_size(8 * n)));
   typedef float Float __attribute__((vector_size(4 * n)));
   typedef int Int __attribute__((vector_size(4 * n)));
-  typedef long long Long __attribute__((vector_size(8 * n)));
 };
 
 inline constexpr int lanes = QUEL_LANES;
-using Double = Lanes<lanes>::Double;      ///< a register of doubles
-using Half = Lanes<lanes>::Float;         ///< as many floats, half a register
-using HalfBits = Lanes<lanes>::Int;       ///< their bits
-using Long = Lanes<lanes>::Long;          ///< a mask over Double, 0 or -1
-using Float = Lanes<2 * lanes>::Float;    ///< a register of floats
-using FloatBits = Lanes<2 * lanes>::Int;  ///< a mask over Float, or its bits
+using Double = Lanes<lanes>::Double;            ///< a register of doubles
+using Half = Lanes<lanes>::Float;               ///< as many floats, half a register
+using HalfBits = Lanes<lanes>::Int;             ///< their bits
+using Float = Lanes<2 * lanes>::Float;          ///< a register of floats
+using Mask = decltype(Double{} < Double{});     ///< over Double, a lane 0 or -1
+using FloatMask = decltype(Float{} < Float{});  ///< over Float
 
 template <typename V, typename T>
 QUEL_INLINE V load(const T* p) {

@@ -8,10 +8,8 @@ namespace quel::QUEL_SET {
 QUEL_INLINE Double shifted(Double a, Double b) {
 #if QUEL_LANES == 2
   return __builtin_shufflevector(a, b, 1, 2);
-#elif QUEL_LANES == 4
-  return __builtin_shufflevector(a, b, 3, 4, 5, 6);
 #else
-  return __builtin_shufflevector(a, b, 7, 8, 9, 10, 11, 12, 13, 14);
+  return __builtin_shufflevector(a, b, 3, 4, 5, 6);
 #endif
 }
 
@@ -19,7 +17,13 @@ QUEL_INLINE Double shifted(Double a, Double b) {
 QUEL_INLINE Double shifted_down(Double a, Double b) {
 #if QUEL_LANES == 2
   return __builtin_shufflevector(a, b, 1, 2);
-#elif QUEL_LANES == 4
+#else
+  return __builtin_shufflevector(a, b, 1, 2, 3, 4);
+#endif
+}
+
+QUEL_INLINE Float shifted_down(Float a, Float b) {
+#if QUEL_LANES == 2
   return __builtin_shufflevector(a, b, 1, 2, 3, 4);
 #else
   return __builtin_shufflevector(a, b, 1, 2, 3, 4, 5, 6, 7, 8);

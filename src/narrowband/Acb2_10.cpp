@@ -1,23 +1,26 @@
 #include "narrowband/Acb2_10.h"
 
+#include "dsp/kernel_checks.h"
 #include "dsp/scratch.h"
 #include "narrowband/acb_common.h"
+#include "narrowband/kernels.h"
 
 namespace quel {
 
 using namespace narrowband;
 
-void acb_2p10b(const float* dn, const float* h, std::int32_t* index) {
-  Scratch rr_diag(3 * 16);
-  Scratch rr(256);
-  for (int track = 0; track < 3; ++track) half_energies(h, track, 3, &rr_diag[16 * track]);
+namespace {
 
+struct Pair {
+  int a = 0;
+  int b = 1;
+};
+
+Pair plain_pair(const float* dn, const float* rr_diag, const float* rr) {
   float sq = -1.0f;
   float alpha = 1.0f;
-  int best_a = 0;
-  int best_b = 1;
+  Pair best;
   for (int offset = 0; offset < 2; ++offset) {
-    cross_block(h, offset, offset + 1, 3, rr.data());
     for (int ja = 0; ja < 16; ++ja) {
       const int a = 3 * ja + offset;
       for (int jb = 0; jb < 16; ++jb) {
@@ -25,19 +28,36 @@ void acb_2p10b(const float* dn, const float* h, std::int32_t* index) {
         const float diff = dn[a] - dn[b];
         const float num = diff * diff;
         // The signs are opposite, so the cross-correlation counts against the energy.
-        const float den =
-            rr_diag[16 * offset + ja] + rr_diag[16 * (offset + 1) + jb] - rr[16 * ja + jb];
+        const float den = rr_diag[16 * offset + ja] + rr_diag[16 * (offset + 1) + jb] -
+                          rr[256 * offset + 16 * ja + jb];
         if (alpha * num - sq * den > 0.0f) {
           sq = num;
           alpha = den;
-          best_a = a;
-          best_b = b;
+          best = {a, b};
         }
       }
     }
   }
-  *index = 256 * (best_a % 3) + 16 * (best_a / 3) + best_b / 3;
-  if (dn[best_a] - dn[best_b] < 0.0f) *index += 512;
+  return best;
+}
+
+}  // namespace
+
+void acb_2p10b(const float* dn, const float* h, std::int32_t* index) {
+  Scratch rr_diag(3 * 16);
+  Scratch rr(2 * 256);
+  half_energies_of_all(h, 1, 3, rr_diag.data());
+  cross_blocks(h, 3, 2, nullptr, rr.data());
+  Pair best;
+  if (!narrowband_kernels().best_opposite_pair(dn, rr_diag.data(), rr.data(), &best.a, &best.b)) {
+    best = plain_pair(dn, rr_diag.data(), rr.data());
+  } else if constexpr (check_kernels) {
+    const Pair wanted = plain_pair(dn, rr_diag.data(), rr.data());
+    require_same("acb_2p10b", &best.a, &wanted.a, 1);
+    require_same("acb_2p10b", &best.b, &wanted.b, 1);
+  }
+  *index = 256 * (best.a % 3) + 16 * (best.a / 3) + best.b / 3;
+  if (dn[best.a] - dn[best.b] < 0.0f) *index += 512;
 }
 
 }  // namespace quel

@@ -18,13 +18,8 @@ void acb_3p10b(float* dn, const float* h, std::int32_t* index) {
     sign[n] = n % 4 < 2 ? 1.0f : -1.0f;
     dn[n] *= sign[n];
   }
-  for (int i = 0; i < 3; ++i) {
-    const int track = 2 * i;
-    const int next = (track + 2) % 6;
-    half_energies(h, track, 6, &rr_diag[8 * i]);
-    cross_block(h, track, next, 6, &rr[64 * i]);
-    fold_signs(&rr[64 * i], track, next, 6, sign.data());
-  }
+  half_energies_of_all(h, 2, 6, rr_diag.data());
+  cross_blocks(h, 6, 3, sign.data(), rr.data());
 
   float sq = -1.0f;
   float alpha = 1.0f;

@@ -5,18 +5,21 @@
 #include <cmath>
 
 #include "dsp/invsqrt.h"
+#include "dsp/kernel_checks.h"
+#include "dsp/kernels.h"
 #include "dsp/scratch.h"
 #include "narrowband/acb_common.h"
+#include "narrowband/kernels.h"
 
 namespace quel {
 
 namespace narrowband {
 namespace {
 
-// The kernel of both overloads; sel == nullptr makes every position of tx a candidate.
+// The search of both overloads; sel == nullptr makes every position of tx a candidate.
 template <int step>
-void search_pair(int tx, int ty, float* ps, float* alp, int* ix, int* iy, const float* dn,
-                 const float* sel, const float* rr_x, const float* rr_y, const float* block) {
+void plain_pair(int tx, int ty, float* ps, float* alp, int* ix, int* iy, const float* dn,
+                const float* sel, const float* rr_x, const float* rr_y, const float* block) {
   constexpr int count = acb_len / step;
   float dn_y[count];
   float num[count];
@@ -54,6 +57,26 @@ void search_pair(int tx, int ty, float* ps, float* alp, int* ix, int* iy, const 
   *iy = ty + step * best_y;
   *ps = *ps + dn[*ix] + dn[*iy];
   *alp = alpha;
+}
+
+template <int step>
+void search_pair(int tx, int ty, float* ps, float* alp, int* ix, int* iy, const float* dn,
+                 const float* sel, const float* rr_x, const float* rr_y, const float* block) {
+  const NarrowbandKernels& kernels = narrowband_kernels();
+  const auto best_pair = step == 3 ? kernels.best_pair3 : kernels.best_pair6;
+  const float before[] = {*ps, *alp};
+  if (!best_pair(tx, ty, ps, alp, ix, iy, dn, sel, rr_x, rr_y, block)) {
+    plain_pair<step>(tx, ty, ps, alp, ix, iy, dn, sel, rr_x, rr_y, block);
+  } else if constexpr (check_kernels) {
+    float wanted[] = {before[0], before[1]};
+    int pair[2];
+    plain_pair<step>(tx, ty, &wanted[0], &wanted[1], &pair[0], &pair[1], dn, sel, rr_x, rr_y,
+                     block);
+    require_same("search_ixiy", ps, &wanted[0], 1);
+    require_same("search_ixiy", alp, &wanted[1], 1);
+    require_same("search_ixiy", ix, &pair[0], 1);
+    require_same("search_ixiy", iy, &pair[1], 1);
+  }
 }
 
 }  // namespace
@@ -109,16 +132,12 @@ struct TrackSearch {
   Scratch<> rr_diag{3 * 16};
   Scratch<> rr{3 * 256};
   Scratch<> y{acb_len};
-  Scratch<> rr_x{16};
-  Scratch<> rr_y{16};
+  Scratch<> rr_xy{2 * 16};
 
   TrackSearch(const float* dn_, const float* sel_, const float* h_, const float* sign_)
       : dn(dn_), sel(sel_), h(h_), sign(sign_) {
-    for (int t = 0; t < 3; ++t) {
-      half_energies(h, t, 3, &rr_diag[16 * t]);
-      cross_block(h, t, (t + 1) % 3, 3, &rr[256 * t]);
-      fold_signs(&rr[256 * t], t, (t + 1) % 3, 3, sign);
-    }
+    half_energies_of_all(h, 1, 3, rr_diag.data());
+    cross_blocks(h, 3, 3, sign, rr.data());
   }
 
   void clear_y() { std::fill_n(y.data(), acb_len, 0.0f); }
@@ -132,9 +151,18 @@ struct TrackSearch {
 
   // Places a pair beside the pulses in y.
   void next_pair(int tx, int ty, float* ps, float* alp, int* pair) {
-    cor_h_vec(h, y.data(), tx, sign, rr_diag.data(), rr_x.data());
-    cor_h_vec(h, y.data(), ty, sign, rr_diag.data(), rr_y.data());
-    search_ixiy(tx, ty, ps, alp, &pair[0], &pair[1], dn, sel, rr_x.data(), rr_y.data(), rr.data());
+    const int tracks[] = {tx, ty};
+    float* rr_x = rr_xy.data();
+    float* rr_y = rr_x + 16;
+    narrowband_kernels().cor_h_vec_pair(h, y.data(), tracks, sign, rr_diag.data(), rr_x);
+    if constexpr (check_kernels) {
+      std::array<float, 16> wanted;
+      cor_h_vec(h, y.data(), tx, sign, rr_diag.data(), wanted.data());
+      require_same("cor_h_vec", rr_x, wanted.data(), 16);
+      cor_h_vec(h, y.data(), ty, sign, rr_diag.data(), wanted.data());
+      require_same("cor_h_vec", rr_y, wanted.data(), 16);
+    }
+    search_ixiy(tx, ty, ps, alp, &pair[0], &pair[1], dn, sel, rr_x, rr_y, rr.data());
   }
 };
 
@@ -146,6 +174,23 @@ int mark_largest(float* sel, int track) {
   }
   sel[best] = -1.0f;
   return best;
+}
+
+// Marks the six largest measures of each track, and gives the first three of each in falling order.
+void preselect(float* sel, int (&first)[3][3]) {
+  constexpr int marked = 6;
+  int rank[acb_len];
+  if (!dsp_kernels().ranked(sel, 3, rank)) {
+    for (int track = 0; track < 3; ++track) {
+      for (int& p : first[track]) p = mark_largest(sel, track);
+      for (int i = 3; i < marked; ++i) mark_largest(sel, track);
+    }
+    return;
+  }
+  for (int n = 0; n < acb_len; ++n) {
+    if (rank[n] < 3) first[n % 3][rank[n]] = n;
+    if (rank[n] < marked) sel[n] = -1.0f;
+  }
 }
 
 // What brings res to the level of dn; 0 where there is no such factor (silence).
@@ -187,9 +232,8 @@ void ACB_27(float* dn, float* res, const float* h, std::int32_t* index) {
     dn[n] *= sign[n];
     sel[n] = v * sign[n];
   }
-  for (int track = 0; track < 3; ++track) {
-    for (int i = 0; i < 6; ++i) mark_largest(sel, track);
-  }
+  int first_pulses[3][3];
+  preselect(sel, first_pulses);
 
   TrackSearch search(dn, sel, h, sign.data());
   float psk = -1.0f;
@@ -231,10 +275,7 @@ void ACB_15(float* dn, float* work, const float* h, std::int32_t* index) {
     sel[n] = dn[n];
   }
   int first_pulses[3][3];
-  for (int track = 0; track < 3; ++track) {
-    for (int& p : first_pulses[track]) p = mark_largest(sel, track);
-    for (int i = 0; i < 3; ++i) mark_largest(sel, track);
-  }
+  preselect(sel, first_pulses);
 
   TrackSearch search(dn, sel, h, sign.data());
   float psk = -1.0f;

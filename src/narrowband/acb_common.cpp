@@ -1,8 +1,12 @@
 #include "narrowband/acb_common.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <vector>
 
+#include "dsp/kernel_checks.h"
 #include "dsp/scratch.h"
+#include "narrowband/kernels.h"
 
 namespace quel::narrowband {
 
@@ -54,6 +58,32 @@ void fold_signs(float* rr, int tx, int ty, int step, const float* sign) {
   for (int jx = 0; jx < count; ++jx) {
     for (int jy = 0; jy < count; ++jy) {
       rr[jx * count + jy] *= sign[tx + step * jx] * sign[ty + step * jy];
+    }
+  }
+}
+
+void half_energies_of_all(const float* h, int apart, int step, float* out) {
+  float sum = 0.0f;
+  const int count = acb_len / step;
+  for (int i = 0; i < acb_len; ++i) {
+    sum += h[i] * h[i];
+    const int p = acb_len - 1 - i;
+    if (p % step % apart == 0) out[p % step / apart * count + p / step] = 0.5f * sum;
+  }
+}
+
+void cross_blocks(const float* h, int step, int blocks, const float* sign, float* rr) {
+  const NarrowbandKernels& kernels = narrowband_kernels();
+  (step == 3 ? kernels.cross_blocks3 : kernels.cross_blocks6)(h, blocks, sign, rr);
+  if constexpr (check_kernels) {
+    const int block = acb_len / step * (acb_len / step);
+    for (int b = 0; b < blocks; ++b) {
+      const int tx = b * (step / 3);
+      const int ty = (tx + step / 3) % step;
+      std::vector<float> wanted(static_cast<std::size_t>(block));
+      cross_block(h, tx, ty, step, wanted.data());
+      if (sign != nullptr) fold_signs(wanted.data(), tx, ty, step, sign);
+      require_same("cross_block", rr + b * block, wanted.data(), block);
     }
   }
 }

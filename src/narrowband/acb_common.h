@@ -35,4 +35,15 @@ void cross_block(const float* h, int tx, int ty, int step, float* rr);
 /// sign  [0..47] +1 or -1
 void fold_signs(float* rr, int tx, int ty, int step, const float* sign);
 
+/// `half_energies` of the tracks 0, apart, 2 * apart, ... below `step`, out [0..48/step-1] of the
+/// first and so on: sums in rising n, so that one pass serves all.
+void half_energies_of_all(const float* h, int apart, int step, float* out);
+
+/// `cross_block` of the first `blocks` of three tracks, each with the next one in their cycle:
+/// 0, 1, 2 with step 3 and 0, 2, 4 with step 6; signs folded in where there are any.
+///
+/// sign  [0..47] or null
+/// rr    [0..blocks*(48/step)^2-1]
+void cross_blocks(const float* h, int step, int blocks, const float* sign, float* rr);
+
 }  // namespace quel::narrowband

@@ -1,8 +1,13 @@
 #include "wideband/cod45_85.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
+
+#include "dsp/kernel_checks.h"
+#include "dsp/kernels.h"
+#include "wideband/kernels.h"
 
 namespace quel {
 namespace {
@@ -37,7 +42,7 @@ int largest_of_track(const float* value, int track) {
   return best;
 }
 
-/// Fixes the amplitude at each sample, makes dn sign-free and marks the preselected samples.
+/// Fixes the amplitude at each sample, makes dn sign-free and measures each for the preselection.
 void choose_signs(AcelpWork& work, float* dn, const float* cn) {
   const double k_cn = std::sqrt(energy_plus_one(dn) / energy_plus_one(cn));
   constexpr double k_dn = 2.0;
@@ -51,15 +56,34 @@ void choose_signs(AcelpWork& work, float* dn, const float* cn) {
     }
     work.dn2[n] = static_cast<float>(v);
   }
+}
+
+/// The sample of each track's largest measure, and the eight largest marked with -1.
+void plain_preselect(float* measure, int* largest) {
   for (int t = 0; t < tracks; ++t) {
-    work.pos_max[static_cast<std::size_t>(t)] = largest_of_track(work.dn2.data(), t);
-    for (int k = 0; k < candidates; ++k) {
-      work.dn2[static_cast<std::size_t>(largest_of_track(work.dn2.data(), t))] = -1.0f;
-    }
+    largest[t] = largest_of_track(measure, t);
+    for (int k = 0; k < candidates; ++k) measure[largest_of_track(measure, t)] = -1.0f;
   }
 }
 
-void build_matrices(AcelpWork& work, const float* h) {
+void preselect(float* measure, int* largest) {
+  int rank[length];
+  if (!dsp_kernels().ranked(measure, tracks, rank)) return plain_preselect(measure, largest);
+  std::array<float, length> wanted;
+  if constexpr (check_kernels) std::copy_n(measure, length, wanted.begin());
+  for (int n = 0; n < length; ++n) {
+    if (rank[n] == 0) largest[n % tracks] = n;
+    if (rank[n] < candidates) measure[n] = -1.0f;
+  }
+  if constexpr (check_kernels) {
+    int wanted_largest[tracks];
+    plain_preselect(wanted.data(), wanted_largest);
+    require_same("preselection", measure, wanted.data(), length);
+    require_same("preselection", largest, wanted_largest, tracks);
+  }
+}
+
+void build_energies(AcelpWork& work, const float* h) {
   for (std::size_t n = 0; n < length; ++n) {
     work.h_plus[length + n] = h[n];
     work.h_minus[length + n] = -h[n];
@@ -71,6 +95,9 @@ void build_matrices(AcelpWork& work, const float* h) {
     work.rrixix[static_cast<std::size_t>(positions * (i % tracks) + i / tracks)] =
         static_cast<float>(0.5 * energy);
   }
+}
+
+void plain_matrices(const float* h, const float* sign, float* rrixiy) {
   // Each lag's running sum meets its pairs of samples from the subframe's end to its start. Only
   // lags that lead from a track to the next one count: 1, 6, 11... upwards, 4, 9, 14... downwards.
   for (int lag = 1; lag < length; ++lag) {
@@ -83,10 +110,38 @@ void build_matrices(AcelpWork& work, const float* h) {
       const int i = lag % tracks == 1 ? earlier : later;
       const int j = lag % tracks == 1 ? later : earlier;
       const int place = (i % tracks * positions + i / tracks) * positions + j / tracks;
-      work.rrixiy[static_cast<std::size_t>(place)] = static_cast<float>(sum) *
-                                                     work.sign[static_cast<std::size_t>(i)] *
-                                                     work.sign[static_cast<std::size_t>(j)];
+      rrixiy[place] = static_cast<float>(sum) * sign[i] * sign[j];
     }
+  }
+}
+
+void build_matrices(AcelpWork& work, const float* h) {
+  const float* sign = work.sign.data();
+  float* rrixiy = work.rrixiy.data();
+  if (!wideband_kernels().pulse_matrices(h, sign, rrixiy)) return plain_matrices(h, sign, rrixiy);
+  if constexpr (check_kernels) {
+    std::array<float, tracks * positions * positions> wanted;
+    plain_matrices(h, sign, wanted.data());
+    require_same("rrixiy", rrixiy, wanted.data(), static_cast<int>(wanted.size()));
+  }
+}
+
+/// cor_h_vec of two tracks, cor [0..31].
+void pulse_correlations(const AcelpWork& work, const float* h, const int* two, float* cor) {
+  const float* sign = work.sign.data();
+  const float* rrixix = work.rrixix.data();
+  const auto by_definition = [&](float* out) {
+    for (int t = 0; t < 2; ++t) {
+      wideband::cor_h_vec(h, work.vec.data(), two[t], sign, rrixix, out + t * positions);
+    }
+  };
+  if (!wideband_kernels().pulse_correlations(h, work.vec.data(), two, sign, rrixix, cor)) {
+    return by_definition(cor);
+  }
+  if constexpr (check_kernels) {
+    std::array<float, 2 * positions> wanted;
+    by_definition(wanted.data());
+    require_same("cor_h_vec", cor, wanted.data(), 2 * positions);
   }
 }
 
@@ -137,12 +192,10 @@ AcelpScore place_pulses(AcelpWork& work, const AcelpSettings& settings, const fl
     add_pulse(work, position[k - 1], vec);
     const int x = order[k];
     const int y = order[k + 1];
-    float cor_x[positions];
-    float cor_y[positions];
-    wideband::cor_h_vec(h, vec, x, work.sign.data(), rrixix, cor_x);
-    wideband::cor_h_vec(h, vec, y, work.sign.data(), rrixix, cor_y);
-    wideband::search_ixiy(work, x, y, &score.ps, &score.alp, &position[k], &position[k + 1], dn,
-                          cor_x, cor_y, rrixiy);
+    float cor[2 * positions];
+    pulse_correlations(work, h, order + k, cor);
+    wideband::search_ixiy(work, x, y, &score.ps, &score.alp, &position[k], &position[k + 1], dn, cor,
+                          cor + positions, rrixiy);
   }
   return score;
 }
@@ -189,9 +242,9 @@ void cor_h_vec(const float* h, const float* vec, int track, const float* sign, c
   }
 }
 
-void search_ixiy(const AcelpWork& work, int track_x, int track_y, float* ps, float* alp,
-                 std::int32_t* ix, std::int32_t* iy, const float* dn, const float* cor_x,
-                 const float* cor_y, const float* rrixiy) {
+void plain::search_ixiy(const AcelpWork& work, int track_x, int track_y, float* ps, float* alp,
+                        std::int32_t* ix, std::int32_t* iy, const float* dn, const float* cor_x,
+                        const float* cor_y, const float* rrixiy) {
   double sq_best = -1.0;
   double alp_best = 1.0;
   for (int x = track_x; x < length; x += tracks) {
@@ -215,11 +268,31 @@ void search_ixiy(const AcelpWork& work, int track_x, int track_y, float* ps, flo
   *alp = static_cast<float>(alp_best);
 }
 
+void search_ixiy(const AcelpWork& work, int track_x, int track_y, float* ps, float* alp,
+                 std::int32_t* ix, std::int32_t* iy, const float* dn, const float* cor_x,
+                 const float* cor_y, const float* rrixiy) {
+  float wanted[] = {*ps, *alp};
+  std::int32_t pair[] = {*ix, *iy};
+  if (!wideband_kernels().best_pair(track_x, track_y, ps, alp, ix, iy, dn, work.dn2.data(), cor_x,
+                                    cor_y, rrixiy + track_x * positions * positions)) {
+    plain::search_ixiy(work, track_x, track_y, ps, alp, ix, iy, dn, cor_x, cor_y, rrixiy);
+  } else if constexpr (check_kernels) {
+    plain::search_ixiy(work, track_x, track_y, wanted, wanted + 1, pair, pair + 1, dn, cor_x, cor_y,
+                       rrixiy);
+    const float got[] = {*ps, *alp};
+    const std::int32_t got_pair[] = {*ix, *iy};
+    require_same("search_ixiy", got, wanted, 2);
+    require_same("search_ixiy", got_pair, pair, 2);
+  }
+}
+
 }  // namespace wideband
 
 void ACELP_45_85(AcelpWork& work, const AcelpSettings& settings, float* dn, const float* cn,
                  const float* h, float* code, float* y, std::int32_t* indices) {
   choose_signs(work, dn, cn);
+  preselect(work.dn2.data(), work.pos_max.data());
+  build_energies(work, h);
   build_matrices(work, h);
   const int start = best_start(work, dn);
   const int iterations = std::clamp<std::int32_t>(settings.nb_iter_selected, 1, 5);

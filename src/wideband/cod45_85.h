@@ -86,5 +86,12 @@ void search_ixiy(const AcelpWork& work, int track_x, int track_y, float* ps, flo
                  std::int32_t* ix, std::int32_t* iy, const float* dn, const float* cor_x,
                  const float* cor_y, const float* rrixiy);
 
+namespace plain {
+/// The definition of `search_ixiy`.
+void search_ixiy(const AcelpWork& work, int track_x, int track_y, float* ps, float* alp,
+                 std::int32_t* ix, std::int32_t* iy, const float* dn, const float* cor_x,
+                 const float* cor_y, const float* rrixiy);
+}  // namespace plain
+
 }  // namespace wideband
 }  // namespace quel

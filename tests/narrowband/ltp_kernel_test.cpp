@@ -17,20 +17,21 @@ using test::signal;
 using test::size;
 
 TEST(NormCorrKernel, GivesThePlainCorrelations) {
-  for_every_case({1, 2, 8, 9, 15, 16, 17, 18, 21, 25, 26}, [](int lags, Signal kind, unsigned seed) {
-    for (const int t_min : {16, 40, 60, 130}) {
-      const int t_max = t_min + lags - 1;
-      Misaligned exc(signal(kind, t_max + 48, seed), static_cast<int>(seed));
-      const auto xn = signal(seed < 2 ? kind : Signal::speech, 48, seed + 1);
-      auto h = signal(seed % 2 == 0 ? kind : Signal::noise, 48, seed + 2);
-      h[0] = 1.0f;
-      std::vector<float> corr(size(t_max + 1)), wanted(size(t_max + 1));
-      narrowband::plain::norm_corr(exc.data() + t_max, xn.data(), h.data(), t_min, t_max,
-                                   wanted.data());
-      narrowband::norm_corr(exc.data() + t_max, xn.data(), h.data(), t_min, t_max, corr.data());
-      expect_same(corr, wanted);
-    }
-  });
+  for_every_case(
+      {1, 2, 8, 9, 15, 16, 17, 18, 21, 25, 26}, [](int lags, Signal kind, unsigned seed) {
+        for (const int t_min : {16, 40, 60, 130}) {
+          const int t_max = t_min + lags - 1;
+          Misaligned exc(signal(kind, t_max + 48, seed), static_cast<int>(seed));
+          const auto xn = signal(seed < 2 ? kind : Signal::speech, 48, seed + 1);
+          auto h = signal(seed % 2 == 0 ? kind : Signal::noise, 48, seed + 2);
+          h[0] = 1.0f;
+          std::vector<float> corr(size(t_max + 1)), wanted(size(t_max + 1));
+          narrowband::plain::norm_corr(exc.data() + t_max, xn.data(), h.data(), t_min, t_max,
+                                       wanted.data());
+          narrowband::norm_corr(exc.data() + t_max, xn.data(), h.data(), t_min, t_max, corr.data());
+          expect_same(corr, wanted);
+        }
+      });
 }
 
 }  // namespace

@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <vector>
 
-#include "wideband/pit_fr3s.h"
 #include "support/kernels.h"
+#include "wideband/pit_fr3s.h"
 
 namespace quel {
 namespace {

@@ -1,0 +1,165 @@
+#pragma once
+
+#include "dsp/lanes.h"
+#include "dsp/search_kernel.h"
+#include "dsp/shift_lanes.h"
+
+// Kernels of the algebraic codebooks. Their sums are single precision, so nothing is fused here.
+namespace quel::QUEL_SET {
+
+namespace pulses {
+
+constexpr int length = 48;
+constexpr int width = 2 * lanes;
+
+/// A signal dealt out to its `step` phases, zeros behind, so that what the positions of a track
+/// need at one time lies in a row.
+template <int step>
+struct Phases {
+  static constexpr int row = 2 * length / step;
+  float value[step * row];
+
+  __attribute__((always_inline)) Phases() {
+    for (int i = 0; i < step * row; i += width) store(value + i, Float{});
+  }
+  __attribute__((always_inline)) void put(int n, float x) {
+    value[n % step * row + n / step] = x;
+  }
+  __attribute__((always_inline)) const float* from(int n) const {
+    return value + n % step * row + n / step;
+  }
+};
+
+}  // namespace pulses
+
+/// cross_block and fold_signs of the first tracks, each with the next one, `blocks` of them, rows in
+/// registers. The tracks are 0, 1, 2 with step 3 and 0, 2, 4 with step 6.
+///
+/// sign  [0..47], or null, which folds nothing
+/// rr    [0..blocks*(48/step)^2-1]
+template <int step>
+void cross_blocks(const float* h, int blocks, const float* sign, float* rr) {
+  using namespace pulses;
+  constexpr int count = length / step;
+  constexpr int parts = count / width;
+  Phases<step> backwards;  // at k, h[47 - k]
+  for (int k = 0; k < length; ++k) backwards.put(k, h[length - 1 - k]);
+  float signs[3][count];
+  for (int b = 0; b < 3; ++b) {
+    for (int j = 0; j < count; ++j) {
+      signs[b][j] = sign == nullptr ? 1.0f : sign[b * (step / 3) + step * j];
+    }
+  }
+  Float rows[3][parts] = {};
+  for (int jx = count - 1; jx >= 0; --jx) {
+    for (int b = 0; b < blocks; ++b) {
+      const int tx = b * (step / 3);
+      const int next = b < 2 ? b + 1 : 0;
+      const int ty = next * (step / 3);
+      Float row[parts];
+      for (int p = 0; p + 1 < parts; ++p) row[p] = shifted_down(rows[b][p], rows[b][p + 1]);
+      row[parts - 1] = shifted_down(rows[b][parts - 1], Float{});
+      for (int k = step - 1; k >= 0; --k) {
+        const Float x = splat<Float>(backwards.from(tx + k)[jx]);
+        const float* const y = backwards.from(ty + k);
+        for (int p = 0; p < parts; ++p) row[p] += x * load<Float>(y + p * width);
+      }
+      float* const out = rr + (b * count + jx) * count;
+      const Float sign_x = splat<Float>(signs[b][jx]);
+      for (int p = 0; p < parts; ++p) {
+        rows[b][p] = row[p];
+        store(out + p * width, row[p] * (sign_x * load<Float>(signs[next] + p * width)));
+      }
+    }
+  }
+}
+
+/// cor_h_vec of two tracks, out [0..15] of the first and [16..31] of the second.
+static void cor_h_vec_pair(const float* h, const float* y, const int* two, const float* sign,
+                           const float* rr_diag, float* out) {
+  using namespace pulses;
+  constexpr int count = 16;
+  constexpr int parts = count / width;
+  Phases<3> phases;
+  for (int n = 0; n < length; ++n) phases.put(n, y[n]);
+  Float sum[2][parts] = {};
+  for (int k = 0; k < length; ++k) {
+    const Float tap = splat<Float>(h[k]);
+    for (int t = 0; t < 2; ++t) {
+      const float* const from = phases.from(two[t] + k);
+      for (int p = 0; p < parts; ++p) sum[t][p] += tap * load<Float>(from + p * width);
+    }
+  }
+  for (int t = 0; t < 2; ++t) {
+    float all[count];
+    for (int p = 0; p < parts; ++p) store(all + p * width, sum[t][p]);
+    for (int j = 0; j < count; ++j) {
+      out[count * t + j] = sign[two[t] + 3 * j] * all[j] + rr_diag[count * two[t] + j];
+    }
+  }
+}
+
+/// search_ixiy of tracks of 48 / step positions, on one block of cross-correlations; without `sel`
+/// every position is a candidate. False, with nothing written, where the guess is not the pair.
+template <int step>
+bool best_pair(int tx, int ty, float* ps, float* alp, int* ix, int* iy, const float* dn,
+               const float* sel, const float* rr_x, const float* rr_y, const float* block) {
+  using namespace pulses;
+  constexpr int count = length / step;
+  constexpr int parts = count / width;
+  PairSearch<Float, float, count, count> search;
+  int position[count];
+  float dn_y[count];
+  for (int j = 0; j < count; ++j) dn_y[j] = dn[ty + step * j];
+  for (int jx = 0; jx < count; ++jx) {
+    const int x = tx + step * jx;
+    if (sel != nullptr && !(sel[x] < 0.0f)) continue;
+    const Float ps1 = splat<Float>(*ps + dn[x]);
+    const Float alp1 = splat<Float>(*alp + rr_x[jx]);
+    for (int p = 0; p < parts; ++p) {
+      const Float ps2 = ps1 + load<Float>(dn_y + p * width);
+      const Float cross = load<Float>(block + jx * count + p * width);
+      search.put(p, ps2 * ps2, alp1 + load<Float>(rr_y + p * width) + cross);
+    }
+    position[search.rows++] = x;
+  }
+  if (!search.find()) return false;
+  *ix = position[search.row];
+  *iy = ty + step * search.column;
+  *ps = *ps + dn[*ix] + dn[*iy];
+  *alp = search.den[search.row][search.column];
+  return true;
+}
+
+/// The pair of acb_2p10b: tracks 0 and 1, then 1 and 2, of opposite signs.
+///
+/// rr_diag  [0..47]; rr [0..511] both blocks
+static bool best_opposite_pair(const float* dn, const float* rr_diag, const float* rr, int* a,
+                               int* b) {
+  using namespace pulses;
+  constexpr int count = 16;
+  constexpr int parts = count / width;
+  PairSearch<Float, float, 2 * count, count> search;
+  for (int track = 0; track < 2; ++track) {
+    float dn_b[count];
+    for (int j = 0; j < count; ++j) dn_b[j] = dn[3 * j + track + 1];
+    for (int j = 0; j < count; ++j) {
+      const Float dn_a = splat<Float>(dn[3 * j + track]);
+      const Float energy_a = splat<Float>(rr_diag[count * track + j]);
+      for (int p = 0; p < parts; ++p) {
+        const Float difference = dn_a - load<Float>(dn_b + p * width);
+        const Float energy_b = load<Float>(rr_diag + count * (track + 1) + p * width);
+        const Float cross = load<Float>(rr + count * (count * track + j) + p * width);
+        search.put(p, difference * difference, energy_a + energy_b - cross);
+      }
+      ++search.rows;
+    }
+  }
+  if (!search.find()) return false;
+  const int track = search.row / count;
+  *a = 3 * (search.row % count) + track;
+  *b = 3 * search.column + track + 1;
+  return true;
+}
+
+}  // namespace quel::QUEL_SET

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "dsp/instruction_set.h"
+
+namespace quel {
+
+/// The fast forms of this folder's routines, compiled for one instruction set; see dsp/kernels.h.
+struct NarrowbandKernels {
+  void (*cross_blocks3)(const float* h, int blocks, const float* sign, float* rr);
+  void (*cross_blocks6)(const float* h, int blocks, const float* sign, float* rr);
+  void (*cor_h_vec_pair)(const float* h, const float* y, const int* tracks, const float* sign,
+                         const float* rr_diag, float* out);
+  bool (*best_pair3)(int tx, int ty, float* ps, float* alp, int* ix, int* iy, const float* dn,
+                     const float* sel, const float* rr_x, const float* rr_y, const float* block);
+  bool (*best_pair6)(int tx, int ty, float* ps, float* alp, int* ix, int* iy, const float* dn,
+                     const float* sel, const float* rr_x, const float* rr_y, const float* block);
+  bool (*best_opposite_pair)(const float* dn, const float* rr_diag, const float* rr, int* a,
+                             int* b);
+};
+
+namespace baseline {
+extern const NarrowbandKernels narrowband_kernels;
+}
+#if defined(__x86_64__)
+namespace avx2 {
+extern const NarrowbandKernels narrowband_kernels;
+}
+#endif
+
+/// Those of an available set, and of the set in use.
+const NarrowbandKernels& narrowband_kernels(InstructionSet set);
+const NarrowbandKernels& narrowband_kernels();
+
+}  // namespace quel

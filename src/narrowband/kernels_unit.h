@@ -1,0 +1,17 @@
+#pragma once
+
+#include "narrowband/acb_kernel.h"
+#include "narrowband/kernels.h"
+
+namespace quel::QUEL_SET {
+
+const NarrowbandKernels narrowband_kernels = {
+    .cross_blocks3 = cross_blocks<3>,
+    .cross_blocks6 = cross_blocks<6>,
+    .cor_h_vec_pair = cor_h_vec_pair,
+    .best_pair3 = best_pair<3>,
+    .best_pair6 = best_pair<6>,
+    .best_opposite_pair = best_opposite_pair,
+};
+
+}  // namespace quel::QUEL_SET

@@ -1,0 +1,3 @@
+#define QUEL_SET baseline
+#define QUEL_LANES 2
+#include "wideband/kernels_unit.h"

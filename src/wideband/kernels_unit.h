@@ -1,0 +1,14 @@
+#pragma once
+
+#include "wideband/cod45_85_kernel.h"
+#include "wideband/kernels.h"
+
+namespace quel::QUEL_SET {
+
+const WidebandKernels wideband_kernels = {
+    .pulse_matrices = pulse_matrices,
+    .pulse_correlations = pulse_correlations,
+    .best_pair = best_pair,
+};
+
+}  // namespace quel::QUEL_SET
