@@ -19,12 +19,13 @@ struct Phases {
   static constexpr int row = 2 * length / step;
   float value[step * row];
 
-  __attribute__((always_inline)) Phases() {
-    for (int i = 0; i < step * row; i += width) store(value + i, Float{});
+  __attribute__((always_inline)) explicit Phases(const float* x) {
+    for (int r = 0; r < step; ++r) {
+      for (int q = 0; q < row / 2; ++q) value[r * row + q] = x[step * q + r];
+      for (int q = row / 2; q < row; q += width) store(value + r * row + q, Float{});
+    }
   }
-  __attribute__((always_inline)) void put(int n, float x) {
-    value[n % step * row + n / step] = x;
-  }
+  /// Sample n, n + step, ...
   __attribute__((always_inline)) const float* from(int n) const {
     return value + n % step * row + n / step;
   }
@@ -32,8 +33,8 @@ struct Phases {
 
 }  // namespace pulses
 
-/// cross_block and fold_signs of the first tracks, each with the next one, `blocks` of them, rows in
-/// registers. The tracks are 0, 1, 2 with step 3 and 0, 2, 4 with step 6.
+/// cross_block and fold_signs of the first tracks, each with the next one, `blocks` of them, rows
+/// in registers. The tracks are 0, 1, 2 with step 3 and 0, 2, 4 with step 6.
 ///
 /// sign  [0..47], or null, which folds nothing
 /// rr    [0..blocks*(48/step)^2-1]
@@ -42,8 +43,9 @@ void cross_blocks(const float* h, int blocks, const float* sign, float* rr) {
   using namespace pulses;
   constexpr int count = length / step;
   constexpr int parts = count / width;
-  Phases<step> backwards;  // at k, h[47 - k]
-  for (int k = 0; k < length; ++k) backwards.put(k, h[length - 1 - k]);
+  float backwards[length];
+  for (int k = 0; k < length; ++k) backwards[k] = h[length - 1 - k];
+  const Phases<step> response(backwards);
   float signs[3][count];
   for (int b = 0; b < 3; ++b) {
     for (int j = 0; j < count; ++j) {
@@ -60,8 +62,8 @@ void cross_blocks(const float* h, int blocks, const float* sign, float* rr) {
       for (int p = 0; p + 1 < parts; ++p) row[p] = shifted_down(rows[b][p], rows[b][p + 1]);
       row[parts - 1] = shifted_down(rows[b][parts - 1], Float{});
       for (int k = step - 1; k >= 0; --k) {
-        const Float x = splat<Float>(backwards.from(tx + k)[jx]);
-        const float* const y = backwards.from(ty + k);
+        const Float x = splat<Float>(response.from(tx + k)[jx]);
+        const float* const y = response.from(ty + k);
         for (int p = 0; p < parts; ++p) row[p] += x * load<Float>(y + p * width);
       }
       float* const out = rr + (b * count + jx) * count;
@@ -80,14 +82,20 @@ static void cor_h_vec_pair(const float* h, const float* y, const int* two, const
   using namespace pulses;
   constexpr int count = 16;
   constexpr int parts = count / width;
-  Phases<3> phases;
-  for (int n = 0; n < length; ++n) phases.put(n, y[n]);
+  const Phases<3> phases(y);
   Float sum[2][parts] = {};
-  for (int k = 0; k < length; ++k) {
-    const Float tap = splat<Float>(h[k]);
-    for (int t = 0; t < 2; ++t) {
-      const float* const from = phases.from(two[t] + k);
-      for (int p = 0; p < parts; ++p) sum[t][p] += tap * load<Float>(from + p * width);
+  const float* from[2][3];
+  for (int t = 0; t < 2; ++t) {
+    for (int r = 0; r < 3; ++r) from[t][r] = phases.from(two[t] + r);
+  }
+  for (int q = 0; q < length / 3; ++q) {
+    for (int r = 0; r < 3; ++r) {
+      const Float tap = splat<Float>(h[3 * q + r]);
+      for (int t = 0; t < 2; ++t) {
+        for (int p = 0; p < parts; ++p) {
+          sum[t][p] += tap * load<Float>(from[t][r] + q + p * width);
+        }
+      }
     }
   }
   for (int t = 0; t < 2; ++t) {

@@ -15,20 +15,41 @@ constexpr int tracks = 5;
 constexpr int positions = 16;
 constexpr int parts = positions / lanes;  // registers for the positions of a track
 
-// A signal dealt out to its five phases, zeros behind, so that what the positions of a track need
-// at one time lies in a row.
+/// A signal of 80 samples dealt out to its five phases, zeros behind, so that what the positions of
+/// a track need at one time lies in a row.
 struct Phases {
   static constexpr int row = 2 * positions;
   double value[tracks * row];
 
-  // Of x [0..79], by steps of `step` from x.
-  QUEL_INLINE void zero(Phases& p) {
-    for (int i = 0; i < tracks * row; i += lanes) store(p.value + i, Double{});
+  __attribute__((always_inline)) explicit Phases(const float* x) {
+    for (int r = 0; r < tracks; ++r) {
+      for (int q = 0; q < positions; ++q) value[r * row + q] = x[tracks * q + r];
+      for (int q = positions; q < row; q += lanes) store(value + r * row + q, Double{});
+    }
   }
-  QUEL_INLINE const double* from(const Phases& p, int n) {
-    return p.value + n % tracks * row + n / tracks;
+  /// Sample n, n + 5, ...
+  __attribute__((always_inline)) const double* from(int n) const {
+    return value + n % tracks * row + n / tracks;
   }
 };
+
+// Twenty products more for both tracks.
+template <int quarter>
+QUEL_INLINE void add_quarter(const double* h, const double* const (&from)[2][tracks],
+                             Double (&sum)[2][parts]) {
+  // A position's sum ends with the subframe: after each quarter four positions have theirs.
+  constexpr int unfinished = parts - quarter * 4 / lanes;
+  for (int q = 4 * quarter; q < 4 * quarter + 4; ++q) {
+    for (int r = 0; r < tracks; ++r) {
+      const Double tap = splat<Double>(h[tracks * q + r]);
+      for (int t = 0; t < 2; ++t) {
+        for (int p = 0; p < unfinished; ++p) {
+          sum[t][p] = add_exact(sum[t][p], tap, load<Double>(from[t][r] + q + p * lanes));
+        }
+      }
+    }
+  }
+}
 
 }  // namespace pulses16
 
@@ -37,16 +58,16 @@ struct Phases {
 /// h is not finite: before it lie zeros, with which it would make NaNs.
 static bool pulse_matrices(const float* h, const float* sign, float* rrixiy) {
   using namespace pulses16;
-  // The response backwards: [k] is h[79 - k].
-  Phases response;
-  Phases::zero(response);
+  float backwards[length];
   float sum = 0.0f;
   for (int k = 0; k < length; ++k) {
-    const float tap = h[length - 1 - k];
-    sum += tap - tap;
-    response.value[k % tracks * Phases::row + k / tracks] = tap;
+    backwards[k] = h[length - 1 - k];
+    sum += backwards[k] - backwards[k];
   }
   if (sum != 0.0f) return false;
+  const Phases response(backwards);
+  const double* from[2 * tracks - 1];
+  for (int k = 0; k < 2 * tracks - 1; ++k) from[k] = response.from(k);
   float signs[tracks][positions];
   for (int n = 0; n < length; ++n) signs[n % tracks][n / tracks] = sign[n];
 
@@ -58,10 +79,9 @@ static bool pulse_matrices(const float* h, const float* sign, float* rrixiy) {
       r[parts - 1] = shifted_down(row[x][parts - 1], Double{});
       for (int p = 0; p + 1 < parts; ++p) r[p] = shifted_down(row[x][p], row[x][p + 1]);
       for (int k = tracks - 1; k >= 0; --k) {
-        const Double factor = splat<Double>(Phases::from(response, x + k)[jx]);
-        const double* const other = Phases::from(response, y + k);
+        const Double factor = splat<Double>(from[x + k][jx]);
         for (int p = 0; p < parts; ++p) {
-          r[p] = add_exact(r[p], factor, load<Double>(other + p * lanes));
+          r[p] = add_exact(r[p], factor, load<Double>(from[y + k] + p * lanes));
         }
       }
       const Half sign_x = splat<Half>(signs[x][jx]);
@@ -80,33 +100,25 @@ static bool pulse_matrices(const float* h, const float* sign, float* rrixiy) {
 static bool pulse_correlations(const float* h, const float* vec, const int* two, const float* sign,
                                const float* rrixix, float* cor) {
   using namespace pulses16;
-  constexpr int quarter = length / 4;
   double wide[length];
   widen(wide, h, length, length);
   if (!all_finite(wide, length)) return false;
-  Phases v;
-  Phases::zero(v);
-  for (int n = 0; n < length; ++n) v.value[n % tracks * Phases::row + n / tracks] = vec[n];
-  Double sum[2][parts] = {};
-  // A position's sum ends with the subframe: after each quarter four positions have theirs.
-  for (int q = 0; q < 4; ++q) {
-    for (int n = q * quarter; n < (q + 1) * quarter; ++n) {
-      const Double tap = splat<Double>(wide[n]);
-      for (int t = 0; t < 2; ++t) {
-        const double* const from = Phases::from(v, two[t] + n);
-        for (int p = 0; p < parts - q * 4 / lanes; ++p) {
-          sum[t][p] = add_exact(sum[t][p], tap, load<Double>(from + p * lanes));
-        }
-      }
-    }
+  const Phases phases(vec);
+  const double* from[2][tracks];
+  for (int t = 0; t < 2; ++t) {
+    for (int r = 0; r < tracks; ++r) from[t][r] = phases.from(two[t] + r);
   }
+  Double sum[2][parts] = {};
+  add_quarter<0>(wide, from, sum);
+  add_quarter<1>(wide, from, sum);
+  add_quarter<2>(wide, from, sum);
+  add_quarter<3>(wide, from, sum);
   for (int t = 0; t < 2; ++t) {
     double all[positions];
     for (int p = 0; p < parts; ++p) store(all + p * lanes, sum[t][p]);
     for (int p = 0; p < positions; ++p) {
       const double signed_sum = sign[two[t] + tracks * p] * all[p];
-      cor[positions * t + p] =
-          static_cast<float>(signed_sum + rrixix[positions * two[t] + p]);
+      cor[positions * t + p] = static_cast<float>(signed_sum + rrixix[positions * two[t] + p]);
     }
   }
   return true;

@@ -9,8 +9,8 @@ namespace quel {
 /// The fast forms of this folder's routines, compiled for one instruction set; see dsp/kernels.h.
 struct WidebandKernels {
   bool (*pulse_matrices)(const float* h, const float* sign, float* rrixiy);
-  bool (*pulse_correlations)(const float* h, const float* vec, const int* tracks,
-                             const float* sign, const float* rrixix, float* cor);
+  bool (*pulse_correlations)(const float* h, const float* vec, const int* tracks, const float* sign,
+                             const float* rrixix, float* cor);
   bool (*best_pair)(int track_x, int track_y, float* ps, float* alp, std::int32_t* ix,
                     std::int32_t* iy, const float* dn, const float* dn2, const float* cor_x,
                     const float* cor_y, const float* rrixiy);

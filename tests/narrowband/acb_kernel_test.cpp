@@ -141,12 +141,12 @@ TEST(AcbKernel, SearchesFindWhatASearchInOrderFinds) {
         narrowband::search_ixiy(tx, ty, &got.ps, &got.alp, &got.ix, &got.iy, dn.data(), sel.data(),
                                 rr_x.data(), rr_y.data(), blocks.data());
       } else {
-        narrowband::search_ixiy(tx, ty, &got.ps, &got.alp, &got.ix, &got.iy, dn.data(),
-                                rr_x.data(), rr_y.data(), blocks.data());
+        narrowband::search_ixiy(tx, ty, &got.ps, &got.alp, &got.ix, &got.iy, dn.data(), rr_x.data(),
+                                rr_y.data(), blocks.data());
       }
-      expect_same_pair(got, search_in_order(step, tx, ty, ps, alp, dn.data(),
-                                            step == 3 ? sel.data() : nullptr, rr_x.data(),
-                                            rr_y.data(), rr.data()));
+      expect_same_pair(
+          got, search_in_order(step, tx, ty, ps, alp, dn.data(), step == 3 ? sel.data() : nullptr,
+                               rr_x.data(), rr_y.data(), rr.data()));
     }
   });
 }
