@@ -10,6 +10,8 @@ namespace quel::QUEL_SET {
 /// would be taken after w. The guess is the largest quotient; the proof tries both for all pairs.
 ///
 /// V  a register of T, whose lanes lie across columns
+///
+/// A search first lists its rows, without branches, which would go either way at random.
 template <typename V, typename T, int max_rows, int columns>
 struct PairSearch {
   static constexpr int width = static_cast<int>(sizeof(V) / sizeof(T));
@@ -48,23 +50,27 @@ struct PairSearch {
     return is_proved();
   }
 
+  // Of equal quotients the first row's counts, then the first column's.
   __attribute__((always_inline)) void guess() {
-    T quotient[columns], in_row[columns];
-    for (int p = 0; p < parts; ++p) {
-      store(quotient + p * width, best_num[p] / best_den[p]);
-      store(in_row + p * width, best_row[p]);
+    T place[columns];
+    for (int j = 0; j < columns; ++j) place[j] = static_cast<T>(j);
+    V q = best_num[0] / best_den[0], in_row = best_row[0], in_column = load<V>(place);
+    for (int p = 1; p < parts; ++p) {
+      const V other = best_num[p] / best_den[p];
+      const auto better = (other > q) | ((other == q) & (best_row[p] < in_row));
+      q = better ? other : q;
+      in_row = better ? best_row[p] : in_row;
+      in_column = better ? load<V>(place + p * width) : in_column;
     }
-    T largest = quotient[0], first = in_row[0];
-    column = 0;
-    for (int j = 1; j < columns; ++j) {
-      // Of equal quotients the first row's counts.
-      const bool better = (quotient[j] > largest) |
-                          (static_cast<int>(quotient[j] == largest) & (in_row[j] < first));
-      largest = better ? quotient[j] : largest;
-      first = better ? in_row[j] : first;
-      column = better ? j : column;
+    T largest = q[0], first = in_row[0] * columns + in_column[0];
+    for (int l = 1; l < width; ++l) {
+      const T at = in_row[l] * columns + in_column[l];
+      const bool better = (q[l] > largest) | (static_cast<int>(q[l] == largest) & (at < first));
+      largest = better ? q[l] : largest;
+      first = better ? at : first;
     }
-    row = static_cast<int>(first);
+    row = static_cast<int>(first) / columns;
+    column = static_cast<int>(first) % columns;
   }
 
   __attribute__((always_inline)) bool is_proved() const {
@@ -72,24 +78,22 @@ struct PairSearch {
     if (!(num_w + den_w > T{0})) return false;
     const V n_w = splat<V>(num_w), d_w = splat<V>(den_w);
     T order[columns];
-    for (int j = 0; j < columns; ++j) order[j] = static_cast<T>(j);
+    for (int j = 0; j < columns; ++j) order[j] = static_cast<T>(j - column);
     decltype(V{} < V{}) wrong{};
-    for (int p = 0; p < parts; ++p) {
-      const auto not_after = [&](int r) __attribute__((always_inline)) {
-        return ~(load<V>(den[r] + p * width) * n_w - load<V>(num[r] + p * width) * d_w > V{});
-      };
-      const auto beats = [&](int r) __attribute__((always_inline)) {
-        return d_w * load<V>(num[r] + p * width) - n_w * load<V>(den[r] + p * width) > V{};
-      };
-      for (int r = 0; r < row; ++r) wrong |= not_after(r);
-      const V place = load<V>(order + p * width);
-      const V own = splat<V>(static_cast<T>(column));
-      wrong |= (not_after(row) & (place < own)) | (beats(row) & (place > own));
-      for (int r = row + 1; r < rows; ++r) wrong |= beats(r);
+    // Both tests for every pair and a choice by its place: branches would guess wrong more slowly.
+    T row_place = static_cast<T>(-row * columns);
+    for (int r = 0; r < rows; ++r) {
+      for (int p = 0; p < parts; ++p) {
+        const V n = load<V>(num[r] + p * width), d = load<V>(den[r] + p * width);
+        const V place = load<V>(order + p * width) + splat<V>(row_place);
+        wrong |= (~(d * n_w - n * d_w > V{}) & (place < V{})) |
+                 ((d_w * n - n_w * d > V{}) & (place > V{}));
+      }
+      row_place += static_cast<T>(columns);
     }
-    bool any = false;
-    for (int l = 0; l < width; ++l) any = any || wrong[l] != 0;
-    return !any;
+    long long any = 0;
+    for (int l = 0; l < width; ++l) any |= wrong[l];
+    return any == 0;
   }
 };
 

@@ -187,10 +187,12 @@ void preselect(float* sel, int (&first)[3][3]) {
     }
     return;
   }
-  for (int n = 0; n < acb_len; ++n) {
-    if (rank[n] < 3) first[n % 3][rank[n]] = n;
-    if (rank[n] < marked) sel[n] = -1.0f;
+  int by_rank[3][16];
+  for (int j = 0; j < 16; ++j) {
+    for (int track = 0; track < 3; ++track) by_rank[track][rank[3 * j + track]] = 3 * j + track;
   }
+  for (int track = 0; track < 3; ++track) std::copy_n(by_rank[track], 3, first[track]);
+  for (int n = 0; n < acb_len; ++n) sel[n] = rank[n] < marked ? -1.0f : sel[n];
 }
 
 // What brings res to the level of dn; 0 where there is no such factor (silence).

@@ -116,23 +116,26 @@ bool best_pair(int tx, int ty, float* ps, float* alp, int* ix, int* iy, const fl
   constexpr int count = length / step;
   constexpr int parts = count / width;
   PairSearch<Float, float, count, count> search;
-  int position[count];
+  int candidate[count];
+  int candidates = 0;
+  for (int jx = 0; jx < count; ++jx) {
+    candidate[candidates] = jx;
+    candidates += static_cast<int>(sel == nullptr || sel[tx + step * jx] < 0.0f);
+  }
   float dn_y[count];
   for (int j = 0; j < count; ++j) dn_y[j] = dn[ty + step * j];
-  for (int jx = 0; jx < count; ++jx) {
-    const int x = tx + step * jx;
-    if (sel != nullptr && !(sel[x] < 0.0f)) continue;
-    const Float ps1 = splat<Float>(*ps + dn[x]);
+  for (; search.rows < candidates; ++search.rows) {
+    const int jx = candidate[search.rows];
+    const Float ps1 = splat<Float>(*ps + dn[tx + step * jx]);
     const Float alp1 = splat<Float>(*alp + rr_x[jx]);
     for (int p = 0; p < parts; ++p) {
       const Float ps2 = ps1 + load<Float>(dn_y + p * width);
       const Float cross = load<Float>(block + jx * count + p * width);
       search.put(p, ps2 * ps2, alp1 + load<Float>(rr_y + p * width) + cross);
     }
-    position[search.rows++] = x;
   }
   if (!search.find()) return false;
-  *ix = position[search.row];
+  *ix = tx + step * candidate[search.row];
   *iy = ty + step * search.column;
   *ps = *ps + dn[*ix] + dn[*iy];
   *alp = search.den[search.row][search.column];

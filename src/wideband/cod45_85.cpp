@@ -48,12 +48,10 @@ void choose_signs(AcelpWork& work, float* dn, const float* cn) {
   constexpr double k_dn = 2.0;
   for (std::size_t n = 0; n < length; ++n) {
     double v = k_cn * cn[n] + k_dn * dn[n];
-    work.sign[n] = 1.0f;
-    if (v < 0.0) {
-      work.sign[n] = -1.0f;
-      dn[n] = -dn[n];
-      v = -v;
-    }
+    const bool negative = v < 0.0;
+    work.sign[n] = negative ? -1.0f : 1.0f;
+    dn[n] = negative ? -dn[n] : dn[n];
+    v = negative ? -v : v;
     work.dn2[n] = static_cast<float>(v);
   }
 }
@@ -71,10 +69,10 @@ void preselect(float* measure, int* largest) {
   if (!dsp_kernels().ranked(measure, tracks, rank)) return plain_preselect(measure, largest);
   std::array<float, length> wanted;
   if constexpr (check_kernels) std::copy_n(measure, length, wanted.begin());
-  for (int n = 0; n < length; ++n) {
-    if (rank[n] == 0) largest[n % tracks] = n;
-    if (rank[n] < candidates) measure[n] = -1.0f;
+  for (int t = 0; t < tracks; ++t) {
+    for (int n = t; n < length; n += tracks) largest[t] = rank[n] == 0 ? n : largest[t];
   }
+  for (int n = 0; n < length; ++n) measure[n] = rank[n] < candidates ? -1.0f : measure[n];
   if constexpr (check_kernels) {
     int wanted_largest[tracks];
     plain_preselect(wanted.data(), wanted_largest);

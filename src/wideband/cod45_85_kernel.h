@@ -130,25 +130,28 @@ static bool best_pair(int track_x, int track_y, float* ps, float* alp, std::int3
                       const float* cor_y, const float* rrixiy) {
   using namespace pulses16;
   PairSearch<Double, double, positions, positions> search;
-  int sample[positions];
+  int candidate[positions];
+  int candidates = 0;
+  for (int j = 0; j < positions; ++j) {
+    candidate[candidates] = j;
+    candidates += static_cast<int>(dn2[track_x + tracks * j] < 0.0f);
+  }
   double dn_y[positions];
   for (int j = 0; j < positions; ++j) dn_y[j] = dn[track_y + tracks * j];
   double alp_y[positions];
   widen(alp_y, cor_y, positions, positions);
-  for (int j = 0; j < positions; ++j) {
-    const int x = track_x + tracks * j;
-    if (!(dn2[x] < 0.0f)) continue;
-    const Double ps1 = splat<Double>(static_cast<double>(*ps) + dn[x]);
+  for (; search.rows < candidates; ++search.rows) {
+    const int j = candidate[search.rows];
+    const Double ps1 = splat<Double>(static_cast<double>(*ps) + dn[track_x + tracks * j]);
     const Double alp1 = splat<Double>(static_cast<double>(*alp + cor_x[j]));
     for (int p = 0; p < parts; ++p) {
       const Double ps2 = ps1 + load<Double>(dn_y + p * lanes);
       const Double cross = widen(load<Half>(rrixiy + j * positions + p * lanes));
       search.put(p, ps2 * ps2, alp1 + load<Double>(alp_y + p * lanes) + cross);
     }
-    sample[search.rows++] = x;
   }
   if (!search.find()) return false;
-  *ix = sample[search.row];
+  *ix = track_x + tracks * candidate[search.row];
   *iy = track_y + tracks * search.column;
   *ps = static_cast<float>(static_cast<double>(*ps) + dn[*ix] + dn[*iy]);
   *alp = static_cast<float>(search.den[search.row][search.column]);
