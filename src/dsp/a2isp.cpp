@@ -48,7 +48,7 @@ void a2isp(const float* a, float* isp, const float* old_isp, int M) {
   f1[nc] = 2.0f * a[nc];
   for (int i = 2; i < nc; ++i) f2[i] += f2[i - 2];  // divides F2 by 1 - z^-2
 
-  const int found = interlaced_roots(grid.data(), grid_intervals, chebyshev2, {f1.data(), nc},
+  const int found = interlaced_roots(grid.data(), grid_intervals, {f1.data(), nc},
                                      {f2.data(), nc - 1}, isp, M - 1);
   isp[M - 1] = a[M];
   if (found < M - 1) std::copy_n(old_isp, M, isp);

@@ -15,6 +15,15 @@ inline constexpr int longest_lag = 143;
 inline constexpr int interpolation_taps = 20;
 inline constexpr int interpolation_gap = 8;
 
+/// A stretch of an all-pole recursion.
+struct Recursion {
+  const float* a;  ///< [0..m]
+  const float* x;  ///< [0..lg-1]
+  float* y;        ///< [0..lg-1]; y may be x
+  int lg;          ///< samples, at most `stretch_max`
+  float* past;     ///< [0..m-1] outputs before y[0], oldest first; moves on
+};
+
 /// What `delayed_products` needs beside the excitation.
 struct DelayedExcitation {
   const float* h;   ///< [0..taps-1] response; h[0] is taken as 1
@@ -28,8 +37,12 @@ struct DelayedExcitation {
 /// of the plain routine, or says that it does not know them; which lengths and orders it takes
 /// stands at its definition. Nobody calls them but the routines themselves, tests and benchmarks.
 struct DspKernels {
-  bool (*synthesize10)(const float* a, const float* x, float* y, int lg, float* past);
-  bool (*synthesize16)(const float* a, const float* x, float* y, int lg, float* past);
+  bool (*synthesize10)(const Recursion& r);
+  bool (*synthesize16)(const Recursion& r);
+  void (*synthesize_both10)(const Recursion& one, const Recursion& other, bool* proved);
+  void (*synthesize_both16)(const Recursion& one, const Recursion& other, bool* proved);
+  bool (*high_passed)(float* sig, int lg, const float* a, const float* b, float* past_x,
+                      float* past_y);
   void (*residual10)(const float* a, const float* x, float* y, int lg);
   void (*residual16)(const float* a, const float* x, float* y, int lg);
   bool (*convolved)(const float* x, const float* h, float* y, int L);
@@ -40,6 +53,8 @@ struct DspKernels {
   void (*delayed_products)(const DelayedExcitation& d, const float* enter, const float* first,
                            int lags, double* xy, double* yy, float* at_cut, float* at_end);
   void (*cut_convolved)(const float* x, const float* h, float* y, int taps, int L);
+  int (*nearest_row)(const float* x, const float* columns, int dim, int size, double limit);
+  void (*series_values)(const float* x, int count, const float* f, int order, double* y);
   bool (*ranked)(const float* measure, int tracks, int* rank);
   void (*interpolated)(const float* filter, const int* place, const float* x, float* y, int L);
 };

@@ -3,9 +3,12 @@
 #include "dsp/autocorr_kernel.h"
 #include "dsp/convolve_kernel.h"
 #include "dsp/correlation_kernel.h"
+#include "dsp/cosine_series_kernel.h"
 #include "dsp/delay_kernel.h"
+#include "dsp/hp_2nd_kernel.h"
 #include "dsp/interpolation_kernel.h"
 #include "dsp/kernels.h"
+#include "dsp/nearest_kernel.h"
 #include "dsp/rank_kernel.h"
 #include "dsp/residu_kernel.h"
 #include "dsp/syn_filt_kernel.h"
@@ -15,6 +18,9 @@ namespace quel::QUEL_SET {
 const DspKernels dsp_kernels = {
     .synthesize10 = synthesize<10>,
     .synthesize16 = synthesize<16>,
+    .synthesize_both10 = synthesize_both<10>,
+    .synthesize_both16 = synthesize_both<16>,
+    .high_passed = high_passed,
     .residual10 = residual<10>,
     .residual16 = residual<16>,
     .convolved = convolved,
@@ -24,6 +30,8 @@ const DspKernels dsp_kernels = {
     .lag_correlations = lag_correlations,
     .delayed_products = delayed_products,
     .cut_convolved = cut_convolved,
+    .nearest_row = nearest_row,
+    .series_values = series_values,
     .ranked = ranked,
     .interpolated = interpolated,
 };

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <vector>
 
 #include "dsp/kernel_checks.h"
@@ -31,7 +32,7 @@ void by_kernel(const float* a, int m, const float* x, float* y, int lg, float* m
   std::copy_n(mem, m, past.data());
   for (int n = 0; n < lg; n += stretch_max) {
     const int count = std::min(stretch_max, lg - n);
-    if (!synthesize(a, x + n, y + n, count, past.data())) {
+    if (!synthesize({a, x + n, y + n, count, past.data()})) {
       plain::syn_filt(a, m, x + n, y + n, count, past.data(), 1);
     }
   }
@@ -51,6 +52,35 @@ void syn_filt(const float* a, int m, const float* x, float* y, int lg, float* me
     return;
   }
   by_kernel(a, m, x, y, lg, mem, update);
+}
+
+void syn_filt_both(int m, const SynFilt& one, const SynFilt& other) {
+  const SynFilt calls[] = {one, other};
+  if ((m != 10 && m != 16) || one.lg > stretch_max || other.lg > stretch_max) {
+    for (const SynFilt& c : calls) syn_filt(c.a, m, c.x, c.y, c.lg, c.mem, c.update);
+    return;
+  }
+  std::vector<float> wanted[2];
+  if constexpr (check_kernels) {
+    for (std::size_t k = 0; k < 2; ++k) {
+      const SynFilt& c = calls[k];
+      wanted[k].assign(c.x, c.x + c.lg);
+      plain::syn_filt(c.a, m, wanted[k].data(), wanted[k].data(), c.lg, c.mem, 0);
+    }
+  }
+  const DspKernels& kernels = dsp_kernels();
+  const auto synthesize_both = m == 10 ? kernels.synthesize_both10 : kernels.synthesize_both16;
+  std::array<float, 16> past[2];
+  for (std::size_t k = 0; k < 2; ++k) std::copy_n(calls[k].mem, m, past[k].data());
+  bool proved[2];
+  synthesize_both({one.a, one.x, one.y, one.lg, past[0].data()},
+                  {other.a, other.x, other.y, other.lg, past[1].data()}, proved);
+  for (std::size_t k = 0; k < 2; ++k) {
+    const SynFilt& c = calls[k];
+    if (!proved[k]) plain::syn_filt(c.a, m, c.x, c.y, c.lg, past[k].data(), 1);
+    if (c.update != 0) std::copy_n(past[k].data(), m, c.mem);
+    if constexpr (check_kernels) require_same("syn_filt_both", c.y, wanted[k].data(), c.lg);
+  }
 }
 
 void syn_filt16(const float* a, int m, const float* x, float* y, int lg, float* mem, int update) {

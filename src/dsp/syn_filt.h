@@ -23,4 +23,18 @@ void syn_filt(const float* a, int m, const float* x, float* y, int lg, float* me
 /// The wideband coder's name for `syn_filt`.
 void syn_filt16(const float* a, int m, const float* x, float* y, int lg, float* mem, int update);
 
+/// The arguments of one `syn_filt`, order apart.
+struct SynFilt {
+  const float* a;
+  const float* x;
+  float* y;
+  int lg;
+  float* mem;
+  int update;
+};
+
+/// Two calls of `syn_filt` of order m, neither of which reads what the other writes, in little more
+/// than the time of one: a recursion mostly waits for its last output.
+void syn_filt_both(int m, const SynFilt& one, const SynFilt& other);
+
 }  // namespace quel

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "dsp/kernels.h"
 #include "dsp/lanes.h"
 
 namespace quel::QUEL_SET {
@@ -62,29 +63,60 @@ QUEL_INLINE HalfBits differences(const Work<m>& w, int n) {
   return different;
 }
 
-}  // namespace synthesis
-
-/// syn_filt of order m over lg samples, at most `stretch_max`, by guess and proof.
-///
-/// past  [0..m-1] outputs before y[0], oldest first; moves on
-///
-/// Returns false where the guess does not prove right; y and past are then as they were.
 template <int m>
-bool synthesize(const float* a, const float* x, float* y, int lg, float* past) {
-  using namespace synthesis;
-  Work<m> w;
-  const int count = (lg + group - 1) / group * group;
-  for (int i = 0; i < m + block; ++i) w.minus_a[i] = i <= m ? -static_cast<double>(a[i]) : 0.0;
-  widen(w.x, x, lg, count);
-  for (int i = 0; i < m; ++i) w.past_and_y[i] = past[i];
-  for (int n = 0; n < count; n += block) guess(w, n);
-  if (spoiled()) w.y[lg / 2] = -w.y[lg / 2];
+QUEL_INLINE void start(Work<m>& w, const Recursion& r, int count) {
+  for (int i = 0; i < m + block; ++i) w.minus_a[i] = i <= m ? -static_cast<double>(r.a[i]) : 0.0;
+  widen(w.x, r.x, r.lg, count);
+  for (int i = 0; i < m; ++i) w.past_and_y[i] = r.past[i];
+}
+
+template <int m>
+QUEL_INLINE bool finish(Work<m>& w, const Recursion& r, int count) {
+  if (spoiled()) w.y[r.lg / 2] = -w.y[r.lg / 2];
   HalfBits different{};
   for (int n = 0; n < count; n += group) different |= differences(w, n);
   if (any(different)) return false;
-  copy(y, w.y, lg);
-  for (int i = 0; i < m; ++i) past[i] = static_cast<float>(w.past_and_y[lg + i]);
+  copy(r.y, w.y, r.lg);
+  for (int i = 0; i < m; ++i) r.past[i] = static_cast<float>(w.past_and_y[r.lg + i]);
   return true;
+}
+
+QUEL_INLINE int whole_groups(int lg) {
+  return (lg + group - 1) / group * group;
+}
+
+}  // namespace synthesis
+
+/// syn_filt of order m by guess and proof. Returns false where the guess does not prove right; y
+/// and past are then as they were.
+template <int m>
+bool synthesize(const Recursion& r) {
+  using namespace synthesis;
+  Work<m> w;
+  const int count = whole_groups(r.lg);
+  start(w, r, count);
+  for (int n = 0; n < count; n += block) guess(w, n);
+  return finish(w, r, count);
+}
+
+/// Two of them that do not depend on each other: while one waits for an output, the other's is
+/// computed. `proved` [0..1] says of each what `synthesize` returns.
+template <int m>
+void synthesize_both(const Recursion& one, const Recursion& other, bool* proved) {
+  using namespace synthesis;
+  Work<m> w[2];
+  const int count = whole_groups(one.lg), other_count = whole_groups(other.lg);
+  start(w[0], one, count);
+  start(w[1], other, other_count);
+  const int both = count < other_count ? count : other_count;
+  for (int n = 0; n < both; n += block) {
+    guess(w[0], n);
+    guess(w[1], n);
+  }
+  for (int n = both; n < count; n += block) guess(w[0], n);
+  for (int n = both; n < other_count; n += block) guess(w[1], n);
+  proved[0] = finish(w[0], one, count);
+  proved[1] = finish(w[1], other, other_count);
 }
 
 }  // namespace quel::QUEL_SET

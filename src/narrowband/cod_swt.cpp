@@ -104,21 +104,22 @@ void find_target(const NarrowbandEncoder& st, const Mode& mode, const float* A, 
   pondai(A, sub.ap2.data(), mode.gamma2, M);
   residu(Aq, M, speech, sub.res.data(), L);
 
-  // Trial filtering: the memories move on when the subframe's excitation is known.
-  Scratch memory(M);
+  // Trial filtering: the memories move on when the subframe's excitation is known. Target and
+  // response go through the same two filters side by side.
+  Scratch silence(M);
+  set_zero(silence.data(), M);
+  float* h = sub.h.data();
+  std::copy_n(sub.ap1.data(), M + 1, h);
+  set_zero(h + M + 1, L - M - 1);
   float* error = sub.error.data() + M;
   std::copy_n(st.mem_err.data(), M, sub.error.data());
-  std::copy_n(st.mem_err.data(), M, memory.data());
-  syn_filt(Aq, M, sub.res.data(), error, L, memory.data(), 0);
+  syn_filt_both(M, {Aq, sub.res.data(), error, L, sub.error.data(), 0},
+                {Aq, h, h, L, silence.data(), 0});
   residu(sub.ap1.data(), M, error, sub.xn.data(), L);
+  Scratch memory(M);
   std::copy_n(st.mem_w0.data(), M, memory.data());
-  syn_filt(sub.ap2.data(), M, sub.xn.data(), sub.xn.data(), L, memory.data(), 0);
-
-  set_zero(memory.data(), M);
-  std::copy_n(sub.ap1.data(), M + 1, sub.h.data());
-  set_zero(sub.h.data() + M + 1, L - M - 1);
-  syn_filt(Aq, M, sub.h.data(), sub.h.data(), L, memory.data(), 0);
-  syn_filt(sub.ap2.data(), M, sub.h.data(), sub.h.data(), L, memory.data(), 0);
+  syn_filt_both(M, {sub.ap2.data(), sub.xn.data(), sub.xn.data(), L, memory.data(), 0},
+                {sub.ap2.data(), h, h, L, silence.data(), 0});
 }
 
 // Closed-loop lag around the range, its index, and the adaptive vector in exc. Returns T0.

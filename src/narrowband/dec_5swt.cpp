@@ -1,6 +1,7 @@
 #include "narrowband/dec_5swt.h"
 
 #include <algorithm>
+#include <array>
 
 #include "dsp/interpol_lpc.h"
 #include "dsp/pcm.h"
@@ -23,6 +24,25 @@ constexpr int M = 10;
 constexpr int L = 48;
 constexpr int subframes = 5;
 constexpr int words_per_subframe = 3;
+
+// What a pulse stands for in this subframe, but for its repetitions, and in the next one: its
+// filter runs along with one of this subframe's.
+struct Pulses {
+  float* now;           // [0..47]
+  float* next;          // [0..47]
+  const float* A_next;  // null behind the frame's last subframe
+};
+
+// syn_filt, and along with it the pulses of the next subframe.
+void filter_with_pulses(const float* a, const float* x, float* y, float* mem,
+                        const Pulses& pulses) {
+  if (pulses.A_next == nullptr) return syn_filt(a, M, x, y, L, mem, 1);
+  std::array<float, M + 1> denominator;
+  std::array<float, M> silence{};
+  start_F(pulses.A_next, pulses.next, denominator.data());
+  syn_filt_both(M, {a, x, y, L, mem, 1},
+                {denominator.data(), pulses.next, pulses.next, L, silence.data(), 0});
+}
 
 // The lag's way through a frame.
 struct LagWalk {
@@ -60,19 +80,19 @@ void next_lag(FiveKDecoder& st, const Mode& mode, LagWalk& walk, int s, std::int
 // Formant postfilter between two synthesis filters, and gain control against the plain synthesis
 // of the total excitation.
 void postfilter(FiveKDecoder& st, const Mode& mode, const float* A, const float* exc,
-                const float* enhanced, float* reference, float* out) {
+                const float* enhanced, const Pulses& pulses, float* reference, float* out) {
   Scratch ap(M + 1), t(M + L), u(L);
   float* tilted = t.data() + M;
   pondai(A, ap.data(), mode.gamma6, M);
-  syn_filt(ap.data(), M, enhanced, tilted, L, st.mem_exc1.data(), 1);
+  filter_with_pulses(ap.data(), enhanced, tilted, st.mem_exc1.data(), pulses);
   preemph(st.preemphasis, tilted, 0.4f, L);
   std::copy_n(st.mem_exc2.data(), M, t.data());
   std::copy_n(tilted + L - M, M, st.mem_exc2.data());
   pondai(A, ap.data(), mode.gamma5, M);
   residu(ap.data(), M, tilted, u.data(), L);
 
-  syn_filt(A, M, exc, reference, L, st.mem_syn1.data(), 1);
-  syn_filt(A, M, u.data(), out, L, st.synthesis.mem_syn.data(), 1);
+  syn_filt_both(M, {A, exc, reference, L, st.mem_syn1.data(), 1},
+                {A, u.data(), out, L, st.synthesis.mem_syn.data(), 1});
   agc(st.gain_control, reference, out, L, 0.9f);
 }
 
@@ -88,18 +108,19 @@ void clear_absurd(FiveKDecoder& st, NarrowbandDecoderShared& shared) {
 // Whether the result was sane.
 bool decode_subframe(FiveKDecoder& st, NarrowbandDecoderShared& shared, const Mode& mode,
                      const float* A, const std::int32_t* words, int s, LagWalk& walk,
-                     float* synth) {
-  Scratch F(L), code(L), enhanced(L), reference(L);
+                     const Pulses& pulses, float* synth) {
+  Scratch code(L), enhanced(L), reference(L);
   SynthesisState& syn = st.synthesis;
   float* exc = syn.exc();
+  float* F = pulses.now;
 
   next_lag(st, mode, walk, s, words[0]);
   pred_lt(exc, walk.lag.T0, walk.lag.frac, L);
 
-  find_F(mode, A, walk.lag.T0, F.data());
+  sharpen_F(mode, walk.lag.T0, F);
   const std::int32_t codeword = st.bfi != 0 ? random_func(shared.seed) : words[1];
   const auto rebuild = st.old_gain_pit >= 0.8f ? dec_acb_2p10b : dec_acb_3p10b;
-  rebuild(codeword, F.data(), code.data());
+  rebuild(codeword, F, code.data());
 
   float gain_pit = 0.0f, gain_code = 0.0f;
   d_gain2(shared.gains, words[2], code.data(), L, &gain_pit, &gain_code, st.bfi, s * L,
@@ -108,7 +129,7 @@ bool decode_subframe(FiveKDecoder& st, NarrowbandDecoderShared& shared, const Mo
   find_exc(exc, code.data(), gain_pit, gain_code, L);
 
   enhance(syn, exc, code.data(), gain_pit, gain_code, enhanced.data());
-  postfilter(st, mode, A, exc, enhanced.data(), reference.data(), synth);
+  postfilter(st, mode, A, exc, enhanced.data(), pulses, reference.data(), synth);
   const bool sane = is_sane(exc, L) && is_sane(reference.data(), L) && is_sane(synth, L);
   if (sane) {
     high_pass(syn, synth, L);
@@ -154,10 +175,14 @@ int decoder_5k(FiveKDecoder& st, NarrowbandDecoderShared& shared, const Mode& mo
 
   LagWalk walk;
   int cleared = 0;
+  Scratch F(2 * L);
+  find_F(mode, A.data(), L, F.data());
   for (int s = 0; s < subframes; ++s) {
+    const Pulses pulses = {F.data() + s % 2 * L, F.data() + (s + 1) % 2 * L,
+                           s + 1 < subframes ? A.data() + (s + 1) * (M + 1) : nullptr};
     const bool sane =
         decode_subframe(st, shared, mode, A.data() + s * (M + 1), p + 5 + s * words_per_subframe, s,
-                        walk, frame.data() + s * L);
+                        walk, pulses, frame.data() + s * L);
     if (!sane) ++cleared;
   }
   float_to_pcm(frame.data(), synth, subframes * L);

@@ -1,6 +1,7 @@
 #include "narrowband/dec_swt.h"
 
 #include <algorithm>
+#include <array>
 
 #include "bitstream/serial.h"
 #include "dsp/interpol_lpc.h"
@@ -22,6 +23,25 @@ constexpr int M = 10;
 constexpr int L = 48;
 constexpr int subframes = 3;
 constexpr int words_per_subframe = 5;
+
+// What a pulse stands for in this subframe, but for its repetitions, and in the next one: its
+// filter runs along with one of this subframe's.
+struct Pulses {
+  float* now;           // [0..47]
+  float* next;          // [0..47]
+  const float* A_next;  // null behind the frame's last subframe
+};
+
+// syn_filt, and along with it the pulses of the next subframe.
+void filter_with_pulses(const float* a, const float* x, float* y, float* mem,
+                        const Pulses& pulses) {
+  if (pulses.A_next == nullptr) return syn_filt(a, M, x, y, L, mem, 1);
+  std::array<float, M + 1> denominator;
+  std::array<float, M> silence{};
+  start_F(pulses.A_next, pulses.next, denominator.data());
+  syn_filt_both(M, {a, x, y, L, mem, 1},
+                {denominator.data(), pulses.next, pulses.next, L, silence.data(), 0});
+}
 
 // The lag's way through a frame.
 struct LagWalk {
@@ -73,18 +93,19 @@ void rebuild_code(NarrowbandDecoderShared& shared, std::int32_t mode, const std:
 // Whether the result was sane.
 bool decode_subframe(SwtDecoder& st, NarrowbandDecoderShared& shared, const Mode& mode,
                      const float* A, const std::int32_t* words, int s, int bfi, LagWalk& walk,
-                     float* synth) {
-  Scratch F(L), code(L), enhanced(L);
+                     const Pulses& pulses, float* synth) {
+  Scratch code(L), enhanced(L);
   SynthesisState& syn = st.synthesis;
   float* exc = syn.exc();
+  float* F = pulses.now;
 
   const Lag lag = next_lag(st, walk, s, words[0], bfi);
   if (s == 0) walk.t0_min = range_around_lag(lag.T0).t0_min;
   st.old_pitch = 3 * lag.T0 + lag.frac;
   pred_lt(exc, lag.T0, lag.frac, L);
 
-  find_F(mode, A, lag.T0, F.data());
-  rebuild_code(shared, st.last_mode, words + 1, bfi, F.data(), code.data());
+  sharpen_F(mode, lag.T0, F);
+  rebuild_code(shared, st.last_mode, words + 1, bfi, F, code.data());
 
   float gain_pit = 0.0f, gain_code = 0.0f;
   d_gain2(shared.gains, words[4], code.data(), L, &gain_pit, &gain_code, bfi, s * L,
@@ -92,7 +113,7 @@ bool decode_subframe(SwtDecoder& st, NarrowbandDecoderShared& shared, const Mode
   find_exc(exc, code.data(), gain_pit, gain_code, L);
 
   enhance(syn, exc, code.data(), gain_pit, gain_code, enhanced.data());
-  syn_filt(A, M, enhanced.data(), synth, L, syn.mem_syn.data(), 1);
+  filter_with_pulses(A, enhanced.data(), synth, syn.mem_syn.data(), pulses);
   const bool sane = is_sane(exc, L) && is_sane(synth, L);
   if (sane) {
     high_pass(syn, synth, L);
@@ -124,10 +145,14 @@ int dec_swt(SwtDecoder& st, NarrowbandDecoderShared& shared, const Mode& mode,
 
   LagWalk walk;
   int cleared = 0;
+  Scratch F(2 * L);
+  find_F(mode, A.data(), L, F.data());
   for (int s = 0; s < subframes; ++s) {
+    const Pulses pulses = {F.data() + s % 2 * L, F.data() + (s + 1) % 2 * L,
+                           s + 1 < subframes ? A.data() + (s + 1) * (M + 1) : nullptr};
     const bool sane =
         decode_subframe(st, shared, mode, A.data() + s * (M + 1), prm + 6 + s * words_per_subframe,
-                        s, bfi, walk, frame.data() + s * L);
+                        s, bfi, walk, pulses, frame.data() + s * L);
     if (!sane) ++cleared;
   }
   float_to_pcm(frame.data(), synth, subframes * L);

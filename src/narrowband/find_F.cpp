@@ -8,19 +8,32 @@
 
 namespace quel {
 
-void find_F(const Mode& mode, const float* A, int T0, float* F) {
-  constexpr int L = 48;
-  constexpr int M = 10;
-  std::array<float, M + 1> denominator{};
-  std::array<float, M> zero_state{};
+namespace {
+
+constexpr int L = 48;
+constexpr int M = 10;
+
+}  // namespace
+
+void start_F(const float* A, float* F, float* denominator) {
   pondai(A, F, 0.55f, M);
   set_zero(F + M + 1, L - M - 1);
-  pondai(A, denominator.data(), 0.7f, M);
-  syn_filt(denominator.data(), M, F, F, L, zero_state.data(), 0);
+  pondai(A, denominator, 0.7f, M);
+}
+
+void sharpen_F(const Mode& mode, int T0, float* F) {
   if (T0 < 1) return;  // no lag codes this; it would read ahead
   const bool short_frames = mode.initFlavor == 0 || mode.initFlavor == 1;
   const double beta = short_frames ? 0.8f : 0.85f;
   for (int n = T0; n < L; ++n) F[n] = static_cast<float>(F[n] + beta * F[n - T0]);
+}
+
+void find_F(const Mode& mode, const float* A, int T0, float* F) {
+  std::array<float, M + 1> denominator{};
+  std::array<float, M> zero_state{};
+  start_F(A, F, denominator.data());
+  syn_filt(denominator.data(), M, F, F, L, zero_state.data(), 0);
+  sharpen_F(mode, T0, F);
 }
 
 void find_exc(float* exc, const float* code, float gain_pit, float gain_code, int L) {

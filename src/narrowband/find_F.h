@@ -14,6 +14,16 @@ namespace quel {
 /// F     [0..47] output
 void find_F(const Mode& mode, const float* A, int T0, float* F);
 
+/// The two steps of `find_F`, for who filters F along with something else. First the numerator, to
+/// be filtered in place from silence by 1/`denominator` (syn_filt of order 10):
+///
+/// F            [0..47] output
+/// denominator  [0..10] output
+void start_F(const float* A, float* F, float* denominator);
+
+/// Then the repetitions, in place.
+void sharpen_F(const Mode& mode, int T0, float* F);
+
 /// Total excitation in place: exc[n] = gain_pit * exc[n] + gain_code * code[n], n = 0..L-1.
 void find_exc(float* exc, const float* code, float gain_pit, float gain_code, int L);
 

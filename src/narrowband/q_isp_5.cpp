@@ -1,9 +1,14 @@
 #include "narrowband/q_isp_5.h"
 
+#include <algorithm>
+#include <array>
+#include <cstddef>
 #include <iterator>
 #include <limits>
 
 #include "dsp/elementary.h"
+#include "dsp/kernel_checks.h"
+#include "dsp/kernels.h"
 #include "narrowband/isf_tables.h"
 #include "narrowband/reorder_isf.h"
 
@@ -32,6 +37,40 @@ static_assert(std::size(dico4_isf) == taille_dic4);
 static_assert(std::size(dico5_isf) == taille_dic5);
 
 constexpr float largest = std::numeric_limits<float>::max();
+
+// A codebook and the same column by column, for the search.
+template <std::size_t rows>
+struct Codebook {
+  const float (&row)[rows][2];
+  std::array<float, 2 * rows> columns{};
+
+  constexpr explicit Codebook(const float (&dico)[rows][2]) : row(dico) {
+    for (std::size_t r = 0; r < rows; ++r) {
+      columns[r] = dico[r][0];
+      columns[rows + r] = dico[r][1];
+    }
+  }
+};
+
+constexpr Codebook codebook1(dico1_isf);
+constexpr Codebook codebook2(dico2_isf);
+constexpr Codebook codebook3(dico3_isf);
+constexpr Codebook codebook4(dico4_isf);
+constexpr Codebook codebook5(dico5_isf);
+
+// nearest_row of a whole codebook.
+template <std::size_t rows>
+std::int32_t search(const Codebook<rows>& codebook, const float* r, float* rq) {
+  static_assert(rows % 8 == 0);
+  constexpr int size = static_cast<int>(rows);
+  const int index = dsp_kernels().nearest_row(r, codebook.columns.data(), 2, size, largest);
+  if constexpr (check_kernels) {
+    const int wanted = nearest_row(codebook.row, size, r, rq);
+    require_same("nearest_row", &index, &wanted, 1);
+  }
+  std::copy_n(codebook.row[index], 2, rq);
+  return index;
+}
 
 void isp_to_isf(const float* isp, float* isf) {
   for (int i = 0; i < 9; ++i) {
@@ -86,11 +125,11 @@ void q_isf_ma(IsfQuantizer& state, const float* isp, float* isp_q, std::int32_t*
     r[i] = static_cast<float>(static_cast<double>(isf[i]) - mean_isf[i] -
                               static_cast<double>(isf_prediction) * state.past_r[i]);
   }
-  indices[0] = nearest_row(dico1_isf, taille_dic1, &r[0], &rq[0]);
-  indices[1] = nearest_row(dico2_isf, taille_dic2, &r[2], &rq[2]);
-  indices[2] = nearest_row(dico3_isf, taille_dic3, &r[4], &rq[4]);
-  indices[3] = nearest_row(dico4_isf, taille_dic4, &r[6], &rq[6]);
-  indices[4] = nearest_row(dico5_isf, taille_dic5, &r[8], &rq[8]);
+  indices[0] = search(codebook1, &r[0], &rq[0]);
+  indices[1] = search(codebook2, &r[2], &rq[2]);
+  indices[2] = search(codebook3, &r[4], &rq[4]);
+  indices[3] = search(codebook4, &r[6], &rq[6]);
+  indices[4] = search(codebook5, &r[8], &rq[8]);
 
   for (std::size_t i = 0; i < 10; ++i) {
     isf[i] = static_cast<float>(static_cast<double>(isf_prediction) * state.past_r[i] +

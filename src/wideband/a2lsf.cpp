@@ -52,8 +52,8 @@ void a2lsf(const float* a, float* lsp, const float* old_lsp, int m) {
     f2[i + 1] = static_cast<float>(front - back + f2[i]);
   }
 
-  const int found = interlaced_roots(grid.data(), lsf_grid_points - 1, chebyshev, {f1.data(), nc},
-                                     {f2.data(), nc}, lsp, m);
+  const int found =
+      interlaced_roots(grid.data(), lsf_grid_points - 1, {f1.data(), nc}, {f2.data(), nc}, lsp, m);
   if (found < m) std::copy_n(old_lsp, m, lsp);
 }
 

@@ -192,8 +192,8 @@ AcelpScore place_pulses(AcelpWork& work, const AcelpSettings& settings, const fl
     const int y = order[k + 1];
     float cor[2 * positions];
     pulse_correlations(work, h, order + k, cor);
-    wideband::search_ixiy(work, x, y, &score.ps, &score.alp, &position[k], &position[k + 1], dn, cor,
-                          cor + positions, rrixiy);
+    wideband::search_ixiy(work, x, y, &score.ps, &score.alp, &position[k], &position[k + 1], dn,
+                          cor, cor + positions, rrixiy);
   }
   return score;
 }

@@ -100,8 +100,8 @@ void set_target(WidebandEncoder& state, const float* Aq, const float* res, float
   Scratch silence(order);
   weight_a(Aq, Ap.data(), weight_gamma, order);
   set_zero(silence.data(), order);
-  syn_filt16(Ap.data(), order, res, xn, subframe, state.mem_target.data(), 0);
-  syn_filt16(Ap.data(), order, state.impulse.data(), h, subframe, silence.data(), 0);
+  syn_filt_both(order, {Ap.data(), res, xn, subframe, state.mem_target.data(), 0},
+                {Ap.data(), state.impulse.data(), h, subframe, silence.data(), 0});
 }
 
 /// Codes the excitation of the subframe that starts at sample i with the filter Aq, into eight

@@ -82,9 +82,13 @@ void postfilter(WidebandDecoder& state, float* synth) {
   Scratch Aw(order + 1);
   Scratch old(fade);
   weight_a(state.last_filter.data(), Aw.data(), post_gamma, order);
-  syn_filt16(state.last_postfilter.data(), order, synth, old.data(), fade, state.mem_post.data(),
-             0);
-  syn_filt16(Aw.data(), order, synth, synth, frame, state.mem_post.data(), 1);
+  Scratch past(order), first_half(subframe);
+  std::copy_n(state.mem_post.data(), order, past.data());
+  syn_filt_both(order, {state.last_postfilter.data(), synth, old.data(), fade, past.data(), 0},
+                {Aw.data(), synth, first_half.data(), subframe, state.mem_post.data(), 1});
+  std::copy_n(first_half.data(), subframe, synth);
+  syn_filt16(Aw.data(), order, synth + subframe, synth + subframe, subframe, state.mem_post.data(),
+             1);
   std::copy_n(Aw.data(), order + 1, state.last_postfilter.begin());
   float fac = 1.0f;
   for (int n = 0; n < fade; ++n) {

@@ -1,14 +1,55 @@
 #include "wideband/q_lsp.h"
 
 #include <algorithm>
+#include <cstddef>
 
 #include "dsp/elementary.h"
+#include "dsp/kernel_checks.h"
+#include "dsp/kernels.h"
 #include "wideband/lsf_tables.h"
 
 namespace quel {
 namespace {
 
 using Vector = std::array<float, lsf_order>;
+
+// A codebook and the same column by column, for the search.
+template <std::size_t rows, std::size_t dim>
+struct Codebook {
+  const float (&row)[rows][dim];
+  std::array<float, rows * dim> columns{};
+
+  constexpr explicit Codebook(const float (&dico)[rows][dim]) : row(dico) {
+    for (std::size_t r = 0; r < rows; ++r) {
+      for (std::size_t t = 0; t < dim; ++t) columns[t * rows + r] = dico[r][t];
+    }
+  }
+};
+
+constexpr Codebook codebook1(dico1_lsf);
+constexpr Codebook codebook2(dico2_lsf);
+constexpr Codebook codebook3(dico3_lsf);
+constexpr Codebook codebook4(dico4_lsf);
+constexpr Codebook codebook5(dico5_lsf);
+
+constexpr double no_distance = 1e30;
+
+// VQ of a whole codebook.
+template <std::size_t rows, std::size_t dim>
+int search(float* x, const Codebook<rows, dim>& codebook) {
+  static_assert(rows % 8 == 0);
+  constexpr int size = static_cast<int>(rows);
+  constexpr int n = static_cast<int>(dim);
+  const int index = dsp_kernels().nearest_row(x, codebook.columns.data(), n, size, no_distance);
+  if constexpr (check_kernels) {
+    std::array<float, dim> copy;
+    std::copy_n(x, dim, copy.begin());
+    const int wanted = VQ(copy.data(), codebook.row[0], n, size);
+    require_same("VQ", &index, &wanted, 1);
+  }
+  std::copy_n(codebook.row[index], dim, x);
+  return index;
+}
 
 // One selector's complete search.
 struct Candidate {
@@ -27,11 +68,11 @@ Candidate quantise(const Vector& lsf, const Vector& past, std::int32_t selector)
   }
   float* t = c.target.data();
   c.index = {selector,
-             VQ(t, dico1_lsf[0], 3, 128),
-             VQ(t + 3, dico2_lsf[0], 3, 256),
-             VQ(t + 6, dico3_lsf[0], 3, 128),
-             VQ(t + 9, dico4_lsf[0], 3, 128),
-             VQ(t + 12, dico5_lsf[0], 4, 128)};
+             search(t, codebook1),
+             search(t + 3, codebook2),
+             search(t + 6, codebook3),
+             search(t + 9, codebook4),
+             search(t + 12, codebook5)};
   for (std::size_t i = 0; i < lsf_order; ++i) {
     const double coded = (1.0 - rho) * c.target[i] + rho * past[i] + mean_lsf[i];
     c.lsf_q[i] = static_cast<float>(coded);
@@ -47,7 +88,7 @@ Candidate quantise(const Vector& lsf, const Vector& past, std::int32_t selector)
 }  // namespace
 
 int VQ(float* x, const float* dico, int dim, int size) {
-  double best = 1e30;
+  double best = no_distance;
   int index = 0;
   const float* row = dico;
   for (int j = 0; j < size; ++j, row += dim) {

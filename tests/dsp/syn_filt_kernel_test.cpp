@@ -49,6 +49,30 @@ TEST(SynFiltKernel, GivesThePlainRecursion) {
   }
 }
 
+TEST(SynFiltKernel, TwoAtOnceAreTheTwo) {
+  for (const int m : {10, 16}) {
+    test::for_every_case({1, 16, 30, 48, 80, 81}, [&](int lg, Signal kind, unsigned seed) {
+      const int other_lg = seed % 2 == 0 ? 48 : 80;
+      const auto a = stable_filter(m, seed), other_a = stable_filter(m, seed + 1);
+      auto x = signal(kind, lg, seed), other_x = noise(other_lg, seed);
+      auto mem = noise(m, seed), other_mem = signal(kind, m, seed);
+      std::vector<float> wanted(size(lg)), wanted_mem = mem, other_wanted(size(other_lg)),
+                                           y(size(lg));
+      auto other_wanted_mem = other_mem;
+      plain::syn_filt(a.data(), m, x.data(), wanted.data(), lg, wanted_mem.data(), 1);
+      plain::syn_filt(other_a.data(), m, other_x.data(), other_wanted.data(), other_lg,
+                      other_wanted_mem.data(), 0);
+      syn_filt_both(
+          m, {a.data(), x.data(), y.data(), lg, mem.data(), 1},
+          {other_a.data(), other_x.data(), other_x.data(), other_lg, other_mem.data(), 0});
+      expect_same(y, wanted);
+      expect_same(mem, wanted_mem);
+      expect_same(other_x, other_wanted);
+      expect_same(other_mem, other_wanted_mem);
+    });
+  }
+}
+
 // Two products that are huge and cancel leave their roundings in what lies between: there the order
 // of a sum shows in a float. So here guesses do go wrong, the kernel says so, and the routine still
 // gives the plain recursion.
@@ -65,7 +89,7 @@ TEST(SynFiltKernel, OwnsUpToWrongGuesses) {
       past[1] = -past[0];
       std::vector<float> y(48, 1.0f), wanted(48), wanted_past = past, kept = past;
       plain::syn_filt(a.data(), 10, x.data(), wanted.data(), 48, wanted_past.data(), 1);
-      if (dsp_kernels().synthesize10(a.data(), x.data(), y.data(), 48, past.data())) {
+      if (dsp_kernels().synthesize10({a.data(), x.data(), y.data(), 48, past.data()})) {
         expect_same(y, wanted);
       } else {
         ++wrong;
