@@ -62,8 +62,10 @@ static bool filtered_backwards(const float* x, float* y, const float* h, int L) 
 static void cut_convolved(const float* x, const float* h, float* y, int taps, int L) {
   using namespace convolution;
   double input[group + padded] = {};
+  double factors[padded];
   float out[padded];
   widen(input + group, x, L, padded);
+  widen(factors, h, taps, padded);
   Double place[parts];
   for (int i = 0; i < group; ++i) place[i / lanes][i % lanes] = i;
   for (int n = 0; n < L; n += group) {
@@ -71,7 +73,7 @@ static void cut_convolved(const float* x, const float* h, float* y, int taps, in
     Double sum[parts];
     for (int p = 0; p < parts; ++p) sum[p] = load<Double>(from + p * lanes);
     for (int i = 1; i < taps && i < n + group; ++i) {
-      const Double factor = splat<Double>(static_cast<double>(h[i]));
+      const Double factor = splat<Double>(factors[i]);
       const Double first = splat<Double>(static_cast<double>(i - n));
       for (int p = 0; p < parts; ++p) {
         const Double more = add_exact(sum[p], factor, load<Double>(from - i + p * lanes));

@@ -16,13 +16,15 @@ static void interpolated(const float* filter, const int* place, const float* x, 
   constexpr int parts = group / lanes;
   constexpr int lead = interpolation_taps - 1;
   double wide[lead + stretch_max + group];
+  double factors[interpolation_taps];
+  copy(factors, filter, interpolation_taps);
   for (int i = 0; i < lead; ++i) wide[i] = x[i];
   for (int n = 0; n < L; n += group) {
     const int count = L - n < group ? L - n : group;
     widen(wide + n + lead, x + n + lead, count, group);
     Double sum[parts] = {};
     for (int k = 0; k < interpolation_taps; ++k) {
-      const Double factor = splat<Double>(static_cast<double>(filter[k]));
+      const Double factor = splat<Double>(factors[k]);
       for (int p = 0; p < parts; ++p) {
         sum[p] = add_exact(sum[p], factor, load<Double>(wide + n + place[k] + p * lanes));
       }

@@ -17,8 +17,8 @@ static int nearest_row(const float* x, const float* columns, int dim, int size, 
   for (int r = 0; r < size; r += lanes) {
     Double distance{};
     for (int t = 0; t < dim; ++t) {
-      const Double e = splat<Double>(static_cast<double>(x[t])) -
-                       widen(load<Half>(columns + t * size + r));
+      const Double e =
+          splat<Double>(static_cast<double>(x[t])) - widen(load<Half>(columns + t * size + r));
       distance += e * e;
     }
     const Mask nearer = distance < best;

@@ -9,11 +9,11 @@ namespace quel {
 /// rounding is not symmetric: -0.9 gives 0 and -1.6 gives -1. Defined for every float: infinities
 /// clip, NaN gives 0.
 inline std::int16_t float_to_pcm(float x) {
-  const double y = static_cast<double>(x) + 0.5;
-  if (y >= 32767.0) return 32767;
-  if (y <= -32768.0) return -32768;
-  if (y != y) return 0;
-  return static_cast<std::int16_t>(y);
+  double y = static_cast<double>(x) + 0.5;
+  y = y >= 32767.0 ? 32767.0 : y;
+  y = y <= -32768.0 ? -32768.0 : y;
+  y = y == y ? y : 0.0;
+  return static_cast<std::int16_t>(static_cast<std::int32_t>(y));
 }
 
 /// out[i] = float_to_pcm(x[i]), i = 0..n-1.

@@ -12,12 +12,14 @@ void residual(const float* a, const float* x, float* y, int lg) {
   constexpr int group = parts * lanes;
   constexpr int size = (m + stretch_max + group) / lanes * lanes;
   double wide[size];
+  double factors[m + 1];
   float out[stretch_max + group];
+  copy(factors, a, m + 1);
   widen(wide, x - m, m + lg, size);
   for (int n = 0; n < lg; n += group) {
     Double sum[parts] = {};
     for (int i = 0; i <= m; ++i) {
-      const Double factor = splat<Double>(static_cast<double>(a[i]));
+      const Double factor = splat<Double>(factors[i]);
       for (int p = 0; p < parts; ++p) {
         sum[p] = add_exact(sum[p], factor, load<Double>(wide + m + n - i + p * lanes));
       }

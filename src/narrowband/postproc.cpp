@@ -5,10 +5,19 @@
 namespace quel {
 namespace {
 
-double energy(const float* x, int n) {
-  double sum = 0.0;
-  for (int i = 0; i < n; ++i) sum += static_cast<double>(x[i]) * x[i];
-  return sum;
+struct Energies {
+  double x = 0.0;
+  double ref = 0.0;
+};
+
+// Both at once: each sum waits for itself.
+Energies energies(const float* x, const float* ref, int n) {
+  Energies e;
+  for (int i = 0; i < n; ++i) {
+    e.x += static_cast<double>(x[i]) * x[i];
+    e.ref += static_cast<double>(ref[i]) * ref[i];
+  }
+  return e;
 }
 
 }  // namespace
@@ -31,18 +40,19 @@ void preemph(Preemphasis& state, float* x, float mu, int n) {
 }
 
 void agc(GainControl& state, const float* ref, float* x, int n, float fac) {
-  const double e_x = energy(x, n);
-  if (e_x == 0.0) {
+  const Energies e = energies(x, ref, n);
+  if (e.x == 0.0) {
     state.gain_prec = 0.0f;
     return;
   }
-  const double e_ref = energy(ref, n);
   float g0 = 0.0f;
-  if (e_ref != 0.0) g0 = static_cast<float>((1.0f - fac) * invsqrt(e_x / e_ref));
+  if (e.ref != 0.0) g0 = static_cast<float>((1.0f - fac) * invsqrt(e.x / e.ref));
+  float gain = state.gain_prec;
   for (int k = 0; k < n; ++k) {
-    state.gain_prec = static_cast<float>(static_cast<double>(state.gain_prec) * fac + g0);
-    x[k] = x[k] * state.gain_prec;
+    gain = static_cast<float>(static_cast<double>(gain) * fac + g0);
+    x[k] = x[k] * gain;
   }
+  state.gain_prec = gain;
 }
 
 }  // namespace quel

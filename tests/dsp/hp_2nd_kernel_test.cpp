@@ -16,19 +16,19 @@ using test::signal;
 using test::size;
 
 TEST(Hp2ndKernel, GivesThePlainRecursion) {
-  test::for_every_case({1, 2, 3, 5, 48, 79, 80, 81, 144, 240}, [](int lg, Signal kind,
-                                                                  unsigned seed) {
-    auto a = test::noise(3, seed, 0.7), b = test::noise(3, seed + 1, 0.7);
-    if (seed < 2) a.assign(a_100, a_100 + 3);
-    const auto past = signal(seed % 2 == 0 ? kind : Signal::noise, 4, seed + 2);
-    const auto x = signal(kind, lg, seed);
-    std::vector<float> wanted = x, wanted_past = past, got_past = past;
-    plain::hp_2nd(wanted.data(), lg, a.data(), b.data(), &wanted_past[0], &wanted_past[2]);
-    test::Misaligned sig(x, static_cast<int>(seed));
-    hp_2nd(sig.data(), lg, a.data(), b.data(), &got_past[0], &got_past[2]);
-    expect_same({sig.data(), sig.data() + lg}, wanted);
-    expect_same(got_past, wanted_past);
-  });
+  test::for_every_case(
+      {1, 2, 3, 5, 48, 79, 80, 81, 144, 240}, [](int lg, Signal kind, unsigned seed) {
+        auto a = test::noise(3, seed, 0.7), b = test::noise(3, seed + 1, 0.7);
+        if (seed < 2) a.assign(a_100, a_100 + 3);
+        const auto past = signal(seed % 2 == 0 ? kind : Signal::noise, 4, seed + 2);
+        const auto x = signal(kind, lg, seed);
+        std::vector<float> wanted = x, wanted_past = past, got_past = past;
+        plain::hp_2nd(wanted.data(), lg, a.data(), b.data(), &wanted_past[0], &wanted_past[2]);
+        test::Misaligned sig(x, static_cast<int>(seed));
+        hp_2nd(sig.data(), lg, a.data(), b.data(), &got_past[0], &got_past[2]);
+        expect_same({sig.data(), sig.data() + lg}, wanted);
+        expect_same(got_past, wanted_past);
+      });
 }
 
 // The feedback products of the first output nearly cancel, on either side of a power of two: which
