@@ -19,9 +19,4 @@ inline constexpr float a_100[3] = {1.0f, 1.93307352f, -0.935891986f};
 /// memy  [0..1] y[n-1], y[n-2]; moves on
 void hp_2nd(float* sig, int lg, const float* a, const float* b, float* memx, float* memy);
 
-namespace plain {
-/// The definition of `hp_2nd`.
-void hp_2nd(float* sig, int lg, const float* a, const float* b, float* memx, float* memy);
-}  // namespace plain
-
 }  // namespace quel

@@ -10,12 +10,11 @@
 namespace quel {
 namespace {
 
-// Whether outputs may be computed eight at a time: none of them is read by the same eight, or y
-// lies apart from x.
-bool eight_at_a_time(const float* x, const float* y, int L) {
+// How many of x [0..n-1] lie before y, or do not lie in y [0..L-1] at all.
+int known_before(const float* x, int n, const float* y, int L) {
   const std::less<const float*> before;
-  const float* last_read = x + interpolation_taps - 1;
-  return !before(y, last_read + interpolation_gap) || before(y + L - 1, x);
+  const bool apart = !before(y, x + n) || before(y + L - 1, x);
+  return apart ? n : static_cast<int>(y - x);
 }
 
 }  // namespace
@@ -31,10 +30,12 @@ void plain::interpolate(const float* filter, const int* place, const float* x, f
 }
 
 void interpolate(const float* filter, const int* place, const float* x, float* y, int L) {
-  if (L > stretch_max || !eight_at_a_time(x, y, L)) {
+  const int all = interpolation_taps - 1 + L;
+  const int known = known_before(x, all, y, L);
+  if (L > stretch_max || (known < all && known < interpolation_taps - 1 + interpolation_gap)) {
     return plain::interpolate(filter, place, x, y, L);
   }
-  dsp_kernels().interpolated(filter, place, x, y, L);
+  dsp_kernels().interpolated(filter, place, x, known, y, L);
   if constexpr (check_kernels) {
     // The outputs that it read are its own.
     std::vector<float> wanted(y, y + L);

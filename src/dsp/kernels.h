@@ -11,7 +11,7 @@ inline constexpr int stretch_max = 80;
 inline constexpr int correlation_max = 144;
 inline constexpr int longest_lag = 143;
 
-/// Taps of `interpolated`, and how many samples before output 0 the last one that it reads must be.
+/// Taps of `interpolated`, and how many outputs it computes at a time.
 inline constexpr int interpolation_taps = 20;
 inline constexpr int interpolation_gap = 8;
 
@@ -41,8 +41,6 @@ struct DspKernels {
   bool (*synthesize16)(const Recursion& r);
   void (*synthesize_both10)(const Recursion& one, const Recursion& other, bool* proved);
   void (*synthesize_both16)(const Recursion& one, const Recursion& other, bool* proved);
-  bool (*high_passed)(float* sig, int lg, const float* a, const float* b, float* past_x,
-                      float* past_y);
   void (*residual10)(const float* a, const float* x, float* y, int lg);
   void (*residual16)(const float* a, const float* x, float* y, int lg);
   bool (*convolved)(const float* x, const float* h, float* y, int L);
@@ -56,7 +54,8 @@ struct DspKernels {
   int (*nearest_row)(const float* x, const float* columns, int dim, int size, double limit);
   void (*series_values)(const float* x, int count, const float* f, int order, double* y);
   bool (*ranked)(const float* measure, int tracks, int* rank);
-  void (*interpolated)(const float* filter, const int* place, const float* x, float* y, int L);
+  void (*interpolated)(const float* filter, const int* place, const float* x, int known, float* y,
+                       int L);
 };
 
 namespace baseline {

@@ -5,7 +5,6 @@
 #include "dsp/correlation_kernel.h"
 #include "dsp/cosine_series_kernel.h"
 #include "dsp/delay_kernel.h"
-#include "dsp/hp_2nd_kernel.h"
 #include "dsp/interpolation_kernel.h"
 #include "dsp/kernels.h"
 #include "dsp/nearest_kernel.h"
@@ -20,7 +19,6 @@ const DspKernels dsp_kernels = {
     .synthesize16 = synthesize<16>,
     .synthesize_both10 = synthesize_both<10>,
     .synthesize_both16 = synthesize_both<16>,
-    .high_passed = high_passed,
     .residual10 = residual<10>,
     .residual16 = residual<16>,
     .convolved = convolved,

@@ -1,0 +1,65 @@
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "kernel_bench.h"
+#include "support/signals.h"
+#include "wideband/cod45_85.h"
+#include "wideband/pit_fr3s.h"
+
+namespace quel {
+namespace {
+
+int closed_loop() {
+  constexpr int t_min = 100, t_max = 112, L = 80;
+  const auto exc = test::speech_like(t_max + 4 + L, /*seed=*/1, 16000.0);
+  const auto xn = test::speech_like(L, /*seed=*/2, 16000.0);
+  auto h = test::noise(L, /*seed=*/3, /*deviation=*/0.3);
+  h[0] = 1.0f;
+  const auto run = [=](auto norm_corr) {
+    return [=, corr = std::vector<float>(t_max - t_min + 9)]() mutable {
+      norm_corr(exc.data() + t_max + 4, xn.data(), h.data(), t_min, t_max, corr.data(), L);
+      return corr.data();
+    };
+  };
+  return compare_kernels("wideband::norm_corr/lags:21", run(wideband::plain::norm_corr),
+                         run(wideband::norm_corr));
+}
+const int lags21 = closed_loop();
+
+int pair_search() {
+  const auto dn = test::speech_like(80, /*seed=*/1, 16000.0);
+  const auto dn2 = test::noise(80, /*seed=*/2), rr = test::noise(256, /*seed=*/3, 0.3);
+  auto cor = test::noise(32, /*seed=*/4, 0.4);
+  for (float& v : cor) v += 2.0f;
+  const auto run = [=](auto search) {
+    return [=]() {
+      float ps = 100.0f, alp = 3.0f;
+      std::int32_t ix = 0, iy = 1;
+      search(0, 1, ps, alp, ix, iy, dn.data(), dn2.data(), cor.data(), &cor[16], rr.data());
+      return ix + iy;
+    };
+  };
+  return compare_kernels("wideband::search_ixiy", run(wideband::plain::search_ixiy),
+                         run(wideband::search_ixiy));
+}
+const int pair = pair_search();
+
+int whole_search() {
+  const auto dn = test::speech_like(80, /*seed=*/1, 16000.0);
+  const auto cn = test::speech_like(80, /*seed=*/2, 16000.0);
+  auto h = test::noise(80, /*seed=*/3, /*deviation=*/0.3);
+  h[0] = 1.0f;
+  return measure_kernels("ACELP_45_85", [=, work = AcelpWork{}]() mutable {
+    auto target = dn;
+    std::array<float, 80> code, y;
+    std::array<std::int32_t, 5> indices;
+    ACELP_45_85(work, {}, target.data(), cn.data(), h.data(), code.data(), y.data(),
+                indices.data());
+    return indices[0];
+  });
+}
+const int acelp = whole_search();
+
+}  // namespace
+}  // namespace quel
