@@ -3,7 +3,8 @@
 find_package(Doxygen QUIET)
 if(DOXYGEN_FOUND)
   set(docs_folder ${PROJECT_BINARY_DIR}/docs)
-  file(GLOB docs_pages CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/*.md ${PROJECT_SOURCE_DIR}/docs/*.md)
+  file(GLOB docs_pages CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/*.md ${PROJECT_SOURCE_DIR}/docs/*.md
+    ${PROJECT_SOURCE_DIR}/docs/measured/*.md)
   set(docs_input ${PROJECT_SOURCE_DIR}/include/quelcodec ${docs_pages})
   list(TRANSFORM docs_input REPLACE "(.+)" "\"\\1\"")
   string(JOIN " " docs_input ${docs_input})
