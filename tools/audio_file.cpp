@@ -12,8 +12,8 @@ constexpr std::size_t block_samples = 400;
 }  // namespace
 
 std::int16_t to_pcm(float x) {
-  const float y = std::nearbyint(x * 32768.0f);
-  return static_cast<std::int16_t>(std::clamp(y, -32768.0f, 32767.0f));
+  const float y = std::clamp(x * 32768.0f, -32768.0f, 32767.0f);
+  return static_cast<std::int16_t>(std::lrint(y));
 }
 
 AudioReader::AudioReader(const std::string& path, int rate, const AudioOptions& options)

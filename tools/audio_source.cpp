@@ -100,6 +100,7 @@ struct AudioSource::Impl {
   void open_bare(const WavStreamFormat& format);
   int spool();
   std::size_t read_block(float* mono, std::size_t count);
+  void join_channels(const float* joint, float* mono, std::size_t count) const;
   void look_for_cut();
 };
 
@@ -205,9 +206,10 @@ int AudioSource::Impl::spool() {
 
 std::size_t AudioSource::Impl::read_block(float* mono, std::size_t count) {
   const auto channels = static_cast<std::size_t>(info.channels);
-  interleaved.resize(count * channels);
-  const auto got = static_cast<std::size_t>(std::max<sf_count_t>(
-      0, sf_readf_float(file.get(), interleaved.data(), static_cast<sf_count_t>(count))));
+  if (channels > 1) interleaved.resize(count * channels);
+  float* const read = channels > 1 ? interleaved.data() : mono;
+  const auto got = static_cast<std::size_t>(
+      std::max<sf_count_t>(0, sf_readf_float(file.get(), read, static_cast<sf_count_t>(count))));
   if (bare.error) std::rethrow_exception(bare.error);
   // The next call would forget it.
   if (got < count && sf_error(file.get()) != SF_ERR_NO_ERROR) {
@@ -215,15 +217,20 @@ std::size_t AudioSource::Impl::read_block(float* mono, std::size_t count) {
   }
   frames_read += got;
   if (got < count) look_for_cut();
-  for (std::size_t n = 0; n < got; ++n) {
-    const float* const frame = &interleaved[n * channels];
+  if (channels > 1) join_channels(read, mono, got);
+  for (std::size_t n = 0; n < got; ++n) mono[n] = std::isfinite(mono[n]) ? mono[n] : 0.0f;
+  return got;
+}
+
+void AudioSource::Impl::join_channels(const float* joint, float* mono, std::size_t count) const {
+  const auto channels = static_cast<std::size_t>(info.channels);
+  for (std::size_t n = 0; n < count; ++n) {
+    const float* const frame = &joint[n * channels];
     double sum = 0.0;
     for (std::size_t c = 0; c < channels; ++c) sum += frame[c];
-    const float value =
+    mono[n] =
         options.channel > 0 ? frame[options.channel - 1] : static_cast<float>(sum / info.channels);
-    mono[n] = std::isfinite(value) ? value : 0.0f;
   }
-  return got;
 }
 
 // At the end. What other formats say of their length beforehand may be an estimate.

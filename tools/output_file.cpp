@@ -20,6 +20,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
+/// What stdio would take makes a call to the system for a tenth of a second of sound.
+constexpr std::size_t buffer_bytes = 1 << 16;
+
 /// Whether two names or descriptors lead to one regular file; of devices and pipes both may be had.
 bool is_one_file(const struct stat& a, const struct stat& b) {
   return S_ISREG(a.st_mode) && a.st_dev == b.st_dev && a.st_ino == b.st_ino;
@@ -77,6 +80,8 @@ OutputFile::OutputFile(const std::string& name, bool force, const std::string& i
     close(own);
     fail(ENOMEM);
   }
+  buffer_ = std::make_unique_for_overwrite<char[]>(buffer_bytes);
+  std::setvbuf(file_, buffer_.get(), _IOFBF, buffer_bytes);
 }
 
 void OutputFile::refuse_input(const std::string& input) const {

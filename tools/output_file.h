@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -96,6 +97,7 @@ class OutputFile {
   bool held_back_ = false;
   bool begun_ = false;  // NAME.part is ours to fill and to remove
   std::optional<LockedFile> lock_;
+  std::unique_ptr<char[]> buffer_;  // of `file_`, which is closed before it goes
   std::FILE* file_ = nullptr;
 };
 

@@ -3,6 +3,7 @@
 #include <sndfile.h>
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <exception>
 
@@ -18,30 +19,29 @@ void put_text(std::vector<std::uint8_t>& out, const char* text) {
   out.insert(out.end(), text, text + std::strlen(text));
 }
 
-std::vector<std::uint8_t> sample_bytes(std::span<const std::int16_t> pcm, bool big_endian) {
-  std::vector<std::uint8_t> bytes;
-  bytes.reserve(2 * pcm.size());
-  for (const std::int16_t x : pcm) {
-    const auto low = static_cast<std::uint8_t>(x & 0xff);
-    const auto high = static_cast<std::uint8_t>(x >> 8 & 0xff);
-    bytes.push_back(big_endian ? high : low);
-    bytes.push_back(big_endian ? low : high);
+void write_samples(OutputFile& file, std::span<const std::int16_t> pcm, std::endian order) {
+  std::vector<std::int16_t> swapped;
+  if (order != std::endian::native) {
+    swapped.resize(pcm.size());
+    std::transform(pcm.begin(), pcm.end(), swapped.begin(), [](std::int16_t x) {
+      const auto bits = static_cast<std::uint16_t>(x);
+      return static_cast<std::int16_t>(bits << 8 | bits >> 8);
+    });
+    pcm = swapped;
   }
-  return bytes;
+  file.write({reinterpret_cast<const std::uint8_t*>(pcm.data()), pcm.size_bytes()});
 }
 
 class RawWriter : public SoundWriter {
  public:
-  RawWriter(OutputFile& file, bool big_endian) : file_(file), big_endian_(big_endian) {}
+  RawWriter(OutputFile& file, std::endian order) : file_(file), order_(order) {}
 
-  void write(std::span<const std::int16_t> pcm) override {
-    file_.write(sample_bytes(pcm, big_endian_));
-  }
+  void write(std::span<const std::int16_t> pcm) override { write_samples(file_, pcm, order_); }
   void finish() override { file_.commit(); }
 
  private:
   OutputFile& file_;
-  bool big_endian_;
+  std::endian order_;
 };
 
 /// FLAC through libsndfile, which goes back to the start at the end.
@@ -141,7 +141,8 @@ SoundFormat format_of(const std::string& path) {
 std::unique_ptr<SoundWriter> make_sound_writer(OutputFile& file, int rate, SoundFormat format) {
   if (format == SoundFormat::flac) return std::make_unique<FlacWriter>(file, rate);
   if (format == SoundFormat::wav) return std::make_unique<WavWriter>(file, rate);
-  return std::make_unique<RawWriter>(file, format == SoundFormat::raw_big_endian);
+  return std::make_unique<RawWriter>(
+      file, format == SoundFormat::raw_big_endian ? std::endian::big : std::endian::little);
 }
 
 WavWriter::WavWriter(OutputFile& file, int rate, std::uint64_t most)
@@ -150,7 +151,7 @@ WavWriter::WavWriter(OutputFile& file, int rate, std::uint64_t most)
 }
 
 void WavWriter::write(std::span<const std::int16_t> pcm) {
-  file_.write(sample_bytes(pcm, false));
+  write_samples(file_, pcm, std::endian::little);
   samples_ += pcm.size();
 }
 

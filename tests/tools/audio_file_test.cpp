@@ -88,6 +88,19 @@ TEST_F(AudioFile, FloatSamplesAreRoundedAndClipped) {
   EXPECT_THAT(read_audio(path("a"), 8000), ElementsAre(0, 1, -1, 32767, -32768, 0, 0));
 }
 
+TEST(ToPcm, RoundsToTheNearestAndHalvesToEven) {
+  const float step = 1.0f / 32768.0f;
+  for (int n = -32768; n < 32767; ++n) {
+    const float x = static_cast<float>(n) * step;
+    ASSERT_EQ(to_pcm(x), n);
+    ASSERT_EQ(to_pcm(x + 0.25f * step), n);
+    ASSERT_EQ(to_pcm(x + 0.5f * step), n % 2 == 0 ? n : n + 1);
+    ASSERT_EQ(to_pcm(x + 0.75f * step), n + 1);
+  }
+  EXPECT_EQ(to_pcm(32767.5f * step), 32767);
+  EXPECT_EQ(to_pcm(-32768.75f * step), -32768);
+}
+
 TEST_F(AudioFile, ResamplingKeepsTimeLevelAndPitch) {
   for (const int from : {8000, 11025, 16000, 22050, 44100, 48000, 96000}) {
     for (const int to : {8000, 16000}) {
