@@ -117,3 +117,22 @@ in_bare() {
 leave_bare() {
   ! mountpoint -q "$1" || umount --recursive --lazy "$1"
 }
+
+# fetch_speech FOLDER: puts recorded speech of three Debian packages there, a folder each; they are
+# unpacked and not installed. Does nothing where it is there already.
+fetch_speech() {
+  local package
+  # 8 kHz prompts; 16 kHz, read aloud from a novel; 48 kHz, names of loudspeakers.
+  for package in asterisk-core-sounds-en-wav pocketsphinx-testdata alsa-utils; do
+    [[ ! -e $1/$package/done ]] || continue
+    mkdir -p "$1/$package"
+    # Root may not be able to hand this folder to apt's own user, which is then not needed.
+    (cd "$1" &&
+      { apt-get -o APT::Sandbox::User=root download -q "$package" ||
+        { apt-get update -q && apt-get -o APT::Sandbox::User=root download -q "$package"; }; }) ||
+      return 1
+    dpkg -x "$1/$package"_*.deb "$1/$package"
+    rm "$1/$package"_*.deb
+    touch "$1/$package/done"
+  done
+}

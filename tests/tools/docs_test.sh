@@ -8,7 +8,7 @@ folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 export PATH=$programs:$PATH
 cd "$source"
-pages=(README.md docs/*.md)
+pages=(README.md docs/*.md docs/measured/*.md)
 
 # Commands that are not run here, by their start (a regular expression), and why.
 not_run=(
