@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "dsp/convolve.h"
+#include "dsp/kernels.h"
 #include "support/kernels.h"
 
 namespace quel {
@@ -37,6 +38,26 @@ TEST(ConvolveKernel, GivesThePlainBackwardFilter) {
     plain::backfil2(x.data(), wanted.data(), h.data(), L);
     backfil2(x.data(), y.data(), h.data(), L);
     expect_same(y, wanted);
+  });
+}
+
+// Its sums start with a sample, which may be -0, and have no product more than they should.
+TEST(ConvolveKernel, GivesTheConvolutionWithACutResponse) {
+  for_every_case({41, 47, 48, 79, 80}, [](int L, Signal kind, unsigned seed) {
+    for (const int taps : {1, 2, 17, 40}) {
+      const auto x = signal(kind, L, seed);
+      const auto h = signal(seed % 2 == 0 ? kind : Signal::noise, taps, seed + 9);
+      std::vector<float> y(size(L)), wanted(size(L));
+      for (int n = 0; n < L; ++n) {
+        double sum = x[size(n)];
+        for (int i = 1; i <= n && i < taps; ++i) {
+          sum += static_cast<double>(x[size(n - i)]) * h[size(i)];
+        }
+        wanted[size(n)] = static_cast<float>(sum);
+      }
+      dsp_kernels().cut_convolved(x.data(), h.data(), y.data(), taps, L);
+      expect_same(y, wanted);
+    }
   });
 }
 

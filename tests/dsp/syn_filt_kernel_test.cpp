@@ -105,5 +105,31 @@ TEST(SynFiltKernel, OwnsUpToWrongGuesses) {
   });
 }
 
+// The same behind the first outputs: two huge inputs come, and ten outputs later their products
+// cancel while a small one lies between.
+TEST(SynFiltKernel, OwnsUpToGuessesThatGoWrongLater) {
+  in_every_instruction_set([] {
+    for (const int at : {3, 19, 35}) {
+      SCOPED_TRACE(at);
+      int wrong = 0;
+      for (unsigned seed = 0; seed < 50; ++seed) {
+        std::vector<float> a(11), past(10), y(48), wanted(48), wanted_past(10);
+        a[0] = 1.0f;
+        a[1] = 1e-5f;
+        a[9] = a[10] = 0.7f;
+        auto x = noise(48, seed);
+        x[size(at)] = 1e13f;
+        x[size(at + 1)] = -1e13f + 1e8f;  // y there is -1e13
+        x[size(at + 9)] = 0.7e13f;        // what the first product alone would bring
+        plain::syn_filt(a.data(), 10, x.data(), wanted.data(), 48, wanted_past.data(), 1);
+        if (!dsp_kernels().synthesize10({a.data(), x.data(), y.data(), 48, past.data()})) ++wrong;
+        syn_filt(a.data(), 10, x.data(), y.data(), 48, std::vector<float>(10).data(), 0);
+        expect_same(y, wanted);
+      }
+      EXPECT_GT(wrong, 10);
+    }
+  });
+}
+
 }  // namespace
 }  // namespace quel
