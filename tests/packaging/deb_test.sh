@@ -10,7 +10,7 @@ rm -rf "$work"
 mkdir -p "$work"
 unset CPATH C_INCLUDE_PATH CPLUS_INCLUDE_PATH LIBRARY_PATH LD_LIBRARY_PATH PKG_CONFIG_PATH
 architecture=$(dpkg-architecture -qDEB_HOST_MULTIARCH)
-version=$(sed -n 's/^project(quelcodec VERSION \([0-9.]*\).*/\1/p' "$source/CMakeLists.txt")
+version=$("$here/version.sh" "$source")
 library=libquelcodec${version%%.*} dev=libquelcodec-dev tools=quelcodec-tools
 
 fail() {

@@ -23,9 +23,7 @@ configure() {
   "$cmake" -S "$1" -B "$work" "${compilers[@]}" -DCMAKE_BUILD_TYPE=Debug "${@:2}" \
     >"$work/configure.log" 2>&1 || { cat "$work/configure.log"; exit 1; }
 }
-# Of the public header, as 1.2.3.
-version=$(sed -n 's/^#define QUEL_VERSION_[MP][A-Z]* \([0-9]*\).*/\1/p' \
-  "$source/include/quelcodec/quelcodec.h" | paste -sd .)
+version=$("$here/version.sh" "$source")
 libdir() {
   dirname "$(find "$prefix" -name libquelcodec.so)"
 }
