@@ -484,6 +484,7 @@ int32_t InitDecoder(void);
  *  samples        [0..*output_length/2-1] written; QUEL_PLUGIN_MAX_SAMPLES serve any call of any
  *                 flavor: 32 frames of the mask and five carried over from earlier losses, each as
  *                 long as flavor 2's where InitDecoder left the frame sizes of that flavor
+ *                 (for fewer bytes, 240 samples for each whole 148 bits, and 1200 more)
  *  output_length  bytes of samples written. 16 bits; the largest call's are 17,760
  *  received       bit n set: frame n of the call arrived; frames past the 32nd count as lost. A
  *                 lost frame gives nothing until one is received; then at most five are made up

@@ -207,6 +207,32 @@ TEST(Plugin, NoCallGivesMoreThanPromised) {
   EXPECT_EQ(most, QUEL_PLUGIN_MAX_SAMPLES);
 }
 
+// A call of fewer bytes: frames may be cut out of them at another flavor's length. The buffer has
+// exactly the documented size.
+TEST(Plugin, FewerBytesNeedNoMoreRoomThanPromised) {
+  for (std::uint16_t sizes = 0; sizes < 4; ++sizes) {
+    encode_calls(sizes, Pcm(3840));
+    for (std::uint16_t flavor = 0; flavor < 4; ++flavor) {
+      for (std::uint16_t bytes = 0; bytes < 592; bytes = static_cast<std::uint16_t>(bytes + 3)) {
+        SCOPED_TRACE(::testing::Message()
+                     << bytes << " bytes of " << flavor << " in frames of " << sizes);
+        SetFlavor(sizes);
+        std::uint32_t ignored = 0;
+        InitEncoder(8000, 2, &ignored, &ignored);
+        SetFlavor(flavor);
+        InitDecoder();
+        const Bytes units = random_bytes(20 * 5, 1);
+        std::uint16_t length = 0;
+        Pcm out(1200u + bytes * 8u / 148u * 240u);
+        ASSERT_EQ(Decode(units.data(), 20 * 5, out.data(), &length, 0), 0);
+        const Bytes more = random_bytes(bytes, 2);
+        ASSERT_EQ(Decode(more.data(), bytes, out.data(), &length, ~0u), 0);
+        ASSERT_LE(length / 2u, out.size());
+      }
+    }
+  }
+}
+
 TEST(Plugin, AnUnsetModeRecordDecodesNothing) {
   SetFlavor(1);
   InitDecoder();
