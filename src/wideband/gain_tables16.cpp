@@ -8,7 +8,6 @@ namespace quel::wideband {
 namespace {
 
 constexpr double mean_energy = 19.0;  // dB
-constexpr float pred[2] = {0.8f, 0.6f};
 
 }  // namespace
 

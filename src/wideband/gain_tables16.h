@@ -16,6 +16,9 @@ inline constexpr std::array<float, 32> qua_gain_code = {
     1.05925f,  1.18850f, 1.33352f, 1.49624f, 1.67880f, 1.88365f, 2.11349f, 2.37137f,
     2.66073f,  3.05492f, 3.54813f, 4.21697f, 5.30884f, 7.07946f, 9.44061f, 13.33521f};
 
+/// Moving-average prediction of the code gain in dB, newest past value first.
+inline constexpr std::array<float, 2> pred = {0.8f, 0.6f};
+
 /// Code-vector energy per sample in dB, 10 log10((0.01 + sum of code[n]^2) / L).
 float code_energy(const float* code, int L);
 

@@ -5,6 +5,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "dsp/hp_2nd.h"
+#include "dsp/interpol_lpc.h"
 #include "narrowband/gain_tables.h"
 #include "narrowband/isf_tables.h"
 #include "narrowband/ltp.h"
@@ -54,6 +56,12 @@ TEST(FrozenTables, NarrowbandFilesDependOnWhatRowsAreAddedTo) {
 
 TEST(FrozenTables, NarrowbandFilesDependOnThePitchFilter) {
   EXPECT_EQ(table_digest(narrowband::inter3_2), 0xd738ddc1cdb21d0cu);
+}
+
+TEST(FrozenTables, NarrowbandFilesDependOnTheDecodersHighPassAndItsFirstSpectrum) {
+  EXPECT_EQ(table_digest(b_100), 0xddf47a76eaaa25beu);
+  EXPECT_EQ(table_digest(a_100), 0x323e4f164074b916u);
+  EXPECT_EQ(table_digest(isf_ini), 0x3c4453ff8073f201u);
 }
 
 }  // namespace

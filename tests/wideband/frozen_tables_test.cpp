@@ -8,6 +8,7 @@
 #include "support/table_digest.h"
 #include "wideband/gain_tables16.h"
 #include "wideband/lsf_tables.h"
+#include "wideband/pred_lt16.h"
 
 namespace quel {
 namespace {
@@ -31,6 +32,11 @@ TEST(FrozenTables, WidebandFilesDependOnWhatRowsAreAddedTo) {
 TEST(FrozenTables, WidebandFilesDependOnTheGains) {
   EXPECT_EQ(table_digest(wideband::qua_gain_pitch), 0x7c4d0baa2d6501fdu);
   EXPECT_EQ(table_digest(wideband::qua_gain_code), 0x1166d7de08510f83u);
+  EXPECT_EQ(table_digest(wideband::pred), 0x06916ef970d29d38u);
+}
+
+TEST(FrozenTables, WidebandFilesDependOnThePitchFilter) {
+  EXPECT_EQ(table_digest(wideband::inter3_2), 0xe6231f2dd5141324u);
 }
 
 }  // namespace
