@@ -71,6 +71,7 @@ def measure(programs, name, state, folder):
             program.measure(folder)
             known[key] = [program.calls, program.seconds]
         program.calls, program.seconds = known[key]
+        program.order = program.seconds
     with open(name, "w") as file:
         json.dump(known, file)
 
@@ -187,7 +188,7 @@ def main():
     parser = argparse.ArgumentParser()
     for name in ("tree", "build", "work", "reasons"):
         parser.add_argument(name)
-    parser.add_argument("--count", type=int, default=200)
+    parser.add_argument("--count", type=int, default=160)
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--jobs", type=int, default=os.cpu_count())
     options = parser.parse_args()
