@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cmath>
 #include <cstdint>
 
 namespace quel {
@@ -29,9 +28,9 @@ inline std::int16_t unit_to_pcm(float x) {
   if (y <= -32768.0f) return -32768;
   if (y != y) return 0;
   // By hand: the C library's rounding follows a mode that a program can change.
-  const float below = std::floor(y);
-  const float rest = y - below;
-  const auto whole = static_cast<std::int32_t>(below);
+  auto whole = static_cast<std::int32_t>(y);
+  if (static_cast<float>(whole) > y) --whole;  // downwards, as truncation is not below zero
+  const float rest = y - static_cast<float>(whole);
   const bool up = rest > 0.5f || (rest == 0.5f && whole % 2 != 0);
   return static_cast<std::int16_t>(up ? whole + 1 : whole);
 }
