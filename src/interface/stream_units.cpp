@@ -57,15 +57,19 @@ class Arrivals {
   const std::uint8_t* flags_ = nullptr;
 };
 
-// Samples that decoding these frames would give, or one more than any buffer has.
-std::uint64_t samples_due(const quel_decoder& stream, std::uint64_t frames,
-                          const Arrivals& arrived) {
+// Samples that decoding these frames would give, or some number above `capacity` where they are
+// more than that.
+std::uint64_t samples_due(const quel_decoder& stream, std::uint64_t frames, const Arrivals& arrived,
+                          std::size_t capacity) {
+  const auto length = static_cast<std::uint64_t>(stream.mode.len_frame);
+  const std::uint64_t room = capacity / length;
   std::uint64_t due = 0;
   if (stream.concealment == QUEL_CONCEAL_IMMEDIATE) {
     due = frames;
   } else {
     int missing = stream.driver.numPacketsMissing;
-    for (std::uint64_t frame = 0; frame < frames; ++frame) {
+    // No further than there is room: a length by mistake has more frames than can be counted.
+    for (std::uint64_t frame = 0; frame < frames && due <= room; ++frame) {
       if (arrived[frame]) {
         due += static_cast<std::uint64_t>(missing) + 1;
         missing = 0;
@@ -74,7 +78,6 @@ std::uint64_t samples_due(const quel_decoder& stream, std::uint64_t frames,
       }
     }
   }
-  const auto length = static_cast<std::uint64_t>(stream.mode.len_frame);
   return due > most / length ? most + 1 : due * length;
 }
 
@@ -91,7 +94,7 @@ std::int64_t decode(quel_decoder& decoder, const std::uint8_t* data, std::uint64
                     const Arrivals& arrived, Sample* pcm, std::size_t capacity) {
   const Mode& mode = decoder.mode;
   const std::uint64_t frames_per_unit = static_cast<std::uint64_t>(mode.framesPerCycle);
-  const std::uint64_t due = samples_due(decoder, units * frames_per_unit, arrived);
+  const std::uint64_t due = samples_due(decoder, units * frames_per_unit, arrived, capacity);
   if (due > 0 && pcm == nullptr) return QUEL_ERROR_ARGUMENT;
   if (capacity < due) return QUEL_ERROR_CAPACITY;
   const ScratchSwitch scratch(decoder.scratch);

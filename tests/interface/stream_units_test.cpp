@@ -232,6 +232,10 @@ TEST_P(StreamUnits, WrongCallsChangeNothing) {
     EXPECT_EQ(decode(dec, in, room - 1, flags.data(), to, n), QUEL_ERROR_LENGTH);
     EXPECT_EQ(decode(dec, in, room + 1, flags.data(), to, n), QUEL_ERROR_LENGTH);
     EXPECT_EQ(decode(dec, in, room, flags.data(), to, n - 1), QUEL_ERROR_CAPACITY);
+    // A length by mistake: as many whole units as can be written. Counting their frames one by one
+    // would take years.
+    const std::size_t absurd = std::numeric_limits<std::size_t>::max() / bytes() * bytes();
+    EXPECT_EQ(decode(dec, in, absurd, nullptr, to, n), QUEL_ERROR_CAPACITY);
     EXPECT_EQ(decode(dec, nullptr, 0, nullptr, nowhere, 0), 0);
     EXPECT_EQ(heard, before);
   };
