@@ -55,6 +55,9 @@ TEST_P(StreamScratch, NoCallWorksInTheThreadsOwn) {
   expect_untouched("quel_encoder_create");
   EXPECT_GT(quel_encode(encoder, pcm.data(), samples, unit.data(), bytes), 0);
   expect_untouched("quel_encode");
+  const std::array<float, QUEL_MAX_SAMPLES> real{};
+  EXPECT_GT(quel_encode_units_float(encoder, real.data(), samples, unit.data(), bytes), 0);
+  expect_untouched("quel_encode_units_float");
   EXPECT_EQ(quel_encoder_reset(encoder), QUEL_OK);
   expect_untouched("quel_encoder_reset");
   quel_encoder_destroy(encoder);
@@ -69,6 +72,15 @@ TEST_P(StreamScratch, NoCallWorksInTheThreadsOwn) {
     expect_untouched("quel_decode of a loss");
     EXPECT_GT(quel_decode(decoder, unit.data(), bytes, ~0u, out.data(), out.size()), 0);
     expect_untouched("quel_decode");
+    EXPECT_GT(quel_decode_units(decoder, unit.data(), bytes, nullptr, out.data(), out.size()), 0);
+    expect_untouched("quel_decode_units");
+    const auto fields = static_cast<std::size_t>(quel_flavor_info(flavor)->fields_per_frame);
+    const std::array<std::int32_t, QUEL_MAX_FIELDS> indices{};
+    quel_frame frame = QUEL_FRAME;
+    EXPECT_EQ(quel_frame_describe(decoder, nullptr, 0, &frame), QUEL_OK);
+    expect_untouched("quel_frame_describe of a loss");
+    EXPECT_EQ(quel_frame_describe(decoder, indices.data(), fields, &frame), QUEL_OK);
+    expect_untouched("quel_frame_describe");
     EXPECT_EQ(quel_decoder_reset(decoder), QUEL_OK);
     expect_untouched("quel_decoder_reset");
     quel_decoder_destroy(decoder);

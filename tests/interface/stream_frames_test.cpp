@@ -11,6 +11,8 @@
 #include <span>
 #include <vector>
 
+#include "dsp/scratch.h"
+#include "interface/frame_driver.h"
 #include "support/signals.h"
 
 namespace quel {
@@ -173,6 +175,63 @@ TEST_P(StreamFrames, DescribeMovesTheDecoderOn) {
     EXPECT_EQ(described.counts().concealed, decoded.counts().concealed);
     EXPECT_EQ(described.decode_units(units), decoded.decode_units(units));
   }
+}
+
+// What a frame driver's decoder remembers of the last frame that it decoded.
+struct Remembered {
+  std::vector<float> frequencies;
+  float pitch_gain, code_gain;
+};
+Remembered remembered(const FrameDecoder& decoder, int flavor) {
+  if (flavor == QUEL_FLAVOR_16K) {
+    const WidebandDecoder& wide = decoder.wideband;
+    return {{wide.lsf.past_lsf_q.begin(), wide.lsf.past_lsf_q.end()},
+            wide.gains.past_gain_pit,
+            wide.gains.past_gain_code};
+  }
+  const NarrowbandDecoderShared& shared = decoder.shared;
+  return {{shared.isf.past_isf.begin(), shared.isf.past_isf.end()},
+          shared.gains.last_gain_pit,
+          shared.gains.last_gain_code};
+}
+
+// A decoder that defers makes up for lost frames with the received one's parameters before it comes
+// to that frame; the description starts where this ends.
+TEST_P(StreamFrames, DescriptionsBehindDeferredLossesAreOfTheDecodersValues) {
+  const Bytes units = speech_units(24);
+  const std::size_t before = 20 * bytes();
+  Mode mode;
+  set_mode(mode, flavor());
+  FrameDecoder plain;
+  const ScratchSwitch scratch(plain.scratch);
+  initVXDecoder(plain);
+  initVX5Decoder(plain);
+  const auto decode = [&](std::size_t at, std::size_t size, std::uint32_t mask) {
+    Pcm pcm(64 * 240);
+    std::int32_t samples = 0;
+    VXDecode(plain, mode, units.data() + at, pcm.data(), static_cast<std::uint32_t>(size), &mask,
+             static_cast<std::uint32_t>(flavor()), &samples);
+  };
+  for (std::size_t at = 0; at < before; at += bytes()) decode(at, bytes(), ~0u);
+  for (int loss = 0; loss < 3; ++loss) decode(before, bytes(), 0);
+  // Flavor 2 has decoded a frame once it is given the next.
+  const bool behind = flavor() == QUEL_FLAVOR_5K;
+  decode(before, behind ? bytes() : static_cast<std::size_t>(info().bits_per_frame + 7) / 8, ~0u);
+  const Remembered wanted = remembered(plain, flavor());
+
+  Decoder decoder(flavor(), Concealment::deferred);
+  decoder.decode_units(std::span(units).first(before));
+  for (int loss = 0; loss < 3; ++loss) decoder.conceal();
+  const Indices indices = unpack(std::span(units).subspan(before, bytes()));
+  quel_frame frame = QUEL_FRAME;
+  ASSERT_EQ(quel_frame_describe(decoder.get(), indices.data(), fields(), &frame), QUEL_OK);
+  EXPECT_EQ(std::vector<float>(frame.frequencies, frame.frequencies + frame.frequency_count),
+            wanted.frequencies);
+  const quel_subframe& last = frame.subframes[frame.subframe_count - 1];
+  // The wideband decoder remembers no more than 1.
+  EXPECT_EQ(flavor() == QUEL_FLAVOR_16K ? std::min(last.pitch_gain, 1.0f) : last.pitch_gain,
+            wanted.pitch_gain);
+  EXPECT_EQ(last.code_gain, wanted.code_gain);
 }
 
 // Speech: its frequencies rise, its lags and gains are those of speech, its pulses lie in order.
