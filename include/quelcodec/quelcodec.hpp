@@ -75,6 +75,34 @@ inline std::size_t check_size(std::int64_t result) {
 
 #endif
 
+/// As quel_unit_unpack.
+inline int try_unpack_unit(int flavor, std::span<const std::uint8_t> unit,
+                           std::span<std::int32_t> indices) noexcept {
+  return quel_unit_unpack(flavor, unit.data(), unit.size(), indices.data(), indices.size());
+}
+/// As quel_unit_pack.
+inline int try_pack_unit(int flavor, std::span<const std::int32_t> indices,
+                         std::span<std::uint8_t> unit) noexcept {
+  return quel_unit_pack(flavor, indices.data(), indices.size(), unit.data(), unit.size());
+}
+
+#ifdef __cpp_exceptions
+
+/// The indices of a unit's frames, one frame behind the other.
+inline std::vector<std::int32_t> unpack_unit(int flavor, std::span<const std::uint8_t> unit) {
+  std::vector<std::int32_t> indices(QUEL_MAX_FRAMES * QUEL_MAX_FIELDS);
+  indices.resize(check_size(try_unpack_unit(flavor, unit, indices)));
+  return indices;
+}
+/// The unit that these indices make up.
+inline std::vector<std::uint8_t> pack_unit(int flavor, std::span<const std::int32_t> indices) {
+  std::vector<std::uint8_t> unit(QUEL_MAX_BYTES);
+  unit.resize(check_size(try_pack_unit(flavor, indices, unit)));
+  return unit;
+}
+
+#endif
+
 /// An encoder stream. May move, not be copied; using one that was moved from fails with
 /// QUEL_ERROR_ARGUMENT. One thread at a time.
 class Encoder {
@@ -87,6 +115,19 @@ class Encoder {
     const quel_encoder_options options = QUEL_ENCODER_OPTIONS(flavor);
     quel_encoder* stream = nullptr;
     const int result = quel_encoder_create(&options, &stream);
+    if (result == QUEL_OK) encoder.stream_.reset(stream);
+    return result;
+  }
+  /// Bytes of memory that such a stream takes, as quel_encoder_size.
+  static int memory_size(int flavor) noexcept {
+    const quel_encoder_options options = QUEL_ENCODER_OPTIONS(flavor);
+    return quel_encoder_size(&options);
+  }
+  /// The same in memory of the caller's, which has to outlive the stream, as quel_encoder_init.
+  static int try_make(int flavor, std::span<std::byte> memory, Encoder& encoder) noexcept {
+    const quel_encoder_options options = QUEL_ENCODER_OPTIONS(flavor);
+    quel_encoder* stream = nullptr;
+    const int result = quel_encoder_init(memory.data(), memory.size(), &options, &stream);
     if (result == QUEL_OK) encoder.stream_.reset(stream);
     return result;
   }
@@ -117,6 +158,13 @@ class Encoder {
   /// Throws QUEL_ERROR_FLAVOR or QUEL_ERROR_MEMORY.
   explicit Encoder(int flavor) {
     check(try_make(flavor, *this));
+  }
+  /// A stream in memory of the caller's, which has to outlive it: memory_size(flavor) bytes,
+  /// aligned as std::max_align_t.
+  ///
+  /// Throws what quel_encoder_init returns.
+  Encoder(int flavor, std::span<std::byte> memory) {
+    check(try_make(flavor, memory, *this));
   }
 
   /// The flavor given at construction.
@@ -197,6 +245,21 @@ class Decoder {
     if (result == QUEL_OK) decoder.stream_.reset(stream);
     return result;
   }
+  /// Bytes of memory that such a stream takes, as quel_decoder_size.
+  static int memory_size(int flavor) noexcept {
+    const quel_decoder_options options = QUEL_DECODER_OPTIONS(flavor);
+    return quel_decoder_size(&options);
+  }
+  /// The same in memory of the caller's, which has to outlive the stream, as quel_decoder_init.
+  static int try_make(int flavor, Concealment concealment, std::span<std::byte> memory,
+                      Decoder& decoder) noexcept {
+    quel_decoder_options options = QUEL_DECODER_OPTIONS(flavor);
+    options.concealment = static_cast<int>(concealment);
+    quel_decoder* stream = nullptr;
+    const int result = quel_decoder_init(memory.data(), memory.size(), &options, &stream);
+    if (result == QUEL_OK) decoder.stream_.reset(stream);
+    return result;
+  }
   /// As quel_decode; an empty unit counts as null.
   int try_decode(std::span<const std::uint8_t> unit, std::uint32_t received,
                  std::span<std::int16_t> pcm) noexcept {
@@ -225,6 +288,12 @@ class Decoder {
     return quel_decode_units_float(get(), units.data(), units.size(), flags(received), pcm.data(),
                                    pcm.size());
   }
+  /// As quel_frame_describe; no indices: the frame is lost.
+  int try_describe(std::span<const std::int32_t> indices, quel_frame& frame) noexcept {
+    frame = QUEL_FRAME;
+    return quel_frame_describe(get(), indices.empty() ? nullptr : indices.data(), indices.size(),
+                               &frame);
+  }
   /// As quel_decoder_statistics.
   int try_counts(quel_decoder_counts& counts) const noexcept {
     counts = QUEL_DECODER_COUNTS;
@@ -243,6 +312,10 @@ class Decoder {
   /// Throws QUEL_ERROR_FLAVOR, QUEL_ERROR_OPTIONS or QUEL_ERROR_MEMORY.
   explicit Decoder(int flavor, Concealment concealment = Concealment::immediate) {
     check(try_make(flavor, concealment, *this));
+  }
+  /// A stream in memory of the caller's, as an Encoder's.
+  Decoder(int flavor, Concealment concealment, std::span<std::byte> memory) {
+    check(try_make(flavor, concealment, memory, *this));
   }
 
   /// The flavor given at construction.
@@ -305,6 +378,15 @@ class Decoder {
     std::vector<float> pcm(units_samples(units.size()));
     pcm.resize(decode_units(units, received, std::span(pcm)));
     return pcm;
+  }
+
+  /// What a frame's indices stand for. Moves the decoder on behind that frame, without its sound.
+  ///
+  /// indices  one frame's of unpack_unit(); empty: the frame is lost
+  quel_frame describe(std::span<const std::int32_t> indices) {
+    quel_frame frame;
+    check(try_describe(indices, frame));
+    return frame;
   }
 
   /// What became of the frames since construction or reset.

@@ -1,5 +1,7 @@
 // The C++ header in a program that is compiled without exceptions: everything goes by codes.
+#include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <quelcodec/quelcodec.hpp>
 #include <span>
@@ -20,6 +22,13 @@ bool works() {
   if (quel::Decoder::try_make(QUEL_FLAVOR_6K5, quel::Concealment::immediate, decoder) != QUEL_OK) {
     return false;
   }
+  alignas(std::max_align_t) static std::array<std::byte, 14 * 1024> memory;
+  quel::Decoder reader;
+  if (quel::Decoder::memory_size(QUEL_FLAVOR_6K5) > static_cast<int>(memory.size()) ||
+      quel::Decoder::try_make(QUEL_FLAVOR_6K5, quel::Concealment::immediate, memory, reader) !=
+          QUEL_OK) {
+    return false;
+  }
   const std::array<std::int16_t, 3 * 288> pcm{};
   const std::array<float, 3 * 288> real{};
   std::array<std::uint8_t, 3 * 29> units{}, same{};
@@ -29,6 +38,18 @@ bool works() {
   if (encoder.try_encode_units(pcm, units) != 3 * 29 || encoder.try_reset() != QUEL_OK)
     return false;
   if (encoder.try_encode_units(real, same) != 3 * 29 || same != units) return false;
+  std::array<std::int32_t, 2 * 20> indices{};
+  std::array<std::uint8_t, 29> packed{};
+  if (quel::try_unpack_unit(QUEL_FLAVOR_6K5, std::span(units).first(29), indices) != 2 * 20 ||
+      quel::try_pack_unit(QUEL_FLAVOR_6K5, indices, packed) != 29 ||
+      !std::equal(packed.begin(), packed.end(), units.begin())) {
+    return false;
+  }
+  quel_frame frame;
+  if (reader.try_describe(std::span(indices).first(20), frame) != QUEL_OK ||
+      frame.subframe_count != 3 || reader.try_describe(indices, frame) != QUEL_ERROR_LENGTH) {
+    return false;
+  }
   const std::array<std::uint8_t, 6> received = {1, 1, 0, 0, 1, 0};
   if (decoder.try_decode_units(units, std::span(received).first(5), heard) != QUEL_ERROR_LENGTH) {
     return false;

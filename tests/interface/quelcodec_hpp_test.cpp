@@ -3,9 +3,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <cstdint>
+#include <span>
 #include <string>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 #include "support/signals.h"
 
@@ -222,6 +226,72 @@ TEST(ClassesOfNoFlavor, UnknownAndConcealmentsThrow) {
     EXPECT_EQ(error_of([&] { Decoder{flavor}; }), QUEL_ERROR_FLAVOR);
   }
   EXPECT_EQ(error_of([] { Decoder(0, static_cast<Concealment>(2)); }), QUEL_ERROR_OPTIONS);
+}
+
+// Bytes from operator new, which aligns them.
+using Memory = std::vector<std::byte>;
+
+TEST_P(Classes, LiveInMemoryOfTheCallersToo) {
+  Memory encoder_memory(static_cast<std::size_t>(Encoder::memory_size(GetParam())));
+  Memory decoder_memory(static_cast<std::size_t>(Decoder::memory_size(GetParam())));
+  const auto pcm = speech(6);
+  for (const Concealment concealment : {Concealment::immediate, Concealment::deferred}) {
+    Encoder encoder(GetParam(), encoder_memory);
+    Decoder decoder(GetParam(), concealment, decoder_memory);
+    EXPECT_EQ(static_cast<void*>(encoder.get()), encoder_memory.data());
+    EXPECT_EQ(static_cast<void*>(decoder.get()), decoder_memory.data());
+    EXPECT_EQ(decoder.max_samples(), Decoder(GetParam(), concealment).max_samples());
+    const auto units = encoder.encode_units(pcm);
+    EXPECT_EQ(units, Encoder(GetParam()).encode_units(pcm));
+    EXPECT_EQ(decoder.decode_units(units), Decoder(GetParam()).decode_units(units));
+  }
+  const std::span<std::byte> few = std::span(encoder_memory).first(100);
+  const std::span<std::byte> odd = std::span(encoder_memory).subspan(1);
+  const auto make = [&](int flavor, std::span<std::byte> memory) {
+    return error_of([&] { Encoder(flavor, memory); });
+  };
+  EXPECT_EQ(make(GetParam(), few), QUEL_ERROR_MEMORY);
+  EXPECT_EQ(make(GetParam(), odd), QUEL_ERROR_ALIGNMENT);
+  EXPECT_EQ(make(GetParam(), {}), QUEL_ERROR_ARGUMENT);
+  EXPECT_EQ(make(4, encoder_memory), QUEL_ERROR_FLAVOR);
+  EXPECT_EQ(error_of([&] { Decoder(GetParam(), Concealment::immediate, few); }), QUEL_ERROR_MEMORY);
+  EXPECT_EQ(Encoder::memory_size(4), QUEL_ERROR_FLAVOR);
+  EXPECT_EQ(Decoder::memory_size(-1), QUEL_ERROR_FLAVOR);
+}
+
+TEST_P(Classes, TakeUnitsApartAndTellWhatFramesStandFor) {
+  const quel_flavor& info = *quel_flavor_info(GetParam());
+  const auto fields = static_cast<std::size_t>(info.fields_per_frame);
+  Encoder encoder(GetParam());
+  const auto unit = encoder.encode(speech(1));
+  auto indices = unpack_unit(GetParam(), unit);
+  ASSERT_EQ(indices.size(), fields * static_cast<std::size_t>(info.frames_per_unit));
+  EXPECT_EQ(pack_unit(GetParam(), indices), unit);
+
+  const quel_decoder_options options = QUEL_DECODER_OPTIONS(GetParam());
+  quel_decoder* c_decoder = nullptr;
+  ASSERT_EQ(quel_decoder_create(&options, &c_decoder), QUEL_OK);
+  quel_frame expected = QUEL_FRAME;
+  ASSERT_EQ(quel_frame_describe(c_decoder, indices.data(), fields, &expected), QUEL_OK);
+  quel_decoder_destroy(c_decoder);
+  Decoder decoder(GetParam());
+  const quel_frame frame = decoder.describe(std::span(indices).first(fields));
+  EXPECT_EQ(frame.subframe_count, expected.subframe_count);
+  EXPECT_EQ(frame.frequencies[0], expected.frequencies[0]);
+  EXPECT_EQ(frame.subframes[1].lag, expected.subframes[1].lag);
+  EXPECT_EQ(frame.subframes[1].code_gain, expected.subframes[1].code_gain);
+  EXPECT_EQ(decoder.describe({}).subframe_count, 0);
+  EXPECT_EQ(decoder.counts().decoded, 1u);
+  EXPECT_EQ(decoder.counts().concealed, 1u);
+
+  indices[0] = 1 << info.field_bits[0];
+  EXPECT_EQ(error_of([&] { pack_unit(GetParam(), indices); }), QUEL_ERROR_RANGE);
+  EXPECT_EQ(error_of([&] { decoder.describe(std::span(indices).first(fields)); }),
+            QUEL_ERROR_RANGE);
+  EXPECT_EQ(error_of([&] { unpack_unit(GetParam(), std::span(unit).first(3)); }),
+            QUEL_ERROR_LENGTH);
+  EXPECT_EQ(error_of([&] { unpack_unit(4, unit); }), QUEL_ERROR_FLAVOR);
+  EXPECT_EQ(error_of([&] { Decoder().describe({}); }), QUEL_ERROR_ARGUMENT);
 }
 
 }  // namespace
