@@ -143,7 +143,8 @@ const char* quel_error_text(int code);
  * A stream in the caller's memory holds no address: its bytes, copied to other memory aligned
  * likewise, are a second stream in the same state, to be used through a cast of its address. So a
  * stream can be forked, or put aside and taken up again later; by the same build of the library
- * only, since another may lay its state out otherwise.
+ * only, since another may lay its state out otherwise. A created stream is not to be copied: it
+ * remembers that its memory is the heap's, and so would the copy.
  */
 
 typedef struct quel_encoder quel_encoder; /**< made by quel_encoder_create or quel_encoder_init */

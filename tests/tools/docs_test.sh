@@ -64,7 +64,7 @@ count=0
 for block in "$folder"/blocks/*.c "$folder"/blocks/*.cpp; do
   count=$((count + 1))
   case $block in
-    *.c) build "$cc" c99 "$block" ;;
+    *.c) build "$cc" c11 "$block" ;;
     *) build "$cxx" c++20 "$block" ;;
   esac
   got=$(head -c 3000 /dev/zero | LD_LIBRARY_PATH=$libraries "$folder/program" | tr -d '\0' ; echo .)
