@@ -48,7 +48,7 @@ struct Predictor {
 struct SpectrumQuantizer {
   int dims = 0;                         ///< frequencies per frame, the order of the LP filter
   std::vector<float> mean;              ///< [0..dims-1]
-  std::vector<Predictor> predictors;    ///< one, or several from which each frame takes the best
+  std::vector<Predictor> predictors;    ///< one, or two from which each frame takes the better
   std::vector<Codebook> books;          ///< in the order of their frequencies
   SpectrumForm form;                    ///< what spectrum the frequencies make
   void (*reorder)(float* f) = nullptr;  ///< keeps quantised frequencies in order and apart
