@@ -113,8 +113,9 @@ TEST(AcbKernel, BothTracksCorrelationsAreThePlainOnes) {
   });
 }
 
-// Energies like those of responses: mostly positive, at times not, and in small whole numbers,
-// among which there are ties.
+// Energies like those of responses, mostly positive; energies of either sign; small whole numbers,
+// among which there are ties; and merits so nearly equal that which pair is found depends on
+// roundings and on the order: there the guess goes wrong.
 TEST(AcbKernel, SearchesFindWhatASearchInOrderFinds) {
   test::for_every_case({3, 6}, [](int step, Signal kind, unsigned seed) {
     const int count = 48 / step;
@@ -128,6 +129,10 @@ TEST(AcbKernel, SearchesFindWhatASearchInOrderFinds) {
         for (auto* values : {&dn, &rr, &rr_x, &rr_y}) {
           for (float& v : *values) v = std::round(v);
         }
+      }
+      if (more % 4 == 1) test::nearly_equal(dn, rr, rr_x, rr_y);
+      if (more % 4 == 2) {
+        for (float& v : rr_x) v -= 3.0f;  // energies of either sign
       }
       auto sel = test::noise(48, more + 7);
       if (more == 5) std::fill(sel.begin(), sel.end(), 1.0f);  // no candidate

@@ -66,6 +66,7 @@ TEST(AcelpKernel, BothTracksCorrelationsAreThePlainOnes) {
   });
 }
 
+// As of the narrowband searches.
 TEST(AcelpKernel, SearchFindsWhatThePlainOneFinds) {
   test::for_every_case({0, 1, 2, 3, 4}, [](int track, Signal kind, unsigned seed) {
     for (unsigned more = 0; more < 40; ++more) {
@@ -78,6 +79,10 @@ TEST(AcelpKernel, SearchFindsWhatThePlainOneFinds) {
         for (auto* values : {&dn, &rr, &cor_x, &cor_y}) {
           for (float& v : *values) v = std::round(v);
         }
+      }
+      if (more % 4 == 1) test::nearly_equal(dn, rr, cor_x, cor_y);
+      if (more % 4 == 2) {
+        for (float& v : cor_x) v -= 6.0f;  // energies of either sign
       }
       auto dn2 = test::noise(80, more + 7);
       if (more == 5) std::fill(dn2.begin(), dn2.end(), 1.0f);  // no candidate
