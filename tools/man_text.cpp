@@ -76,8 +76,7 @@ const ManText commands[] = {
      {},
      "tells what coded files hold. Bit rates are those of the coded units alone (net) and of the "
      "whole file (gross). The bitstream number says what the units mean; a file of a number that "
-     "is "
-     "not known here is refused. The encoder's behaviour number is for whoever compares exact "
+     "is not known here is refused. The encoder's behaviour number is for whoever compares exact "
      "bits.\n\n"
      "Damage is part of what it tells and no failure: lost units, damaged and misplaced pages, "
      "bytes outside pages, a missing end.",
@@ -133,8 +132,7 @@ const ManText commands[] = {
      "codes and decodes built-in signals with every flavor, with and without losses, and compares "
      "digests of the results with the project's. Each line has the digest, ok, DIFFERS or MISSING, "
      "and the signal's name; the last has this version's numbers. A build whose digests differ "
-     "makes "
-     "files that other builds decode wrongly.",
+     "makes files that other builds decode wrongly.",
      "A digest differs or is missing.",
      {},
      {{"Is this build sound?", "quel selftest"}}},
