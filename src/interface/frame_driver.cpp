@@ -90,10 +90,12 @@ void append_missing(const DecoderParts& parts, const Mode& mode, Parameters& prm
 void decode_call(const DecoderParts& parts, const Mode& mode, const std::uint8_t* in,
                  std::int16_t* out, std::uint32_t bytes, std::uint32_t* mask, std::uint32_t flavor,
                  std::int32_t* samples) {
+  *samples = 0;
+  if (mode.prmBits <= 0 || find_flavor(flavor) == nullptr) return;
   SampleSink sink(out);
   std::int32_t left = static_cast<std::int32_t>(bytes) * 8;
   std::int32_t position = 0;
-  for (; mode.prmBits > 0 && left >= mode.prmBits; left -= mode.prmBits, position += mode.prmBits) {
+  for (; left >= mode.prmBits; left -= mode.prmBits, position += mode.prmBits) {
     const bool received = (*mask & 1u) != 0;
     *mask >>= 1;
     take_frame_deferred(parts, mode, received ? in : nullptr, position, flavor, sink);
@@ -158,6 +160,7 @@ void encode_unit(const EncoderParts& parts, const Mode& mode, SampleSource& in, 
   // Frames are put in bit by bit. Over what a caller never wrote, that looks to tools such as
   // valgrind as if the unit depended on it.
   std::fill_n(out, mode.outputBytes, std::uint8_t{0});
+  if (find_flavor(flavor) == nullptr) return;
   for (std::int32_t frame = 0; frame < mode.framesPerCycle; ++frame) {
     encode_frame(parts, mode, in, out, frame * mode.prmBits, flavor);
   }

@@ -121,7 +121,7 @@ void freeVXEncoder();
 /// mode    set for `flavor`
 /// in      [0..framesPerCycle*len_frame-1] samples
 /// out     [0..outputBytes-1] written in full
-/// flavor  0..3
+/// flavor  0..3; any other leaves the unit zeros
 void VXEncode(const EncoderParts& parts, const Mode& mode, const std::int16_t* in,
               std::uint8_t* out, std::uint32_t flavor);
 
@@ -145,6 +145,7 @@ void freeVX5Decoder();
 /// in       [0..bytes-1] frames back to back; leftover bits are ignored
 /// out      [0..*samples-1] written
 /// mask     one bit per frame, lowest first, 1 for received; shifted out as frames are consumed
+/// flavor   0..3; any other decodes nothing
 /// samples  count produced
 void VXDecode(const DecoderParts& parts, const Mode& mode, const std::uint8_t* in,
               std::int16_t* out, std::uint32_t bytes, std::uint32_t* mask, std::uint32_t flavor,

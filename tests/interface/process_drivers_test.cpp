@@ -90,6 +90,32 @@ TEST(ProcessDrivers, FreeingFreesNothingAndResetsNothing) {
   EXPECT_TRUE(bytes(process_decoder) == decoder);
 }
 
+// The plug-in refuses such a flavor; the drivers are for study, and anybody may call them.
+TEST(ProcessDrivers, AFlavorThatIsNoneCodesZerosAndDecodesNothing) {
+  set_mode(1);
+  initVXEncoder();
+  initVXDecoder();
+  initVX5Decoder();
+  const Pcm pcm = speech_like_pcm(144, 26);
+  using Driver = void (*)(const std::uint8_t*, std::int16_t*, std::uint32_t, std::uint32_t*,
+                          std::uint32_t, std::int32_t*);
+  const Driver drivers[] = {VXDecode, VX5Decode, VX16Decode};
+  for (const std::uint32_t flavor : {4u, 255u, ~0u}) {
+    SCOPED_TRACE(flavor);
+    std::vector<std::uint8_t> unit(19, 0xee);
+    VXEncode(pcm.data(), unit.data(), flavor);
+    EXPECT_THAT(unit, ::testing::Each(0));
+    for (const Driver driver : drivers) {
+      Pcm out(144, 4711);
+      std::uint32_t mask = 1;
+      std::int32_t samples = -1;
+      driver(unit.data(), out.data(), 19, &mask, flavor, &samples);
+      EXPECT_EQ(samples, 0);
+      EXPECT_THAT(out, ::testing::Each(4711));
+    }
+  }
+}
+
 // The plug-in codes with the process's switches; streams do not look at them.
 TEST(ProcessDrivers, WidebandSwitchesReachThePluginAndNoStream) {
   const Pcm pcm = speech_like_pcm(2560, 25, 16000.0);
