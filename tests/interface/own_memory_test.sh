@@ -11,7 +11,8 @@ mkdir -p "$work"
 program=$source/tests/interface/own_memory.c
 warn=(-std=c99 -Wall -Wextra -Wpedantic -Werror -I"$source/include")
 
-"$cc" "${warn[@]}" -O2 "$program" "$archive" -o "$work/own" || {
+# -lm: builds that do not optimise take sqrt and floor from the C library.
+"$cc" "${warn[@]}" -O2 "$program" "$archive" -lm -o "$work/own" || {
   echo "It does not link without the C++ library"
   exit 1
 }

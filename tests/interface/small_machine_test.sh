@@ -29,7 +29,7 @@ diff "$work/here/own.txt" "$work/there/own.txt"
 
 # What the program takes of a machine: all of it but the C library.
 "$triple-gcc" -std=c99 -Os -ffunction-sections -fdata-sections -Wl,--gc-sections \
-  -I"$source/include" "$source/tests/interface/own_memory.c" "$work/build/src/libquelcodec.a" \
+  -I"$source/include" "$source/tests/interface/own_memory.c" "$work/build/src/libquelcodec.a" -lm \
   -o "$work/small"
 [[ $(qemu-arm -L "/usr/$triple" "$work/small") == "$(cat "$work/here/own.txt")" ]]
 "$triple-size" "$work/small" | tee "$work/size.txt"
