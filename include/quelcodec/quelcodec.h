@@ -155,7 +155,7 @@ typedef struct quel_decoder quel_decoder; /**< made by quel_decoder_create or qu
  * every version, so no struct has padding, in which a value that one side does not know could hide.
  * Reserved places and whatever lies beyond what the library knows must be zero, which is every
  * option's default. `size` tells the library how much of the struct the caller knows: an older,
- * shorter one is taken with defaults for the rest. */
+ * shorter one is taken with defaults for the rest. None will ever be longer than 4096 bytes. */
 
 /** Set by QUEL_ENCODER_OPTIONS. */
 typedef struct quel_encoder_options {

@@ -43,6 +43,8 @@ namespace {
 
 // Size of the first version of either struct: two ints.
 constexpr std::size_t oldest_options = sizeof(std::size_t) + 2 * sizeof(int);
+// Longer than either will ever be: a size that nobody set must not have memory read without end.
+constexpr std::size_t greatest_options = 4096;
 
 // Takes the caller's options, which may be older (shorter) or newer (longer) than ours. What an
 // older caller does not know keeps its default in `known`; what we do not know must be zero.
@@ -54,7 +56,7 @@ bool take_options(const Options* given, Options& known) {
                 (sizeof(Options) - oldest_options) % (2 * sizeof(int)) == 0);
   std::size_t size = 0;
   std::memcpy(&size, given, sizeof size);
-  if (size < oldest_options) return false;
+  if (size < oldest_options || size > greatest_options) return false;
   std::memcpy(&known, given, std::min(size, sizeof known));
   const auto* bytes = reinterpret_cast<const unsigned char*>(given);
   for (std::size_t i = sizeof known; i < size; ++i) {

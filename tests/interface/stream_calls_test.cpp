@@ -123,5 +123,17 @@ TEST(StreamOptions, EveryByteOfALongerStructMustBeZeroAndNoneBehindItIsRead) {
   });
 }
 
+// A size that was never set can be anything; nothing is read on its word.
+TEST(StreamOptions, AStructIsNeverLongerThan4096Bytes) {
+  std::vector<std::size_t> memory(4104 / sizeof(std::size_t));
+  auto* options = reinterpret_cast<quel_decoder_options*>(memory.data());
+  options->size = 4096;
+  EXPECT_GT(quel_decoder_size(options), 0);
+  options->size = 4097;
+  EXPECT_EQ(quel_decoder_size(options), QUEL_ERROR_OPTIONS);
+  options->size = SIZE_MAX;
+  EXPECT_EQ(quel_decoder_size(options), QUEL_ERROR_OPTIONS);
+}
+
 }  // namespace
 }  // namespace quel
