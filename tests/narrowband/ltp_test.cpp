@@ -339,5 +339,22 @@ TEST(PredLt, LagsBeyondTheHistoryAreHeldInside) {
   EXPECT_EQ(vector(60, -2), vector(60, -1));
 }
 
+// The delayed vector goes on from lag to lag in floats, so its bits depend on where it starts. With
+// a response of ones, lag 96 adds up loud - loud - 1 at once, which leaves -1; a lag earlier the
+// sum -loud - 1 would have lost the 1 to rounding.
+TEST(PitchFr, DelayedVectorStartsFourLagsBelowTheSearch) {
+  constexpr float loud = 0x1p30f;
+  Excitation exc(Floats(past + 48));
+  exc.start()[-96] = loud;
+  exc.start()[-95] = -loud;
+  exc.start()[-94] = -1.0f;
+  const Floats h(48, 1.0f);
+  Floats xn(48);
+  xn[6] = 1.0f;  // meets the -1 at lag 100, and nothing at lag 101
+  int frac = 7;
+  EXPECT_EQ(pitch_fr(exc.start(), xn.data(), h.data(), 100, 101, 0, &frac), 101);
+  EXPECT_EQ(frac, 0);
+}
+
 }  // namespace
 }  // namespace quel
