@@ -95,6 +95,12 @@ TEST(Vq, FirstOfEqualRowsWins) {
   EXPECT_EQ(x[1], 2.0f);
 }
 
+TEST(Vq, TellsTheSmallestDistancesApart) {
+  const float dico[] = {1e-9f, 0, 0};  // squares of 1e-18 vanish beside anything that is added
+  float x[] = {0};
+  EXPECT_EQ(VQ(x, dico, 1, 3), 1);
+}
+
 TEST(Vq, NoDistanceBelowTheBoundGivesRowZero) {
   const float dico[] = {1, 2, 3, 4};
   float far[] = {1.5e15f, 0.0f};  // row 1 would be nearer by a little
