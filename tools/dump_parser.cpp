@@ -98,9 +98,10 @@ class Parser {
     if (word == "flavor") {
       if (in_frame_ || !file_.units.empty()) refuse("the flavor after the first frame");
       frame.head.flavor = static_cast<int>(number(rest, 3));
-    } else if (word == "bitstream" || word == "behaviour") {  // what 0.1.0 called it
-      frame.head.bitstream = static_cast<std::uint16_t>(number(rest, u16));
-      check_bitstream(name_, frame.head, frame.tags.encoder);
+    } else if (word == "bitstream") {
+      take_bitstream(static_cast<std::uint16_t>(number(rest, u16)));
+    } else if (word == "behaviour" && rest == "1") {  // what 0.1.0 called it
+      take_bitstream(1);
     } else if (word == "input-rate") {
       frame.head.input_rate = static_cast<std::uint32_t>(number(rest, u32));
     } else if (word == "pre-skip") {
@@ -116,6 +117,20 @@ class Parser {
     } else {
       refuse(std::string(word) + " means nothing here");
     }
+  }
+
+  // A dump of an unknown bitstream is refused here, since the lines that follow may be of a form
+  // that is unknown too. The program that wrote it stands in one of them.
+  void take_bitstream(std::uint16_t bitstream) {
+    file_.frame.head.bitstream = bitstream;
+    std::string encoder;
+    if (bitstream != quel_bitstream()) {
+      constexpr std::string_view word = "encoder ";
+      for (std::string line; encoder.empty() && std::getline(in_, line);) {
+        if (line.starts_with(word)) encoder = line.substr(word.size());
+      }
+    }
+    check_bitstream(name_, file_.frame.head, encoder);
   }
 
   void take_indices(std::string_view rest) {

@@ -16,6 +16,7 @@ namespace quel::tools {
 namespace {
 
 using test::Bytes;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
@@ -262,11 +263,28 @@ TEST(DumpParser, RefusesBitstreamsAsFilesAreRefused) {
                 ", reads bitstream 2; quelcodec 0.1.0 is the version that reads it");
   // The line of a dump that 0.1.0 wrote.
   EXPECT_EQ(of("behaviour 1"), of("bitstream 1"));
+  EXPECT_EQ(of("behaviour 2"), "d: line 3: behaviour means nothing here");
+  EXPECT_EQ(of("behaviour 0"), "d: line 3: behaviour means nothing here");
+  EXPECT_EQ(of("behaviour 1 "), "d: line 3: behaviour means nothing here");
   EXPECT_THAT(of("bitstream 3"), HasSubstr("coded in bitstream 3 "));
   EXPECT_EQ(of("bitstream 0"), "d: its bitstream is number 0, which never was");
   EXPECT_THAT(of("bitstream 65535"), HasSubstr("coded in bitstream 65535 "));
   EXPECT_EQ(of("bitstream 65536"), "d: line 3: 65536 is not a number from 0 to 65535");
   EXPECT_EQ(of("bitstream two"), "d: line 3: two is not a number from 0 to 65535");
+}
+
+TEST(DumpParser, NamesTheProgramThatWroteADumpOfALaterBitstream) {
+  const std::string later = replaced(dumped(short_file(1)), "bitstream 2\n", "bitstream 3\n");
+  const std::string encoder = make_tags().encoder;
+  const std::string told = "; a newer one is needed, such as the one that wrote it: " + encoder;
+  EXPECT_THAT(refusal(later), EndsWith(told));
+  // Whatever else a later bitstream changed, that is the cause to name.
+  EXPECT_THAT(refusal(replaced(later, "pre-skip 120", "pre-skip 3")), EndsWith(told));
+  EXPECT_THAT(refusal(replaced(later, "frame 0\n", "frame 0\ntaste 1\n")), EndsWith(told));
+  EXPECT_THAT(refusal(replaced(later, "indices ", "indices x ")), EndsWith(told));
+  EXPECT_THAT(refusal(replaced(later, "encoder ", "encoder \\x")), HasSubstr("wrote it: "));
+  EXPECT_THAT(refusal(replaced(later, "encoder " + encoder + "\n", "")),
+              EndsWith("; a newer one is needed"));
 }
 
 TEST(DumpParser, AUnitOfTwoFramesNeedsBoth) {
