@@ -25,8 +25,8 @@ struct OggDecodeOptions {
 };
 
 /// Samples that are decoded and thrown away ahead of a place that was sought: 3 s. In recorded
-/// speech the output was within 1 of what a decoder gives that starts at the beginning after 1.2 s
-/// or less at each of 2000 places for each flavor (docs/ogg-mapping.md).
+/// speech the output was within 1 of what a decoder gives that starts at the beginning well before
+/// that, at every place (docs/measured/seeking.md).
 int ogg_preroll(int flavor);
 
 /// Turns a stream into sound that lies where the source lay, to the sample, whatever was lost.
