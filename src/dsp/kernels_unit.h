@@ -35,3 +35,5 @@ const DspKernels dsp_kernels = {
 };
 
 }  // namespace quel::QUEL_SET
+
+#include "dsp/lanes_end.h"

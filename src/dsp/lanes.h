@@ -8,7 +8,8 @@
 //
 // All that a kernel consists of lies in that namespace, and kernels use nothing of the standard
 // library: a template or an inline function that two units share is compiled in each, the linker
-// keeps either copy, and an old processor may be handed the one that it cannot run.
+// keeps either copy, and an old processor may be handed the one that it cannot run. Behind its last
+// kernel a unit includes dsp/lanes_end.h.
 #if !defined(QUEL_SET) || !defined(QUEL_LANES)
 #error "a kernel's unit defines QUEL_SET and QUEL_LANES first"
 #endif
@@ -19,6 +20,12 @@
 #include <immintrin.h>
 #elif defined(__aarch64__) && defined(__ARM_NEON)
 #include <arm_neon.h>
+#endif
+
+// The NEON of 32-bit ARM takes subnormals for zero. gcc computes no floats with it unless told that
+// this does not matter; clang does, and here has to do without.
+#if defined(__clang__) && defined(__arm__)
+#pragma clang attribute push(__attribute__((target("no-neon"))), apply_to = function)
 #endif
 
 #define QUEL_INLINE static inline __attribute__((always_inline))

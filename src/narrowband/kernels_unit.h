@@ -15,3 +15,5 @@ const NarrowbandKernels narrowband_kernels = {
 };
 
 }  // namespace quel::QUEL_SET
+
+#include "dsp/lanes_end.h"

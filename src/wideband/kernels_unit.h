@@ -12,3 +12,5 @@ const WidebandKernels wideband_kernels = {
 };
 
 }  // namespace quel::QUEL_SET
+
+#include "dsp/lanes_end.h"
