@@ -48,7 +48,8 @@ void correlate(const float* exc, const float* xn, const float* h, int t_min, int
                float* corr) {
   constexpr std::size_t most = 24;
   const int lags = t_max - t_min;  // beside the first
-  if (lags > static_cast<int>(most)) return plain_correlate(exc, xn, h, t_min, t_max, corr);
+  if (lags < 0 || lags > static_cast<int>(most))
+    return plain_correlate(exc, xn, h, t_min, t_max, corr);
   std::array<double, 1 + most> xy{0.0}, yy{bias};
   std::array<float, 1 + most> unused;
   Scratch excf(subframe);

@@ -78,7 +78,7 @@ void norm_corr(const float* exc, const float* xn, const float* h, int t_min, int
   constexpr std::size_t most = 32;
   const int first = t_min - 4;
   const int lags = t_max + 4 - first;  // beside the first
-  if (lags > static_cast<int>(most) || L < taps || L > stretch_max) {
+  if (lags < 0 || lags > static_cast<int>(most) || L < taps || L > stretch_max) {
     return plain::norm_corr(exc, xn, h, t_min, t_max, corr, L);
   }
   Scratch excf(L);

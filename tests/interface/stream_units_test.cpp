@@ -305,6 +305,35 @@ std::uint64_t silenced_frames(std::span<const std::int16_t> pcm, const quel_flav
   return count;
 }
 
+// Frames lost before the call and in it: deferred concealment makes up for at most five of them.
+TEST_P(StreamUnits, RoomIsAskedForToTheSampleBehindLosses) {
+  const std::size_t frame = samples() / frames();
+  const Bytes units = Encoder(flavor()).encode_units(speech(10));
+  for (std::size_t before = 0; before <= 3; ++before) {
+    for (std::size_t lost = 0; lost < 10 * frames(); ++lost) {
+      SCOPED_TRACE(::testing::Message()
+                   << before << " units lost before, frames in the call " << lost);
+      Decoder decoder(flavor(), concealment());
+      decoder.decode_units(std::span(units).first(before * bytes()), Bytes(before * frames(), 0));
+      Bytes received(10 * frames(), 1);
+      std::fill_n(received.begin(), lost, std::uint8_t{0});
+      std::size_t due = 10 * frames();
+      if (concealment() == Concealment::deferred) {
+        due += std::min<std::size_t>(before * frames() + lost, 5) - lost;
+      }
+      Pcm heard(due * frame, untouched);
+      const Pcm unheard = heard;
+      EXPECT_EQ(quel_decode_units(decoder.get(), units.data(), units.size(), received.data(),
+                                  heard.data(), heard.size() - 1),
+                QUEL_ERROR_CAPACITY);
+      EXPECT_EQ(heard, unheard);
+      EXPECT_EQ(quel_decode_units(decoder.get(), units.data(), units.size(), received.data(),
+                                  heard.data(), heard.size()),
+                static_cast<std::int64_t>(heard.size()));
+    }
+  }
+}
+
 TEST_P(StreamUnits, CountsSayWhatBecameOfFrames) {
   constexpr std::size_t count = 40;
   const Bytes units = Encoder(flavor()).encode_units(speech(count));

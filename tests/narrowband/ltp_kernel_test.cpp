@@ -34,5 +34,14 @@ TEST(NormCorrKernel, GivesThePlainCorrelations) {
       });
 }
 
+TEST(NormCorrKernel, NoLagsWriteNothing) {
+  const auto exc = signal(Signal::speech, 180, 1);
+  for (const int t_max : {51, 40, 0}) {
+    std::vector<float> corr(200, 7.0f);
+    narrowband::norm_corr(exc.data() + 100, exc.data(), exc.data(), 60, t_max, corr.data());
+    EXPECT_EQ(corr, std::vector<float>(200, 7.0f)) << t_max;
+  }
+}
+
 }  // namespace
 }  // namespace quel

@@ -35,5 +35,14 @@ TEST(NormCorr16Kernel, GivesThePlainCorrelations) {
   });
 }
 
+TEST(NormCorr16Kernel, NoLagsWriteNothing) {
+  const auto exc = signal(Signal::speech, 180, 1);
+  for (const int t_max : {51, 40, 0}) {
+    std::vector<float> corr(200, 7.0f);
+    wideband::norm_corr(exc.data() + 100, exc.data(), exc.data(), 60, t_max, corr.data(), 80);
+    EXPECT_EQ(corr, std::vector<float>(200, 7.0f)) << t_max;
+  }
+}
+
 }  // namespace
 }  // namespace quel
