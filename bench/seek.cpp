@@ -60,7 +60,8 @@ Coded::Coded(int number, const Pcm& pcm)
 /// that have all that is watched after them.
 std::vector<std::size_t> settling_times(const Coded& coded, int places,
                                         conformance::Random& random) {
-  const std::size_t watched = static_cast<std::size_t>(watched_seconds * coded.rate) / coded.samples;
+  const std::size_t watched =
+      static_cast<std::size_t>(watched_seconds * coded.rate) / coded.samples;
   if (coded.count <= 2 * watched) throw std::runtime_error("too little speech");
   Pcm heard(watched * coded.samples);
   std::vector<std::size_t> times;
@@ -80,9 +81,8 @@ std::vector<std::size_t> settling_times(const Coded& coded, int places,
 std::vector<std::uint8_t> file_of(const Coded& coded) {
   std::vector<std::uint8_t> file;
   const tools::OggHead head = tools::make_head(coded.flavor, 0);
-  tools::OggWriter writer(
-      [&file](auto page) { file.insert(file.end(), page.begin(), page.end()); }, head,
-      tools::make_tags());
+  tools::OggWriter writer([&file](auto page) { file.insert(file.end(), page.begin(), page.end()); },
+                          head, tools::make_tags());
   for (std::size_t k = 0; k < coded.count; ++k) writer.write(coded.unit(k));
   writer.finish(coded.heard.size() - head.pre_skip);
   return file;

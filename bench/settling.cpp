@@ -17,7 +17,8 @@ std::size_t not_exceeded(std::vector<std::size_t> values, double share) {
   if (values.empty() || !(share > 0.0 && share <= 1.0)) {
     throw std::invalid_argument("no values, or a share that is none");
   }
-  const auto place = static_cast<std::size_t>(std::ceil(share * static_cast<double>(values.size())));
+  const auto place =
+      static_cast<std::size_t>(std::ceil(share * static_cast<double>(values.size())));
   const auto found = values.begin() + static_cast<std::ptrdiff_t>(place - 1);
   std::nth_element(values.begin(), found, values.end());
   return *found;
