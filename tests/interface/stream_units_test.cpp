@@ -14,7 +14,6 @@
 
 #include "bitstream/serial.h"
 #include "support/growing_fields.h"
-#include "support/sanitizers.h"
 #include "support/signals.h"
 
 namespace quel {
@@ -261,31 +260,6 @@ TEST_P(StreamUnits, SizesAreNotCutTo32Bits) {
     EXPECT_DOUBLE_EQ(static_cast<double>(got), due);
   } else {
     EXPECT_EQ(got, QUEL_ERROR_LENGTH);
-  }
-}
-
-TEST(StreamUnitsLength, AnHourGoesThroughOneCall) {
-  for (const int flavor : {QUEL_FLAVOR_8K5, QUEL_FLAVOR_16K}) {
-    const quel_flavor& info = *quel_flavor_info(flavor);
-    const auto samples = static_cast<std::size_t>(info.samples_per_unit);
-    const auto bytes = static_cast<std::size_t>(info.bytes_per_unit);
-    const int seconds = test::slow_build ? 60 : 3600;
-    const auto units = static_cast<std::size_t>(seconds * info.sampling_rate) / samples;
-    const Bytes some = Encoder(flavor).encode_units(
-        speech_like_pcm(static_cast<int>(100 * samples), 48, info.sampling_rate));
-    Bytes hour(units * bytes);
-    for (std::size_t at = 0; at < hour.size(); ++at) hour[at] = some[at % some.size()];
-    Decoder decoder(flavor), plain(flavor);
-    const Pcm heard = decoder.decode_units(hour);
-    ASSERT_EQ(heard.size(), units * samples);
-    Pcm part(samples);
-    for (std::size_t k = 0; k < units; ++k) {
-      plain.decode(std::span(hour).subspan(k * bytes, bytes), QUEL_ALL_RECEIVED, part);
-      ASSERT_TRUE(std::equal(part.begin(), part.end(),
-                             heard.begin() + static_cast<std::ptrdiff_t>(k * samples)))
-          << k;
-    }
-    EXPECT_EQ(decoder.counts().decoded, units * static_cast<std::size_t>(info.frames_per_unit));
   }
 }
 
