@@ -24,25 +24,6 @@ constexpr int L = 48;
 constexpr int subframes = 3;
 constexpr int words_per_subframe = 5;
 
-// What a pulse stands for in this subframe, but for its repetitions, and in the next one: its
-// filter runs along with one of this subframe's.
-struct Pulses {
-  float* now;           // [0..47]
-  float* next;          // [0..47]
-  const float* A_next;  // null behind the frame's last subframe
-};
-
-// syn_filt, and along with it the pulses of the next subframe.
-void filter_with_pulses(const float* a, const float* x, float* y, float* mem,
-                        const Pulses& pulses) {
-  if (pulses.A_next == nullptr) return syn_filt(a, M, x, y, L, mem, 1);
-  std::array<float, M + 1> denominator;
-  std::array<float, M> silence{};
-  start_F(pulses.A_next, pulses.next, denominator.data());
-  syn_filt_both(M, {a, x, y, L, mem, 1},
-                {denominator.data(), pulses.next, pulses.next, L, silence.data(), 0});
-}
-
 // The lag's way through a frame.
 struct LagWalk {
   int t0_min = 0;      // base of the relative indices

@@ -36,6 +36,16 @@ void find_F(const Mode& mode, const float* A, int T0, float* F) {
   sharpen_F(mode, T0, F);
 }
 
+void filter_with_pulses(const float* a, const float* x, float* y, float* mem,
+                        const Pulses& pulses) {
+  if (pulses.A_next == nullptr) return syn_filt(a, M, x, y, L, mem, 1);
+  std::array<float, M + 1> denominator;
+  std::array<float, M> silence{};
+  start_F(pulses.A_next, pulses.next, denominator.data());
+  syn_filt_both(M, {a, x, y, L, mem, 1},
+                {denominator.data(), pulses.next, pulses.next, L, silence.data(), 0});
+}
+
 void find_exc(float* exc, const float* code, float gain_pit, float gain_code, int L) {
   for (int n = 0; n < L; ++n) {
     exc[n] = static_cast<float>(static_cast<double>(gain_pit) * exc[n] +

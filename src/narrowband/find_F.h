@@ -24,6 +24,18 @@ void start_F(const float* A, float* F, float* denominator);
 /// Then the repetitions, in place.
 void sharpen_F(const Mode& mode, int T0, float* F);
 
+/// What a pulse stands for in this subframe, but for its repetitions, and in the next one: its
+/// filter runs along with one of this subframe's.
+struct Pulses {
+  float* now;           ///< [0..47]
+  float* next;          ///< [0..47]
+  const float* A_next;  ///< [0..10], null behind the frame's last subframe
+};
+
+/// syn_filt of a decoder's subframe, order 10, 48 samples, with update, and along with it the
+/// pulses of the next subframe.
+void filter_with_pulses(const float* a, const float* x, float* y, float* mem, const Pulses& pulses);
+
 /// Total excitation in place: exc[n] = gain_pit * exc[n] + gain_code * code[n], n = 0..L-1.
 void find_exc(float* exc, const float* code, float gain_pit, float gain_code, int L);
 
