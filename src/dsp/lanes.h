@@ -30,6 +30,8 @@
 
 #define QUEL_INLINE static inline __attribute__((always_inline))
 
+#define QUEL_MEMBER inline __attribute__((always_inline))
+
 namespace quel::QUEL_SET {
 
 /// The compiler's own vectors: arithmetic goes lane by lane, each lane rounded as a scalar is.
@@ -132,6 +134,12 @@ QUEL_INLINE HalfBits bits_of(Half x) {
 
 QUEL_INLINE bool any(HalfBits bits) {
   int seen = 0;
+  for (int i = 0; i < lanes; ++i) seen |= bits[i];
+  return seen != 0;
+}
+
+QUEL_INLINE bool any(Mask bits) {
+  long long seen = 0;
   for (int i = 0; i < lanes; ++i) seen |= bits[i];
   return seen != 0;
 }

@@ -1,88 +1,91 @@
 #pragma once
 
 #include "dsp/kernels.h"
-#include "dsp/lanes.h"
+#include "dsp/recursion_kernel.h"
 
 namespace quel::QUEL_SET {
 
 namespace synthesis {
 
-constexpr int block = 4;   // outputs guessed side by side
-constexpr int group = 16;  // outputs proved side by side
-static_assert(stretch_max % group == 0);
+static_assert(stretch_max % recursion::group == 0);
 
-using Block = Lanes < lanes<block ? lanes : block>::Double;
-constexpr int block_lanes = lanes < block ? lanes : block;
-
+/// A stretch on its way: its filter, and the input in whole groups. What moves on with it, the last
+/// outputs and the wrong bits so far, are variables of the kernel's own, which stay in registers.
 template <int m>
-struct Work {
-  double minus_a[m + block];  // zeros behind -a[m]
-  double x[stretch_max];
-  double past_and_y[m + stretch_max];  // y rounded to float
-  float y[stretch_max];
+struct Run {
+  recursion::AllPole<m> filter;
+  const float* x;  // [0..count-1]
+  int count;
+  float padded[stretch_max];
 };
 
-// Four outputs. From one to the next there is a product, a sum and the rounding, no more: products
-// with older outputs are added up before, and those from before the block for all four at once.
 template <int m>
-QUEL_INLINE void guess(Work<m>& w, int n) {
-  double* y = w.past_and_y + m + n;
-  double sum[block];
-  for (int part = 0; part < block; part += block_lanes) {
-    Block sums = load<Block>(w.x + n + part);
-    for (int k = m; k >= 2; --k) {
-      sums = add_exact(sums, load<Block>(w.minus_a + k + part), splat<Block>(y[-k]));
-    }
-    for (int j = 0; j < block_lanes; ++j) sum[part + j] = sums[j];
+QUEL_INLINE void start(Run<m>& run, const Recursion& r) {
+  using recursion::group;
+  run.count = (r.lg + group - 1) / group * group;
+  run.x = r.x;
+  if (r.lg != run.count) {
+    copy(run.padded, r.x, r.lg);
+    for (int n = r.lg; n < run.count; ++n) run.padded[n] = 0.0f;
+    run.x = run.padded;
   }
-  for (int j = 0; j < block; ++j) {
-    for (int i = j + 1; i >= 1; --i) sum[j] = add_exact(sum[j], w.minus_a[i], y[j - i]);
-    w.y[n + j] = static_cast<float>(sum[j]);
-    y[j] = w.y[n + j];
-  }
+  run.filter.start(r.a, r.past);
 }
 
-// The outputs again in the written order, side by side, from the guessed past. Equal bits from the
-// first output on mean, by induction, that the guess is what the plain recursion gives.
-template <int m>
-QUEL_INLINE HalfBits differences(const Work<m>& w, int n) {
-  constexpr int parts = group / lanes;
-  const double* y = w.past_and_y + m + n;
-  Double sum[parts];
-  for (int p = 0; p < parts; ++p) sum[p] = load<Double>(w.x + n + p * lanes);
-  for (int i = 1; i <= m; ++i) {
-    const Double minus_a = splat<Double>(w.minus_a[i]);
-    for (int p = 0; p < parts; ++p) {
-      sum[p] = add_exact(sum[p], minus_a, load<Double>(y - i + p * lanes));
-    }
-  }
-  HalfBits different{};
-  for (int p = 0; p < parts; ++p) {
-    different |= bits_of(narrow(sum[p])) ^ load<HalfBits>(w.y + n + p * lanes);
-  }
-  return different;
+template <bool careful, int m>
+QUEL_INLINE void guess(Run<m>& run, int n, recursion::Ones& last) {
+  last = run.filter.template guess<careful>(n, recursion::load_block(run.x + n), last);
 }
 
 template <int m>
-QUEL_INLINE void start(Work<m>& w, const Recursion& r, int count) {
-  for (int i = 0; i < m + block; ++i) w.minus_a[i] = i <= m ? -static_cast<double>(r.a[i]) : 0.0;
-  widen(w.x, r.x, r.lg, count);
-  for (int i = 0; i < m; ++i) w.past_and_y[i] = r.past[i];
+QUEL_INLINE void prove(const Run<m>& run, int n, Mask& different) {
+  const float* x = run.x;
+  different |= run.filter.differences(n, [x](int i) { return widen(load<Half>(x + i)); });
+}
+
+/// From n on, all but the proof of the last group.
+template <bool careful, int m>
+QUEL_INLINE void go_on(Run<m>& run, int n, recursion::Ones& last, Mask& different) {
+  using namespace recursion;
+  for (; n < run.count; n += group) {
+    for (int i = n; i < n + group; i += block) guess<careful>(run, i, last);
+    if (n > 0) prove(run, n - group, different);
+  }
 }
 
 template <int m>
-QUEL_INLINE bool finish(Work<m>& w, const Recursion& r, int count) {
-  if (spoiled()) w.y[r.lg / 2] = -w.y[r.lg / 2];
-  HalfBits different{};
-  for (int n = 0; n < count; n += group) different |= differences(w, n);
+QUEL_INLINE bool finish(Run<m>& run, const Recursion& r, Mask different) {
+  double* y = run.filter.outputs();
+  if (spoiled()) y[r.lg - 1] = -y[r.lg - 1];
+  prove(run, run.count - recursion::group, different);
   if (any(different)) return false;
-  copy(r.y, w.y, r.lg);
-  for (int i = 0; i < m; ++i) r.past[i] = static_cast<float>(w.past_and_y[r.lg + i]);
+  int n = 0;
+  for (; n + lanes <= r.lg; n += lanes) store(r.y + n, narrow(load<Double>(y + n)));
+  for (; n < r.lg; ++n) r.y[n] = static_cast<float>(y[n]);
+  for (int i = 0; i < m; ++i) r.past[i] = static_cast<float>(y[r.lg - m + i]);
   return true;
 }
 
-QUEL_INLINE int whole_groups(int lg) {
-  return (lg + group - 1) / group * group;
+/// The quick way to round does not work where outputs are no normal floats, as in silence that
+/// follows a sound: so the last output tells.
+QUEL_INLINE bool needs_care(float last_output) {
+  const float magnitude = last_output < 0.0f ? -last_output : last_output;
+  return magnitude > 0.0f && magnitude < 1e-30f;
+}
+
+template <int m, bool careful>
+QUEL_INLINE bool attempt(const Recursion& r) {
+  Run<m> run;
+  start(run, r);
+  recursion::Ones last = run.filter.last();
+  Mask different{};
+  go_on<careful>(run, 0, last, different);
+  return finish(run, r, different);
+}
+
+template <int m>
+__attribute__((noinline)) bool attempt_carefully(const Recursion& r) {
+  return attempt<m, true>(r);
 }
 
 }  // namespace synthesis
@@ -92,11 +95,7 @@ QUEL_INLINE int whole_groups(int lg) {
 template <int m>
 bool synthesize(const Recursion& r) {
   using namespace synthesis;
-  Work<m> w;
-  const int count = whole_groups(r.lg);
-  start(w, r, count);
-  for (int n = 0; n < count; n += block) guess(w, n);
-  return finish(w, r, count);
+  return (!needs_care(r.past[m - 1]) && attempt<m, false>(r)) || attempt_carefully<m>(r);
 }
 
 /// Two of them that do not depend on each other: while one waits for an output, the other's is
@@ -104,19 +103,28 @@ bool synthesize(const Recursion& r) {
 template <int m>
 void synthesize_both(const Recursion& one, const Recursion& other, bool* proved) {
   using namespace synthesis;
-  Work<m> w[2];
-  const int count = whole_groups(one.lg), other_count = whole_groups(other.lg);
-  start(w[0], one, count);
-  start(w[1], other, other_count);
-  const int both = count < other_count ? count : other_count;
-  for (int n = 0; n < both; n += block) {
-    guess(w[0], n);
-    guess(w[1], n);
+  using recursion::block;
+  using recursion::group;
+  Run<m> run, other_run;
+  start(run, one);
+  start(other_run, other);
+  recursion::Ones last = run.filter.last(), other_last = other_run.filter.last();
+  Mask different{}, other_different{};
+  const int both = run.count < other_run.count ? run.count : other_run.count;
+  for (int n = 0; n < both; n += group) {
+    for (int i = n; i < n + group; i += block) {
+      guess<false>(run, i, last);
+      guess<false>(other_run, i, other_last);
+    }
+    if (n > 0) {
+      prove(run, n - group, different);
+      prove(other_run, n - group, other_different);
+    }
   }
-  for (int n = both; n < count; n += block) guess(w[0], n);
-  for (int n = both; n < other_count; n += block) guess(w[1], n);
-  proved[0] = finish(w[0], one, count);
-  proved[1] = finish(w[1], other, other_count);
+  go_on<false>(run, both, last, different);
+  go_on<false>(other_run, both, other_last, other_different);
+  proved[0] = finish(run, one, different) || attempt_carefully<m>(one);
+  proved[1] = finish(other_run, other, other_different) || attempt_carefully<m>(other);
 }
 
 }  // namespace quel::QUEL_SET
