@@ -1,5 +1,6 @@
 #include "tools/encode_command.h"
 
+#include <quelcodec/quelcodec.h>
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <set>
@@ -29,6 +30,7 @@ std::string text_of(const EncodeCommand& command) {
   const EncodeSettings& s = command.settings;
   std::string text = "encode encoder=" + s.tags.encoder;
   if (s.flavor) text += " flavor=" + std::to_string(*s.flavor);
+  if (s.effort) text += " effort=" + std::to_string(*s.effort);
   if (s.audio.raw_rate > 0) {
     text += " raw=" + std::to_string(s.audio.raw_rate) + "," +
             std::to_string(s.audio.raw_channels) + "," + command.endianness;
@@ -69,6 +71,12 @@ CLI::App* add_encode_command(CLI::App& app, EncodeCommand& command) {
                      "coded file, .quel");
   add_flavor_option(*encode, settings.flavor,
                     "by default 16 for inputs of 16 kHz and above, else 8.5; ");
+  encode
+      ->add_option("--effort", settings.effort,
+                   "how long to search for speech that sounds closer to the input, 0 to 3; more "
+                   "takes more time, and any decoder decodes it")
+      ->check(CLI::Range(0, QUEL_MAX_EFFORT))
+      ->option_text("0..3");
   encode
       ->add_option("--channel", settings.audio.channel,
                    "take this channel, from 1, instead of the mean of all")

@@ -1,5 +1,6 @@
 #include "tools/eval_command.h"
 
+#include <quelcodec/quelcodec.h>
 #include <CLI/CLI.hpp>
 #include <cstdint>
 #include <exception>
@@ -103,6 +104,12 @@ CLI::App* add_eval_command(CLI::App& app, EvalJob& job) {
       ->transform(CLI::Transformer(flavors_by_name()))
       ->check(CLI::Range(0, 3))
       ->option_text("0..3|6.5|8.5|5|16");
+  eval->add_option("--effort", job.settings.efforts,
+                   "levels of the encoder's effort to try, comma-separated, each a run of its own; "
+                   "by default 0")
+      ->delimiter(',')
+      ->check(CLI::Range(0, QUEL_MAX_EFFORT))
+      ->option_text("0..3");
   eval->add_option("--loss", job.settings.losses,
                    "percentages of the frames to lose, comma-separated, each a run of its own; "
                    "by default 0")

@@ -73,6 +73,8 @@ spectra in dB, mean over 20&nbsp;ms Hann frames louder than &minus;50&nbsp;dBov.
 <dt>STOI, ESTOI</dt>
 <dd>Short-time objective intelligibility and its extended form, which predict how much of the speech
 is understood; 1 is best. They look at 134 to 4800&nbsp;Hz only.</dd>
+<dt>Effort</dt>
+<dd>How long the encoder searches, 0 to 3. Rate and decoder are the same whatever it is.</dd>
 <dt>Speed</dt>
 <dd>Seconds of sound per second of processor time of one thread.</dd>
 </dl>
@@ -84,7 +86,8 @@ std::string file_name(const std::string& path) {
 
 std::string result_title(const EvalResult& result) {
   return "Flavor " + std::to_string(result.flavor) + ", " + flavor_name(result.flavor) +
-         " kbit/s, " + shortest(result.loss_percent) + " % lost";
+         " kbit/s, effort " + std::to_string(result.effort) + ", " + shortest(result.loss_percent) +
+         " % lost";
 }
 
 std::string data_uri(std::string_view type, std::span<const std::uint8_t> bytes) {
@@ -99,13 +102,14 @@ std::string table_row(const EvalResult& result, std::size_t index) {
   const EvalFigures values = figures(result);
   return "<tr><th scope=\"row\"><a href=\"#result" + std::to_string(index) + "\">" +
          std::to_string(result.flavor) + "</a></th><td>" + flavor_name(result.flavor) +
-         "</td><td>" + shortest(result.loss_percent) + "</td><td>" +
-         std::to_string(result.trial.lost) + "/" + std::to_string(result.trial.frames) + "</td>" +
-         number_cell(values.bit_rate, 0) + number_cell(values.snr, 2) +
-         number_cell(values.segmental, 2) + number_cell(values.codec_snr, 2) +
-         number_cell(values.codec_segmental, 2) + number_cell(values.distortion, 2) +
-         number_cell(values.stoi, 3) + number_cell(values.estoi, 3) +
-         number_cell(values.encode_speed, 0) + number_cell(values.decode_speed, 0) + "</tr>\n";
+         "</td><td>" + std::to_string(result.effort) + "</td><td>" + shortest(result.loss_percent) +
+         "</td><td>" + std::to_string(result.trial.lost) + "/" +
+         std::to_string(result.trial.frames) + "</td>" + number_cell(values.bit_rate, 0) +
+         number_cell(values.snr, 2) + number_cell(values.segmental, 2) +
+         number_cell(values.codec_snr, 2) + number_cell(values.codec_segmental, 2) +
+         number_cell(values.distortion, 2) + number_cell(values.stoi, 3) +
+         number_cell(values.estoi, 3) + number_cell(values.encode_speed, 0) +
+         number_cell(values.decode_speed, 0) + "</tr>\n";
 }
 
 std::string table(const EvalReport& report) {
@@ -115,7 +119,7 @@ std::string table(const EvalReport& report) {
       report.settings.concealment == Concealment::immediate ? "at once" : "when the next arrived";
   out += ".</caption>\n<thead><tr>";
   for (const char* heading :
-       {"Flavor", "kbit/s, nominal", "Loss, %", "Frames lost", "bit/s", "SNR, dB",
+       {"Flavor", "kbit/s, nominal", "Effort", "Loss, %", "Frames lost", "bit/s", "SNR, dB",
         "Segmental SNR, dB", "Codec SNR, dB", "Codec segmental, dB", "LSD, dB", "STOI", "ESTOI",
         "Encoder, &times; real time", "Decoder, &times; real time"}) {
     out += std::string("<th scope=\"col\">") + heading + "</th>";

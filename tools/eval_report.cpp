@@ -31,12 +31,15 @@ Pcm excerpt(const Pcm& pcm, int rate, double seconds) {
   return {pcm.begin(), pcm.begin() + static_cast<std::ptrdiff_t>(samples)};
 }
 
-EvalResult result_of(const EvalSettings& settings, int flavor, double loss, const Pcm& source) {
+EvalResult result_of(const EvalSettings& settings, int flavor, int effort, double loss,
+                     const Pcm& source) {
   EvalResult result;
   result.flavor = flavor;
+  result.effort = effort;
   result.loss_percent = loss;
   Pcm heard;
-  result.trial = try_codec(flavor, source, {settings.concealment, loss, settings.seed}, &heard);
+  result.trial =
+      try_codec(flavor, effort, source, {settings.concealment, loss, settings.seed}, &heard);
   const int rate = check(quel_sampling_rate(flavor));
   const std::vector<float> ref = reference(flavor, source);
   const std::vector<float> test(heard.begin(), heard.end());
@@ -80,6 +83,7 @@ JsonFields json_fields(const EvalResult& result) {
   const EvalFigures values = figures(result);
   return {{"flavor", std::to_string(result.flavor)},
           {"name", json_string(flavor_name(result.flavor))},
+          {"effort", std::to_string(result.effort)},
           {"sampling_rate", std::to_string(check(quel_sampling_rate(result.flavor)))},
           {"loss_percent", shortest(result.loss_percent)},
           {"frames", std::to_string(result.trial.frames)},
@@ -122,13 +126,16 @@ EvalReport evaluate(const EvalSettings& settings,
     report.seconds = static_cast<double>(source.size()) / rate;
     report.sources[rate] = excerpt(source, rate, settings.excerpt_seconds);
   }
-  const auto runs = static_cast<double>(settings.flavors.size() * settings.losses.size());
+  const auto runs = static_cast<double>(settings.flavors.size() * settings.efforts.size() *
+                                        settings.losses.size());
   for (const int flavor : settings.flavors) {
     const Pcm& source = sources.at(check(quel_sampling_rate(flavor)));
-    for (const double loss : settings.losses) {
-      report.results.push_back(result_of(settings, flavor, loss, source));
-      const auto done = static_cast<double>(report.results.size());
-      if (told) told(done * report.seconds, done / runs);
+    for (const int effort : settings.efforts) {
+      for (const double loss : settings.losses) {
+        report.results.push_back(result_of(settings, flavor, effort, loss, source));
+        const auto done = static_cast<double>(report.results.size());
+        if (told) told(done * report.seconds, done / runs);
+      }
     }
   }
   return report;
@@ -160,7 +167,7 @@ EvalFigures figures(const EvalResult& result) {
 
 std::string text_table(const EvalReport& report) {
   std::string out =
-      "flavor kbit/s   loss      lost/frames   bit/s  SNR dB seg. dB   codec c.seg.  LSD dB"
+      "flavor kbit/s effort   loss      lost/frames   bit/s  SNR dB seg. dB   codec c.seg.  LSD dB"
       "   STOI  ESTOI enc. x dec. x\n";
   for (const EvalResult& result : report.results) {
     const EvalFigures values = figures(result);
@@ -169,6 +176,7 @@ std::string text_table(const EvalReport& report) {
     const std::string name = flavor_name(result.flavor);
     const std::string loss = shortest(result.loss_percent) + " %";
     out += cell(result.flavor, 0, 6) + std::string(7 - name.size(), ' ') + name;
+    out += cell(result.effort, 0, 7);
     out += std::string(loss.size() < 7 ? 7 - loss.size() : 1, ' ') + loss;
     out += std::string(frames.size() < 17 ? 17 - frames.size() : 1, ' ') + frames;
     out += cell(values.bit_rate, 0, 8) + cell(values.snr, 2, 8) + cell(values.segmental, 2, 8);

@@ -16,15 +16,17 @@ namespace quel::tools {
 struct EvalSettings {
   std::string input;  ///< audio file; it is read once per sampling rate
   std::vector<int> flavors = {0, 1, 2, 3};
+  std::vector<int> efforts = {0};      ///< of the encoder, 0..QUEL_MAX_EFFORT
   std::vector<double> losses = {0.0};  ///< percentages of the frames, 0..100
   std::uint64_t seed = 1;              ///< of the losses, the same for each flavor and rate
   Concealment concealment = Concealment::immediate;
   double excerpt_seconds = 0.0;  ///< of the sounds that the report keeps, from the start
 };
 
-/// One flavor at one loss rate.
+/// One flavor at one level of effort and one loss rate.
 struct EvalResult {
   int flavor = 0;
+  int effort = 0;
   double loss_percent = 0.0;  ///< asked for
   Trial trial;
   SnrTotals totals;  ///< of routine `snr`, segments of 20 ms; a shorter last one counts too
@@ -36,13 +38,14 @@ struct EvalResult {
 /// All figures compare with what a perfect coder would give (`reference` in quality.h).
 struct EvalReport {
   EvalSettings settings;
-  double seconds = 0.0;             ///< of the source
-  bool cut_short = false;           ///< the source's header promised more
-  std::vector<EvalResult> results;  ///< flavor by flavor, loss rates in the order given
+  double seconds = 0.0;    ///< of the source
+  bool cut_short = false;  ///< the source's header promised more
+  std::vector<EvalResult>
+      results;  ///< flavor by flavor, efforts and for each the loss rates in the order given
   std::map<int, std::vector<std::int16_t>> sources;  ///< the excerpt, by sampling rate
 };
 
-/// Codes and decodes the input with every flavor and loss rate.
+/// Codes and decodes the input with every flavor, effort and loss rate.
 ///
 /// told  called after each of these with the seconds of sound done and the share of the work; may
 ///       be empty

@@ -179,6 +179,11 @@ int default_flavor(int input_rate) {
   return input_rate >= quel_sampling_rate(QUEL_FLAVOR_16K) ? QUEL_FLAVOR_16K : QUEL_FLAVOR_8K5;
 }
 
+int default_effort(int flavor) {
+  constexpr int of_flavor[] = {0, 0, 0, 0};
+  return of_flavor[flavor];
+}
+
 JobResult encode_sound(const EncodeSettings& settings, const std::string& input, OutputFile& output,
                        const Meter& meter) {
   AudioSource source(input, settings.audio);
@@ -187,7 +192,7 @@ JobResult encode_sound(const EncodeSettings& settings, const std::string& input,
   AudioReader reader(source, rate, settings.gain_db);
   const OggHead head = make_head(flavor, static_cast<std::uint32_t>(source.rate()));
   UnitWriter writer(settings, head, output);
-  Encoder encoder(flavor);
+  Encoder encoder(encoder_options(flavor, settings.effort.value_or(default_effort(flavor))));
   Pace pace(meter, rate);
   std::optional<std::uint64_t> whole = source.frames();
   if (whole) whole = resampled_length(*whole, source.rate(), rate);

@@ -30,6 +30,7 @@ struct JobResult {
 
 struct EncodeSettings {
   std::optional<int> flavor;  ///< 0..3; by default from the input's rate, default_flavor()
+  std::optional<int> effort;  ///< 0..QUEL_MAX_EFFORT; by default the flavor's, default_effort()
   AudioOptions audio;
   double gain_db = 0.0;
   OggTags tags = make_tags();
@@ -40,6 +41,9 @@ struct EncodeSettings {
 
 /// 3 for inputs of 16 kHz and above, else 1.
 int default_flavor(int input_rate);
+
+/// The effort with which files of a flavor are coded unless the user says otherwise.
+int default_effort(int flavor);
 
 /// Codes a sound and commits the output.
 ///

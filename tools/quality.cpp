@@ -69,11 +69,11 @@ std::vector<float> reference(int flavor, std::span<const std::int16_t> pcm) {
   return signal;
 }
 
-Trial try_codec(int flavor, std::span<const std::int16_t> pcm, const DecodeOptions& options,
-                std::vector<std::int16_t>* heard) {
+Trial try_codec(int flavor, int effort, std::span<const std::int16_t> pcm,
+                const DecodeOptions& options, std::vector<std::int16_t>* heard) {
   const std::size_t units = static_cast<std::size_t>(unit_count(make_head(flavor, 0), pcm.size()));
   const int rate = check(quel_sampling_rate(flavor));
-  Encoder encoder(flavor);
+  Encoder encoder(encoder_options(flavor, effort));
   const std::size_t unit_samples = encoder.samples_per_unit();
   const std::size_t unit_bytes = encoder.bytes_per_unit();
   std::vector<std::int16_t> input(pcm.begin(), pcm.end());

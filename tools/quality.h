@@ -45,10 +45,11 @@ struct Trial {
 
 /// Codes and decodes `pcm` through streams.
 ///
+/// effort  of the encoder, 0..QUEL_MAX_EFFORT
 /// pcm    at the flavor's rate, at most wav_max_samples
 /// heard  gets the decoded signal, as long as pcm and aligned with it; may be null
-Trial try_codec(int flavor, std::span<const std::int16_t> pcm, const DecodeOptions& options,
-                std::vector<std::int16_t>* heard = nullptr);
+Trial try_codec(int flavor, int effort, std::span<const std::int16_t> pcm,
+                const DecodeOptions& options, std::vector<std::int16_t>* heard = nullptr);
 
 /// Trials together: SNR and segmental SNR are means over the files that have them, the rest is
 /// summed up.

@@ -52,13 +52,13 @@ void print_line(int flavor, const std::string& name, const Summary& summary) {
                   .c_str());
 }
 
-void report(const std::vector<std::string>& files, int flavor, const DecodeOptions& options,
-            bool only_mean) {
+void report(const std::vector<std::string>& files, int flavor, int effort,
+            const DecodeOptions& options, bool only_mean) {
   Summary all;
   for (const std::string& file : files) {
     const auto pcm = quel::tools::read_audio(file, quel::check(quel_sampling_rate(flavor)));
     if (pcm.empty()) continue;
-    const Trial trial = quel::tools::try_codec(flavor, pcm, options);
+    const Trial trial = quel::tools::try_codec(flavor, effort, pcm, options);
     all.add(trial);
     if (only_mean) continue;
     Summary single;
@@ -77,6 +77,7 @@ int main(int argc, char** argv) {
   app.name("quel_report");
   std::vector<std::string> names;
   std::vector<int> flavors = {0, 1, 2, 3};
+  int effort = 0;
   bool only_mean = false, no_header = false;
   DecodeOptions options;
   const std::map<std::string, Concealment> concealments = {{"immediate", Concealment::immediate},
@@ -85,6 +86,9 @@ int main(int argc, char** argv) {
   app.add_option("--flavor", flavors, "flavors to try, by default all")
       ->check(CLI::Range(0, 3))
       ->delimiter(',');
+  app.add_option("--effort", effort, "of the encoder")
+      ->check(CLI::Range(0, QUEL_MAX_EFFORT))
+      ->capture_default_str();
   app.add_option("--loss", options.loss_percent, "percentage of the frames to lose")
       ->check(CLI::Range(0.0, 100.0));
   app.add_option("--seed", options.seed, "of the losses")->capture_default_str();
@@ -104,7 +108,7 @@ int main(int argc, char** argv) {
       std::printf("%6s  %-32s %8s %8s %8s %8s %8s %8s %11s\n", "flavor", "file", "seconds", "bit/s",
                   "SNR dB", "seg. dB", "enc. x", "dec. x", "lost");
     }
-    for (const int flavor : flavors) report(files, flavor, options, only_mean);
+    for (const int flavor : flavors) report(files, flavor, effort, options, only_mean);
   } catch (const std::exception& error) {
     std::cerr << "quel_report: " << error.what() << '\n';
     return 1;

@@ -157,19 +157,27 @@ typedef struct quel_decoder quel_decoder; /**< made by quel_decoder_create or qu
  * option's default. `size` tells the library how much of the struct the caller knows: an older,
  * shorter one is taken with defaults for the rest. None will ever be longer than 4096 bytes. */
 
+#define QUEL_MAX_EFFORT 3 /**< the most that an encoder can be asked for */
+
 /** Set by QUEL_ENCODER_OPTIONS. */
 typedef struct quel_encoder_options {
-  size_t size;     /**< sizeof(quel_encoder_options) */
-  int flavor;      /**< QUEL_FLAVOR_...; kept for the stream's life */
-  int reserved[3]; /**< 0 */
+  size_t size; /**< sizeof(quel_encoder_options) */
+  int flavor;  /**< QUEL_FLAVOR_...; kept for the stream's life */
+  /** 0..QUEL_MAX_EFFORT; kept for the stream's life. How long the encoder searches for speech that
+   *  sounds closer to its input. Each level takes more time and memory than the one below it, up to
+   *  some ten times as much time as 0, and gives units of the same length with the same delay,
+   * which every decoder of the flavor decodes. At 0 an encoder gives bit for bit what the plug-in's
+   * gives, in every version of one behaviour number, as at the other levels. */
+  int effort;
+  int reserved[2]; /**< 0 */
 } quel_encoder_options;
 
-/** Initialises a quel_encoder_options. */
-#define QUEL_ENCODER_OPTIONS(flavor)          \
-  {                                           \
-    sizeof(quel_encoder_options), (flavor), { \
-      0, 0, 0                                 \
-    }                                         \
+/** Initialises a quel_encoder_options: effort 0. */
+#define QUEL_ENCODER_OPTIONS(flavor)             \
+  {                                              \
+    sizeof(quel_encoder_options), (flavor), 0, { \
+      0, 0                                       \
+    }                                            \
   }
 
 /** How a decoder stream makes up for lost frames. */
@@ -198,7 +206,8 @@ typedef struct quel_decoder_options {
     }                                                                 \
   }
 
-/** Bytes that an encoder with these options takes, at most 28 KiB; 16 KiB at 8 kHz.
+/** Bytes that an encoder with these options takes, with effort 0 at most 28 KiB; 16 KiB at 8 kHz.
+ *  With more at most 96 KiB.
  *  Errors: ARGUMENT, OPTIONS, FLAVOR. */
 int quel_encoder_size(const quel_encoder_options* options);
 /** Makes an encoder in the caller's memory.
@@ -220,6 +229,8 @@ void quel_encoder_destroy(quel_encoder* encoder);
 int quel_encoder_reset(quel_encoder* encoder);
 /** The flavor given at creation. Error: ARGUMENT. */
 int quel_encoder_flavor(const quel_encoder* encoder);
+/** The effort given at creation. Error: ARGUMENT. */
+int quel_encoder_effort(const quel_encoder* encoder);
 
 /** Codes one unit.
  *

@@ -103,6 +103,15 @@ inline std::vector<std::uint8_t> pack_unit(int flavor, std::span<const std::int3
 
 #endif
 
+/// Options of an encoder, to be changed further or handed to Encoder.
+///
+/// effort  0..QUEL_MAX_EFFORT: how long to search for speech that sounds closer to its input
+inline quel_encoder_options encoder_options(int flavor, int effort = 0) noexcept {
+  quel_encoder_options options = QUEL_ENCODER_OPTIONS(flavor);
+  options.effort = effort;
+  return options;
+}
+
 /// An encoder stream. May move, not be copied; using one that was moved from fails with
 /// QUEL_ERROR_ARGUMENT. One thread at a time.
 class Encoder {
@@ -112,20 +121,28 @@ class Encoder {
 
   /// Makes `encoder` a new stream of a flavor; leaves it as it was where that fails.
   static int try_make(int flavor, Encoder& encoder) noexcept {
-    const quel_encoder_options options = QUEL_ENCODER_OPTIONS(flavor);
+    return try_make(encoder_options(flavor), encoder);
+  }
+  /// The same with any options.
+  static int try_make(const quel_encoder_options& options, Encoder& encoder) noexcept {
     quel_encoder* stream = nullptr;
     const int result = quel_encoder_create(&options, &stream);
     if (result == QUEL_OK) encoder.stream_.reset(stream);
     return result;
   }
   /// Bytes of memory that such a stream takes, as quel_encoder_size.
-  static int memory_size(int flavor) noexcept {
-    const quel_encoder_options options = QUEL_ENCODER_OPTIONS(flavor);
+  static int memory_size(int flavor) noexcept { return memory_size(encoder_options(flavor)); }
+  /// The same with any options.
+  static int memory_size(const quel_encoder_options& options) noexcept {
     return quel_encoder_size(&options);
   }
-  /// The same in memory of the caller's, which has to outlive the stream, as quel_encoder_init.
+  /// A stream in memory of the caller's, which has to outlive it, as quel_encoder_init.
   static int try_make(int flavor, std::span<std::byte> memory, Encoder& encoder) noexcept {
-    const quel_encoder_options options = QUEL_ENCODER_OPTIONS(flavor);
+    return try_make(encoder_options(flavor), memory, encoder);
+  }
+  /// The same with any options.
+  static int try_make(const quel_encoder_options& options, std::span<std::byte> memory,
+                      Encoder& encoder) noexcept {
     quel_encoder* stream = nullptr;
     const int result = quel_encoder_init(memory.data(), memory.size(), &options, &stream);
     if (result == QUEL_OK) encoder.stream_.reset(stream);
@@ -159,6 +176,10 @@ class Encoder {
   explicit Encoder(int flavor) {
     check(try_make(flavor, *this));
   }
+  /// The same with any options. Throws what quel_encoder_create returns.
+  explicit Encoder(const quel_encoder_options& options) {
+    check(try_make(options, *this));
+  }
   /// A stream in memory of the caller's, which has to outlive it: memory_size(flavor) bytes,
   /// aligned as std::max_align_t.
   ///
@@ -166,10 +187,18 @@ class Encoder {
   Encoder(int flavor, std::span<std::byte> memory) {
     check(try_make(flavor, memory, *this));
   }
+  /// The same with any options.
+  Encoder(const quel_encoder_options& options, std::span<std::byte> memory) {
+    check(try_make(options, memory, *this));
+  }
 
   /// The flavor given at construction.
   int flavor() const {
     return check(quel_encoder_flavor(get()));
+  }
+  /// The effort given at construction.
+  int effort() const {
+    return check(quel_encoder_effort(get()));
   }
   /// Samples that encode() takes.
   std::size_t samples_per_unit() const {

@@ -27,10 +27,18 @@ void encode_frame(const EncoderParts& parts, const Mode& mode, SampleSource& sou
   Parameters prm{};
   if (facts.coder == Coder::wideband) {
     std::copy_n(in, facts.len_frame, new_speech2(*parts.wideband));
-    coder_wb16(*parts.wideband, prm.data());
+    if (parts.wideband_effort != nullptr) {
+      coder_wb16(*parts.wideband, *parts.wideband_effort, prm.data());
+    } else {
+      coder_wb16(*parts.wideband, prm.data());
+    }
   } else {
     prm[0] = static_cast<std::int32_t>(flavor);
-    cod_swt(*parts.narrowband, mode, in, prm.data());
+    if (parts.narrowband_effort != nullptr) {
+      cod_swt(*parts.narrowband, *parts.narrowband_effort, mode, in, prm.data());
+    } else {
+      cod_swt(*parts.narrowband, mode, in, prm.data());
+    }
   }
   swap_words(parts.big_endian, prm, facts);
   FrameBits bits{};

@@ -8,8 +8,10 @@
 #include "narrowband/cod_swt.h"
 #include "narrowband/dec_5swt.h"
 #include "narrowband/dec_swt.h"
+#include "narrowband/effort.h"
 #include "wideband/cod_wb.h"
 #include "wideband/dec_wb.h"
+#include "wideband/effort16.h"
 
 namespace quel {
 
@@ -51,9 +53,15 @@ struct EncoderParts {
       : narrowband(&all.narrowband), wideband(&all.wideband), big_endian(all.big_endian) {}
   EncoderParts(NarrowbandEncoder& coder) : narrowband(&coder) {}
   EncoderParts(WidebandEncoder& coder) : wideband(&coder) {}
+  EncoderParts(NarrowbandEncoder& coder, NarrowbandEffort& effort)
+      : narrowband(&coder), narrowband_effort(&effort) {}
+  EncoderParts(WidebandEncoder& coder, WidebandEffort& effort)
+      : wideband(&coder), wideband_effort(&effort) {}
 
   NarrowbandEncoder* narrowband = nullptr;
   WidebandEncoder* wideband = nullptr;
+  NarrowbandEffort* narrowband_effort = nullptr;  ///< null: effort 0
+  WidebandEffort* wideband_effort = nullptr;      ///< likewise
   bool big_endian = TestBigEndian() != 0;
 };
 struct DecoderParts {

@@ -14,8 +14,13 @@
 namespace quel {
 
 EncoderParts parts_of(quel_encoder& stream) {
-  return as_encoder(stream.flavor, [&](auto* type) -> EncoderParts {
-    return reinterpret_cast<decltype(*type)>(stream).coder;
+  return as_encoder(stream.flavor, stream.effort, [&](auto* type) -> EncoderParts {
+    auto& whole = reinterpret_cast<decltype(*type)>(stream);
+    if constexpr (requires { whole.effort; }) {
+      return {whole.coder, whole.effort};
+    } else {
+      return whole.coder;
+    }
   });
 }
 
@@ -70,7 +75,8 @@ bool take_options(const Options* given, Options& known) {
 int take(const quel_encoder_options* options, quel_encoder_options& known) {
   if (options == nullptr) return QUEL_ERROR_ARGUMENT;
   if (!take_options(options, known)) return QUEL_ERROR_OPTIONS;
-  return find_flavor(known.flavor) == nullptr ? QUEL_ERROR_FLAVOR : QUEL_OK;
+  if (find_flavor(known.flavor) == nullptr) return QUEL_ERROR_FLAVOR;
+  return known.effort >= 0 && known.effort <= QUEL_MAX_EFFORT ? QUEL_OK : QUEL_ERROR_OPTIONS;
 }
 
 int take(const quel_decoder_options* options, quel_decoder_options& known) {
@@ -94,10 +100,14 @@ void start(Stream& stream) {
   static_assert(std::is_trivially_copyable_v<Stream> && std::is_standard_layout_v<Stream>);
   set_mode(stream.head.mode, stream.head.flavor);
   std::construct_at(&stream.coder);
+  if constexpr (requires { stream.effort; }) {
+    std::construct_at(&stream.effort)->level = stream.head.effort;
+  }
 }
 
 void start(quel_encoder& stream) {
-  as_encoder(stream.flavor, [&](auto* type) { start(reinterpret_cast<decltype(*type)>(stream)); });
+  as_encoder(stream.flavor, stream.effort,
+             [&](auto* type) { start(reinterpret_cast<decltype(*type)>(stream)); });
   init_parts(parts_of(stream));
 }
 
@@ -139,7 +149,8 @@ int quel_encoder_size(const quel_encoder_options* options) {
   quel_encoder_options known = QUEL_ENCODER_OPTIONS(0);
   const int result = take(options, known);
   if (result != QUEL_OK) return result;
-  return as_encoder(known.flavor, [](auto* type) { return static_cast<int>(sizeof *type); });
+  return as_encoder(known.flavor, known.effort,
+                    [](auto* type) { return static_cast<int>(sizeof *type); });
 }
 
 int quel_encoder_init(void* memory, size_t bytes, const quel_encoder_options* options,
@@ -149,10 +160,11 @@ int quel_encoder_init(void* memory, size_t bytes, const quel_encoder_options* op
   int result = take(options, known);
   if (result == QUEL_OK) result = check_memory(memory, bytes, quel_encoder_size(options));
   if (result != QUEL_OK) return result;
-  *encoder = as_encoder(known.flavor, [&](auto* type) {
+  *encoder = as_encoder(known.flavor, known.effort, [&](auto* type) {
     return &std::construct_at(static_cast<decltype(type)>(memory))->head;
   });
   (*encoder)->flavor = known.flavor;
+  (*encoder)->effort = known.effort;
   start(**encoder);
   return QUEL_OK;
 }
@@ -165,6 +177,10 @@ int quel_encoder_reset(quel_encoder* encoder) {
 
 int quel_encoder_flavor(const quel_encoder* encoder) {
   return encoder == nullptr ? QUEL_ERROR_ARGUMENT : encoder->flavor;
+}
+
+int quel_encoder_effort(const quel_encoder* encoder) {
+  return encoder == nullptr ? QUEL_ERROR_ARGUMENT : encoder->effort;
 }
 
 int quel_decoder_size(const quel_decoder_options* options) {

@@ -14,6 +14,7 @@
 
 struct quel_encoder {
   int flavor;
+  int effort;
   bool on_heap;  ///< quel_encoder_create took the memory
   quel::Mode mode;
   quel::ScratchArea scratch;
@@ -37,6 +38,16 @@ struct NarrowbandEncoderStream {
 struct WidebandEncoderStream {
   quel_encoder head;
   WidebandEncoder coder;
+};
+struct NarrowbandEffortStream {
+  quel_encoder head;
+  NarrowbandEncoder coder;
+  NarrowbandEffort effort;
+};
+struct WidebandEffortStream {
+  quel_encoder head;
+  WidebandEncoder coder;
+  WidebandEffort effort;
 };
 
 struct SwtDecoders {
@@ -63,15 +74,20 @@ struct WidebandDecoderStream {
 // What small machines are promised.
 static_assert(sizeof(NarrowbandEncoderStream) <= 16 * 1024);
 static_assert(sizeof(WidebandEncoderStream) <= 28 * 1024);
+static_assert(sizeof(NarrowbandEffortStream) <= 96 * 1024 &&
+              sizeof(WidebandEffortStream) <= 96 * 1024);
 static_assert(sizeof(SwtDecoderStream) <= 14 * 1024 && sizeof(FiveKDecoderStream) <= 14 * 1024 &&
               sizeof(WidebandDecoderStream) <= 14 * 1024);
 
-/// Calls `work` with a null pointer to the type of a flavor's stream.
+/// Calls `work` with a null pointer to the type of a flavor's stream; what effort takes is there
+/// only where there is any.
 template <typename Work>
-auto as_encoder(int flavor, Work work) {
+auto as_encoder(int flavor, int effort, Work work) {
   if (flavors[static_cast<std::size_t>(flavor)].coder == Coder::wideband) {
+    if (effort > 0) return work(static_cast<WidebandEffortStream*>(nullptr));
     return work(static_cast<WidebandEncoderStream*>(nullptr));
   }
+  if (effort > 0) return work(static_cast<NarrowbandEffortStream*>(nullptr));
   return work(static_cast<NarrowbandEncoderStream*>(nullptr));
 }
 template <typename Work>

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <new>
 #include <quelcodec/quelcodec.hpp>
+#include <tuple>
 #include <vector>
 
 #include "interface/process_codec.h"
@@ -36,11 +37,18 @@ void expect_no_allocation(const char* what, Work work) {
   EXPECT_EQ(outcome.allocations, 0) << what;
 }
 
-class Allocation : public ::testing::TestWithParam<int> {
+class Allocation : public ::testing::TestWithParam<std::tuple<int, int>> {
  protected:
-  int flavor() const { return GetParam(); }
+  int flavor() const { return std::get<0>(GetParam()); }
+  quel_encoder_options encoder_options() const {
+    quel_encoder_options options = QUEL_ENCODER_OPTIONS(flavor());
+    options.effort = std::get<1>(GetParam());
+    return options;
+  }
 };
-INSTANTIATE_TEST_SUITE_P(All, Allocation, ::testing::Range(0, 4));
+INSTANTIATE_TEST_SUITE_P(All, Allocation,
+                         ::testing::Combine(::testing::Range(0, 4),
+                                            ::testing::Range(0, QUEL_MAX_EFFORT + 1)));
 
 TEST(AllocationCount, Counts) {
   const Outcome outcome = with_memory([] { ::operator delete(::operator new(4)); });
@@ -51,7 +59,7 @@ TEST(AllocationCount, Counts) {
 }
 
 TEST_P(Allocation, CreateFailsWithoutATrace) {
-  const quel_encoder_options enc = QUEL_ENCODER_OPTIONS(flavor());
+  const quel_encoder_options enc = encoder_options();
   const quel_decoder_options dec = QUEL_DECODER_OPTIONS(flavor());
   int place = 0;
   auto* const encoder_before = reinterpret_cast<quel_encoder*>(&place);
@@ -137,9 +145,9 @@ TEST_P(Allocation, ACallThatFindsNoRoomForItsResultMayBeMadeAgain) {
 }
 
 TEST_P(Allocation, StreamsInTheCallersMemoryTakeAndFreeNothing) {
-  const quel_encoder_options enc = QUEL_ENCODER_OPTIONS(flavor());
+  const quel_encoder_options enc = encoder_options();
   const quel_decoder_options dec = QUEL_DECODER_OPTIONS(flavor());
-  Bytes memory(28 * 1024);
+  Bytes memory(96 * 1024);
   const auto all_of = [&](auto&& work) {
     const Outcome outcome = with_bad_memory(0, false, work);
     EXPECT_EQ(outcome.allocations, 0);
@@ -164,7 +172,7 @@ TEST_P(Allocation, StreamsInTheCallersMemoryTakeAndFreeNothing) {
 
 TEST_P(Allocation, StreamsUseNoHeap) {
   for (const int concealment : {QUEL_CONCEAL_IMMEDIATE, QUEL_CONCEAL_DEFERRED}) {
-    const quel_encoder_options enc = QUEL_ENCODER_OPTIONS(flavor());
+    const quel_encoder_options enc = encoder_options();
     quel_decoder_options dec = QUEL_DECODER_OPTIONS(flavor());
     dec.concealment = concealment;
     quel_encoder* encoder = nullptr;

@@ -41,6 +41,7 @@ quel_encoder_size
 quel_encoder_init
 quel_encoder_create
 quel_encoder_destroy
+quel_encoder_effort
 quel_encoder_reset
 quel_encoder_flavor
 quel_encode

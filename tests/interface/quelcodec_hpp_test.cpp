@@ -74,6 +74,29 @@ TEST_P(Classes, GiveWhatTheCStreamsGive) {
   quel_decoder_destroy(c_decoder);
 }
 
+TEST_P(Classes, TakeAnyOptions) {
+  quel_encoder_options options = encoder_options(GetParam(), 2);
+  EXPECT_EQ(options.flavor, GetParam());
+  EXPECT_EQ(options.effort, 2);
+  quel_encoder* c_encoder = nullptr;
+  ASSERT_EQ(quel_encoder_create(&options, &c_encoder), QUEL_OK);
+  const auto pcm = speech(6);
+  std::vector<std::uint8_t> units(6 * QUEL_MAX_BYTES);
+  units.resize(static_cast<std::size_t>(
+      quel_encode_units(c_encoder, pcm.data(), pcm.size(), units.data(), units.size())));
+  quel_encoder_destroy(c_encoder);
+  Encoder encoder(options);
+  EXPECT_EQ(encoder.effort(), 2);
+  EXPECT_EQ(encoder.encode_units(pcm), units);
+  EXPECT_EQ(Encoder::memory_size(options), quel_encoder_size(&options));
+  std::vector<std::byte> memory(static_cast<std::size_t>(Encoder::memory_size(options)));
+  EXPECT_EQ(Encoder(options, memory).encode_units(pcm), units);
+  EXPECT_EQ(Encoder(GetParam()).effort(), 0);
+  options.effort = QUEL_MAX_EFFORT + 1;
+  EXPECT_EQ(error_of([&] { Encoder{options}; }), QUEL_ERROR_OPTIONS);
+  EXPECT_EQ(error_of([&] { Encoder(options, memory); }), QUEL_ERROR_OPTIONS);
+}
+
 TEST_P(Classes, SpanAndVectorFormsAgree) {
   Encoder first(GetParam()), second(GetParam());
   Decoder third(GetParam()), fourth(GetParam());

@@ -55,7 +55,7 @@ TEST(StackUse, SeesAnArray) {
 }
 
 TEST_P(Stack, ASmallStackIsEnoughForAStream) {
-  const quel_encoder_options enc = QUEL_ENCODER_OPTIONS(flavor());
+  quel_encoder_options enc = QUEL_ENCODER_OPTIONS(flavor());
   const quel_decoder_options dec = QUEL_DECODER_OPTIONS(flavor());
   const Pcm pcm = signal();
   const auto n = static_cast<std::size_t>(quel_samples_per_unit(flavor()));
@@ -90,10 +90,13 @@ TEST_P(Stack, ASmallStackIsEnoughForAStream) {
     quel_encoder_destroy(encoder);
     quel_decoder_destroy(decoder);
   };
-  work();
-  const std::size_t use = test::stack_use(work);
-  EXPECT_GT(use, 500u);
-  EXPECT_LE(use, bound);
+  for (enc.effort = 0; enc.effort <= QUEL_MAX_EFFORT; ++enc.effort) {
+    SCOPED_TRACE(enc.effort);
+    work();
+    const std::size_t use = test::stack_use(work);
+    EXPECT_GT(use, 500u);
+    EXPECT_LE(use, bound);
+  }
 }
 
 TEST_P(Stack, ASmallStackIsEnoughForThePlugIn) {

@@ -42,12 +42,17 @@ class Block {
   std::vector<std::uint8_t> bytes_;  // from operator new: aligned as max_align_t
 };
 
-class StreamMemory : public ::testing::TestWithParam<std::tuple<int, int>> {
+class StreamMemory : public ::testing::TestWithParam<std::tuple<int, int, int>> {
  protected:
   int flavor() const { return std::get<0>(GetParam()); }
   std::size_t samples() const { return static_cast<std::size_t>(quel_samples_per_unit(flavor())); }
   std::size_t bytes() const { return static_cast<std::size_t>(quel_bytes_per_unit(flavor())); }
-  quel_encoder_options encoder_options() const { return QUEL_ENCODER_OPTIONS(flavor()); }
+  int effort() const { return std::get<2>(GetParam()); }
+  quel_encoder_options encoder_options() const {
+    quel_encoder_options options = QUEL_ENCODER_OPTIONS(flavor());
+    options.effort = effort();
+    return options;
+  }
   quel_decoder_options decoder_options() const {
     quel_decoder_options options = QUEL_DECODER_OPTIONS(flavor());
     options.concealment = std::get<1>(GetParam());
@@ -82,12 +87,14 @@ class StreamMemory : public ::testing::TestWithParam<std::tuple<int, int>> {
 INSTANTIATE_TEST_SUITE_P(All, StreamMemory,
                          ::testing::Combine(::testing::Range(0, 4),
                                             ::testing::Values(QUEL_CONCEAL_IMMEDIATE,
-                                                              QUEL_CONCEAL_DEFERRED)));
+                                                              QUEL_CONCEAL_DEFERRED),
+                                            ::testing::Range(0, QUEL_MAX_EFFORT + 1)));
 
 TEST_P(StreamMemory, IsNoMoreThanPromised) {
   const auto enc = encoder_options();
   const auto dec = decoder_options();
-  EXPECT_LE(quel_encoder_size(&enc), (quel_sampling_rate(flavor()) == 16000 ? 28 : 16) * 1024);
+  const int plain = quel_sampling_rate(flavor()) == 16000 ? 28 : 16;
+  EXPECT_LE(quel_encoder_size(&enc), (effort() > 0 ? 96 : plain) * 1024);
   EXPECT_LE(quel_decoder_size(&dec), 14 * 1024);
   // Less than the scratch stack would be no stream at all.
   EXPECT_GT(quel_encoder_size(&enc), 8188);
@@ -108,6 +115,7 @@ TEST_P(StreamMemory, StreamsInTheCallersGiveWhatCreatedOnesGive) {
   EXPECT_EQ(static_cast<void*>(encoder), enc_block.get());
   EXPECT_EQ(static_cast<void*>(decoder), dec_block.get());
   EXPECT_EQ(quel_encoder_flavor(encoder), flavor());
+  EXPECT_EQ(quel_encoder_effort(encoder), effort());
   EXPECT_EQ(quel_decoder_flavor(decoder), flavor());
 
   const Pcm pcm = speech(30);
@@ -205,6 +213,11 @@ TEST(StreamMemoryErrors, OptionsAreCheckedAsByCreate) {
   EXPECT_EQ(quel_decoder_size(&dec), QUEL_ERROR_FLAVOR);
   EXPECT_EQ(quel_encoder_init(block.get(), block.size(), &enc, &encoder), QUEL_ERROR_FLAVOR);
   EXPECT_EQ(quel_decoder_init(block.get(), block.size(), &dec, &decoder), QUEL_ERROR_FLAVOR);
+  enc.flavor = dec.flavor = 1;
+  enc.effort = QUEL_MAX_EFFORT + 1;
+  EXPECT_EQ(quel_encoder_size(&enc), QUEL_ERROR_OPTIONS);
+  EXPECT_EQ(quel_encoder_init(block.get(), block.size(), &enc, &encoder), QUEL_ERROR_OPTIONS);
+  enc.effort = 0;
   enc.size = dec.size = 3;
   EXPECT_EQ(quel_encoder_size(&enc), QUEL_ERROR_OPTIONS);
   EXPECT_EQ(quel_decoder_size(&dec), QUEL_ERROR_OPTIONS);

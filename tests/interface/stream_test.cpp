@@ -193,6 +193,11 @@ TEST(Stream, CreateChecksItsOptionsAndLeavesTheHandle) {
     EXPECT_EQ(quel_decoder_create(&dec, &decoder), QUEL_ERROR_FLAVOR);
   }
   enc.flavor = dec.flavor = 1;
+  for (const int none : {-1, QUEL_MAX_EFFORT + 1}) {
+    enc.effort = none;
+    EXPECT_EQ(quel_encoder_create(&enc, &encoder), QUEL_ERROR_OPTIONS);
+  }
+  enc.effort = 0;
   for (int& reserved : enc.reserved) {
     reserved = 1;
     EXPECT_EQ(quel_encoder_create(&enc, &encoder), QUEL_ERROR_OPTIONS);
@@ -268,6 +273,7 @@ TEST(Stream, NullStreamsAreRefusedOrIgnored) {
   EXPECT_EQ(quel_encoder_reset(nullptr), QUEL_ERROR_ARGUMENT);
   EXPECT_EQ(quel_decoder_reset(nullptr), QUEL_ERROR_ARGUMENT);
   EXPECT_EQ(quel_encoder_flavor(nullptr), QUEL_ERROR_ARGUMENT);
+  EXPECT_EQ(quel_encoder_effort(nullptr), QUEL_ERROR_ARGUMENT);
   EXPECT_EQ(quel_decoder_flavor(nullptr), QUEL_ERROR_ARGUMENT);
   EXPECT_EQ(quel_decoder_max_samples(nullptr), QUEL_ERROR_ARGUMENT);
   EXPECT_EQ(quel_encode(nullptr, pcm.data(), 144, unit.data(), 19), QUEL_ERROR_ARGUMENT);

@@ -123,7 +123,7 @@ TEST(WritePage, TheTableHasEveryResult) {
   EXPECT_THAT(all(text, "id=\"(result[0-9])\""), testing::ElementsAre("result0", "result1"));
   EXPECT_THAT(text, HasSubstr("<td>9.88</td><td>8.77</td>"));
   EXPECT_THAT(text, HasSubstr("<td>&ndash;</td>"));
-  EXPECT_THAT(text, HasSubstr("Flavor 2, 5 kbit/s, 2.5 % lost"));
+  EXPECT_THAT(text, HasSubstr("Flavor 2, 5 kbit/s, effort 0, 2.5 % lost"));
   const auto rows = all(text, "(<tr>.*</tr>)");
   ASSERT_EQ(rows.size(), 3u);
   const auto cells = [](const std::string& row) { return all(row, "(<t[hd][ >])").size(); };

@@ -58,6 +58,21 @@ TEST_F(EvalReportTest, EveryFlavorAtEveryLossRateInOrder) {
   EXPECT_NEAR(figures(report.results[6]).bit_rate, 16000.0, 1e-6);
 }
 
+TEST_F(EvalReportTest, EveryEffortInOrder) {
+  EvalSettings settings;
+  settings.input = speech(8000);
+  settings.flavors = {1, 3};
+  settings.efforts = {0, 2};
+  settings.losses = {0.0, 20.0};
+  const EvalReport report = evaluate(settings);
+  ASSERT_EQ(report.results.size(), 8u);
+  for (std::size_t i = 0; i < 8; ++i) {
+    EXPECT_EQ(report.results[i].flavor, i < 4 ? 1 : 3);
+    EXPECT_EQ(report.results[i].effort, i / 2 % 2 == 0 ? 0 : 2);
+    EXPECT_EQ(report.results[i].loss_percent, i % 2 == 0 ? 0.0 : 20.0);
+  }
+}
+
 TEST_F(EvalReportTest, TheFiguresAreThoseOfTheirOwnRoutines) {
   EvalSettings settings;
   settings.input = speech(16000);
@@ -143,6 +158,7 @@ EvalReport made_up() {
   report.seconds = 1.5;
   EvalResult result;
   result.flavor = 1;
+  result.effort = 2;
   result.loss_percent = 2.5;
   result.trial.figures = SnrFigures{HUGE_VAL, 12.25, 50};
   result.trial.bytes = 1900;
@@ -163,6 +179,7 @@ TEST(JsonReport, IsThisText) {
   const std::string result = R"({
       "flavor": 1,
       "name": "8.5",
+      "effort": 2,
       "sampling_rate": 8000,
       "loss_percent": 2.5,
       "frames": 100,
@@ -195,7 +212,7 @@ TEST(TextTable, HasAColumnForEachFigure) {
   std::istringstream text(line);
   std::vector<std::string> words;
   for (std::string word; text >> word;) words.push_back(word);
-  EXPECT_THAT(words, ElementsAre("1", "8.5", "2.5", "%", "3/100", "8686", "-", "12.25", "9.50",
+  EXPECT_THAT(words, ElementsAre("1", "8.5", "2", "2.5", "%", "3/100", "8686", "-", "12.25", "9.50",
                                  "8.12", "4.75", "0.875", "0.750", "4", "-"));
 }
 

@@ -130,8 +130,8 @@ TEST(TryCodec, CountsWhatItCodes) {
     SCOPED_TRACE(flavor);
     const auto pcm = test::loud_speech(4000, 2, flavor == 3 ? 16000.0 : 8000.0);
     Summary summary;
-    summary.add(try_codec(flavor, pcm, {}));
-    summary.add(try_codec(flavor, Pcm(4000), {}));
+    summary.add(try_codec(flavor, 0, pcm, {}));
+    summary.add(try_codec(flavor, 0, Pcm(4000), {}));
     EXPECT_EQ(summary.files(), 1);  // silence has no ratio
     EXPECT_NEAR(summary.bit_rate(), nominal[flavor], 1e-6);
     EXPECT_EQ(summary.total().lost, 0u);
@@ -144,8 +144,8 @@ TEST(TryCodec, LossesCostQuality) {
   for (int flavor = 0; flavor < 4; ++flavor) {
     SCOPED_TRACE(flavor);
     const auto pcm = test::loud_speech(16000, 3, flavor == 3 ? 16000.0 : 8000.0);
-    const Trial clean = try_codec(flavor, pcm, {});
-    const Trial lossy = try_codec(flavor, pcm, {Concealment::immediate, 20.0, 1});
+    const Trial clean = try_codec(flavor, 0, pcm, {});
+    const Trial lossy = try_codec(flavor, 0, pcm, {Concealment::immediate, 20.0, 1});
     EXPECT_EQ(lossy.frames, clean.frames);
     EXPECT_EQ(lossy.bytes, clean.bytes);
     EXPECT_GT(lossy.lost, 0u);
@@ -154,7 +154,7 @@ TEST(TryCodec, LossesCostQuality) {
 }
 
 TEST(TryCodec, NothingToCode) {
-  const Trial trial = try_codec(0, {}, {});
+  const Trial trial = try_codec(0, 0, {}, {});
   EXPECT_EQ(trial.bytes, 0u);
   EXPECT_FALSE(trial.figures);
 }
