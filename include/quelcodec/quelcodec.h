@@ -1,10 +1,11 @@
 /** @file
  * quelcodec: speech coding at 5, 6.5, 8.5 (8 kHz) and 16 kbit/s (16 kHz).
  *
- * Two interfaces in one library:
+ * Three interfaces in one library:
  *
  *  - Streams (quel_...): as many encoders and decoders as you like, on any number of threads. Use
  *    these in your own programs.
+ *  - Receivers (quel_receiver_...): packets from a network in, sound for a sound card out.
  *  - The plug-in functions (SetFlavor, InitEncoder, Encode, ...): one encoder and one decoder per
  *    process, as media hosts load them. One thread at a time.
  *
@@ -339,6 +340,113 @@ typedef struct quel_decoder_counts {
 /** Fills in `counts`. Flavor 2 counts a frame when it is given, one frame before it is heard.
  *  Errors: ARGUMENT; OPTIONS for a size that no version had. */
 int quel_decoder_statistics(const quel_decoder* decoder, quel_decoder_counts* counts);
+
+/* ---- Receivers -------------------------------------------------------------------------------
+ *
+ * A receiver stands between a network and a sound card. Push each packet when it comes, in whatever
+ * order and however late, and pull exactly as many samples as the card asks for, whenever it asks.
+ * It decodes, makes up for what is missing, and keeps sound waiting for as long as the network's
+ * delays vary, no longer: it shortens and lengthens the wait by a few milliseconds at a time, in
+ * pauses or where speech repeats itself. Clocks of sender and card that differ are made up for in
+ * the same way.
+ *
+ * A receiver has no clock and no thread of its own: it lives by the samples that are pulled. Calls
+ * to one receiver must not run at once, so a program that pushes and pulls on two threads needs a
+ * lock around both. Memory, copies and destruction are as with other streams.
+ *
+ * The numbers are those of RTP (RFC 3550, section 5.1), and what counts as the same stream, as lost
+ * and as jitter follows its appendix A. Any transport that counts packets and samples will do.
+ */
+
+typedef struct quel_receiver quel_receiver; /**< made by quel_receiver_create or _init */
+
+/** Set by QUEL_RECEIVER_OPTIONS. */
+typedef struct quel_receiver_options {
+  size_t size;     /**< sizeof(quel_receiver_options) */
+  int flavor;      /**< QUEL_FLAVOR_...; kept for the receiver's life */
+  int least_delay; /**< ms that sound waits at least, 0..1000 */
+  int most_delay;  /**< ms that it waits at most, least_delay..1000; the same number for a wait that
+                        does not follow the network */
+  int reserved[1]; /**< 0 */
+} quel_receiver_options;
+
+/** Initialises a quel_receiver_options: a wait of 0 to 400 ms. */
+#define QUEL_RECEIVER_OPTIONS(flavor)                  \
+  {                                                    \
+    sizeof(quel_receiver_options), (flavor), 0, 400, { \
+      0                                                \
+    }                                                  \
+  }
+
+/** Bytes that a receiver with these options takes, at most 48 KiB with the delays of
+ *  QUEL_RECEIVER_OPTIONS. Errors: ARGUMENT, OPTIONS, FLAVOR. */
+int quel_receiver_size(const quel_receiver_options* options);
+/** Makes a receiver in the caller's memory, as quel_encoder_init. */
+int quel_receiver_init(void* memory, size_t bytes, const quel_receiver_options* options,
+                       quel_receiver** receiver);
+/** Creates a receiver, as quel_encoder_create. Errors: ARGUMENT, OPTIONS, FLAVOR, MEMORY. */
+int quel_receiver_create(const quel_receiver_options* options, quel_receiver** receiver);
+/** Destroys a receiver, as quel_encoder_destroy. */
+void quel_receiver_destroy(quel_receiver* receiver);
+/** Back to the state after create, as for another call. Error: ARGUMENT. */
+int quel_receiver_reset(quel_receiver* receiver);
+
+/** Hands over a packet that has come.
+ *
+ *  sequence   number of the packet, one more with each that is sent; the lowest 16 bits count
+ *  timestamp  of the packet's first sample: samples at the flavor's rate, from any start, going on
+ *             through sound that is not sent. Wraps at 32 bits
+ *  came       when it came: microseconds of a clock that does not jump, from any start. Only the
+ *             jitter estimate and the judgement of leaps in `timestamp` look at it
+ *  units      [0..bytes-1] coded units, one behind the other
+ *  bytes      whole units, at least one and at most a second of them
+ *
+ *  Packets may come late, early, twice, in any order and not at all, with any numbers: a packet
+ * that does not fit is counted and thrown away, and where two in a row begin another stream, as
+ * after a restart of the sender, the receiver follows that one, from the second packet on. QUEL_OK
+ * whatever becomes of the packet; quel_receiver_statistics tells. Errors: ARGUMENT, LENGTH. */
+int quel_receiver_push(quel_receiver* receiver, uint32_t sequence, uint32_t timestamp,
+                       uint64_t came, const uint8_t* units, size_t bytes);
+
+/** Takes the samples that are to be played next: silence until the first packet has come and
+ * waited.
+ *
+ *  pcm      [0..samples-1] written
+ *  samples  any number, none included
+ *
+ *  QUEL_OK. Error: ARGUMENT. */
+int quel_receiver_pull(quel_receiver* receiver, int16_t* pcm, size_t samples);
+/** The same to samples of -1..1: the 16-bit ones divided by 32768, which is exact. */
+int quel_receiver_pull_float(quel_receiver* receiver, float* pcm, size_t samples);
+
+/** What became of packets and sound since the receiver was made or reset. The struct may grow at
+ * its end. A packet counts as one of received, duplicated or stray. */
+typedef struct quel_receiver_counts {
+  size_t size;         /**< sizeof(quel_receiver_counts) */
+  uint64_t received;   /**< packets that came, each once */
+  uint64_t duplicated; /**< packets that had come before */
+  uint64_t stray;      /**< packets whose numbers fit no stream */
+  uint64_t late;       /**< packets of those received of which a unit came too late to be heard */
+  uint64_t lost;       /**< packets that should have come by now and have not */
+  uint64_t restarts;   /**< times that another stream took the place of the one before */
+  uint64_t decoded;    /**< units heard */
+  uint64_t concealed;  /**< units made up because nothing had come in time */
+  uint64_t unsent;     /**< units made up that the sender had left out */
+  uint64_t dropped;    /**< units that came in time and were left out, to catch up */
+  uint64_t inserted;   /**< samples put in to lengthen the wait, those of concealed units aside */
+  uint64_t removed;    /**< samples taken out to shorten it, those of dropped units aside */
+  uint64_t delay;      /**< wait now, samples: what a packet that comes as fast as the fastest of
+                            late waits before it is heard */
+  uint64_t target;     /**< wait that the network asks for, samples */
+  uint64_t jitter;     /**< interarrival jitter of RFC 3550, section 6.4.1, samples */
+} quel_receiver_counts;
+
+/** Initialises a quel_receiver_counts. */
+#define QUEL_RECEIVER_COUNTS \
+  { sizeof(quel_receiver_counts), 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0 }
+
+/** Fills in `counts`. Errors: ARGUMENT; OPTIONS for a size that no version had. */
+int quel_receiver_statistics(const quel_receiver* receiver, quel_receiver_counts* counts);
 
 /* ---- Frames, to look into --------------------------------------------------------------------
  *

@@ -1,13 +1,10 @@
-#include <algorithm>
 #include <cstddef>
-#include <cstdint>
-#include <cstring>
-#include <iterator>
 #include <memory>
 #include <type_traits>
 
 #include "bitstream/flavor.h"
 #include "interface/frame_driver.h"
+#include "interface/stream_options.h"
 #include "interface/stream_state.h"
 #include "quelcodec/quelcodec.h"
 
@@ -46,31 +43,6 @@ DecoderParts parts_of(quel_decoder& stream) {
 
 namespace {
 
-// Size of the first version of either struct: two ints.
-constexpr std::size_t oldest_options = sizeof(std::size_t) + 2 * sizeof(int);
-// Longer than either will ever be: a size that nobody set must not have memory read without end.
-constexpr std::size_t greatest_options = 4096;
-
-// Takes the caller's options, which may be older (shorter) or newer (longer) than ours. What an
-// older caller does not know keeps its default in `known`; what we do not know must be zero.
-// Structs grow by pairs of ints, so that none has padding for a member added later to hide in.
-template <typename Options>
-bool take_options(const Options* given, Options& known) {
-  static_assert(std::has_unique_object_representations_v<Options>);
-  static_assert(sizeof(Options) >= oldest_options &&
-                (sizeof(Options) - oldest_options) % (2 * sizeof(int)) == 0);
-  std::size_t size = 0;
-  std::memcpy(&size, given, sizeof size);
-  if (size < oldest_options || size > greatest_options) return false;
-  std::memcpy(&known, given, std::min(size, sizeof known));
-  const auto* bytes = reinterpret_cast<const unsigned char*>(given);
-  for (std::size_t i = sizeof known; i < size; ++i) {
-    if (bytes[i] != 0) return false;
-  }
-  return std::all_of(std::begin(known.reserved), std::end(known.reserved),
-                     [](int value) { return value == 0; });
-}
-
 // What the caller asks of an encoder: QUEL_OK with it in `known`, or an error.
 int take(const quel_encoder_options* options, quel_encoder_options& known) {
   if (options == nullptr) return QUEL_ERROR_ARGUMENT;
@@ -85,13 +57,6 @@ int take(const quel_decoder_options* options, quel_decoder_options& known) {
   if (find_flavor(known.flavor) == nullptr) return QUEL_ERROR_FLAVOR;
   const bool immediate = known.concealment == QUEL_CONCEAL_IMMEDIATE;
   return immediate || known.concealment == QUEL_CONCEAL_DEFERRED ? QUEL_OK : QUEL_ERROR_OPTIONS;
-}
-
-int check_memory(const void* memory, std::size_t bytes, int wanted) {
-  if (reinterpret_cast<std::uintptr_t>(memory) % alignof(std::max_align_t) != 0) {
-    return QUEL_ERROR_ALIGNMENT;
-  }
-  return bytes < static_cast<std::size_t>(wanted) ? QUEL_ERROR_MEMORY : QUEL_OK;
 }
 
 // In place: a temporary of all that state would be most of the stack that a stream needs.

@@ -4,6 +4,7 @@
 #include <new>
 #include <type_traits>
 
+#include "interface/receiver_state.h"
 #include "interface/stream_state.h"
 #include "quelcodec/quelcodec.h"
 
@@ -52,4 +53,12 @@ int quel_decoder_create(const quel_decoder_options* options, quel_decoder** deco
 
 void quel_decoder_destroy(quel_decoder* decoder) {
   quel::destroy(decoder);
+}
+
+int quel_receiver_create(const quel_receiver_options* options, quel_receiver** receiver) {
+  return quel::create(quel_receiver_size, quel_receiver_init, options, receiver);
+}
+
+void quel_receiver_destroy(quel_receiver* receiver) {
+  quel::destroy(receiver);
 }
