@@ -6,8 +6,7 @@
 namespace quel::tools {
 namespace {
 
-/// Per second at 8 kHz twenty: what comes through a pipe is heard soon.
-constexpr std::size_t block_samples = 400;
+constexpr std::size_t block_samples = 4096;
 
 }  // namespace
 
@@ -17,27 +16,16 @@ std::int16_t to_pcm(float x) {
 }
 
 AudioReader::AudioReader(const std::string& path, int rate, const AudioOptions& options)
-    : own_(std::make_unique<AudioSource>(path, options)),
-      source_(*own_),
-      resampler_(source_.rate(), rate),
-      gain_(1.0f),
-      mono_(block_samples) {}
+    : source_(path, options), resampler_(source_.rate(), rate), mono_(block_samples) {}
 
-AudioReader::AudioReader(AudioSource& source, int rate, double gain_db)
-    : source_(source),
-      resampler_(source_.rate(), rate),
-      gain_(static_cast<float>(std::pow(10.0, gain_db / 20.0))),
-      mono_(block_samples) {}
-
-// Reads a block, or, where the sound has ended, takes what the resampler still holds.
+// Reads what there is of a block, or, where the sound has ended, takes what the resampler still
+// holds.
 void AudioReader::read_block() {
   ready_.erase(ready_.begin(), ready_.begin() + static_cast<std::ptrdiff_t>(used_));
   used_ = 0;
   const std::size_t got = source_.read(mono_);
-  const std::span<float> block = std::span(mono_).first(got);
-  for (float& x : block) x *= gain_;
-  resampler_.process(block, ready_);
-  if (got == mono_.size()) return;
+  resampler_.process(std::span(mono_).first(got), ready_);
+  if (got > 0) return;
   resampler_.finish(ready_);
   ended_ = true;
 }

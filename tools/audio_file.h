@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <span>
 #include <string>
 #include <vector>
@@ -26,13 +25,6 @@ class AudioReader {
   /// Throws as AudioSource does.
   AudioReader(const std::string& path, int rate, const AudioOptions& options = {});
 
-  /// source   outlives the reader; nobody else reads from it
-  /// gain_db  added to the level
-  AudioReader(AudioSource& source, int rate, double gain_db);
-
-  AudioReader(const AudioReader&) = delete;
-  AudioReader& operator=(const AudioReader&) = delete;
-
   /// Fills `pcm` from its start and returns how many samples it got; fewer than asked only at the
   /// end. Throws FileError where the file is damaged.
   std::size_t read(std::span<std::int16_t> pcm);
@@ -43,10 +35,8 @@ class AudioReader {
  private:
   void read_block();
 
-  std::unique_ptr<AudioSource> own_;
-  AudioSource& source_;
+  AudioSource source_;
   Resampler resampler_;
-  float gain_;
   bool ended_ = false;
   std::vector<float> mono_, ready_;  // ready_[used_..] waits to be read
   std::size_t used_ = 0;

@@ -14,7 +14,9 @@
 #include <exception>
 #include <vector>
 
+#include "tools/bare_pipe.h"
 #include "tools/file_error.h"
+#include "tools/ogg_head.h"
 #include "tools/sound_length.h"
 #include "tools/sound_library.h"
 #include "tools/wav_pipe.h"
@@ -25,8 +27,6 @@ namespace {
 constexpr std::size_t block_frames = 4096;
 constexpr int lowest_rate = 1000;
 constexpr int highest_rate = 1000000;
-/// Tells libsndfile of a length that no pipe reaches.
-constexpr std::uint64_t endless = std::uint64_t{1} << 60;
 
 /// "System error." -> "System error"
 std::string without_stop(std::string text) {
@@ -36,38 +36,6 @@ std::string without_stop(std::string text) {
 
 struct CloseSound {
   void operator()(SNDFILE* file) const { sf_close(file); }
-};
-
-/// Bare samples out of a pipe, as libsndfile wants its own input: what it asks for beside reading
-/// it needs only to find its bearings at the start.
-struct BarePipe {
-  PipeInput* input;
-  std::uint64_t length;
-  std::uint64_t position = 0;
-  std::exception_ptr error;
-
-  static sf_count_t get_length(void* self) {
-    return static_cast<sf_count_t>(static_cast<BarePipe*>(self)->length);
-  }
-  static sf_count_t seek(sf_count_t, int, void* self) { return tell(self); }
-  static sf_count_t tell(void* self) {
-    return static_cast<sf_count_t>(static_cast<BarePipe*>(self)->position);
-  }
-  static sf_count_t write(const void*, sf_count_t, void*) { return 0; }
-  // No exception may cross libsndfile.
-  static sf_count_t read(void* bytes, sf_count_t count, void* self) {
-    auto& pipe = *static_cast<BarePipe*>(self);
-    try {
-      const auto asked = std::min(static_cast<std::uint64_t>(count), pipe.length - pipe.position);
-      const std::size_t got =
-          pipe.input->read(static_cast<std::uint8_t*>(bytes), static_cast<std::size_t>(asked));
-      pipe.position += got;
-      return static_cast<sf_count_t>(got);
-    } catch (...) {
-      pipe.error = std::current_exception();
-      return 0;
-    }
-  }
 };
 
 }  // namespace
@@ -85,6 +53,7 @@ struct AudioSource::Impl {
   std::optional<std::uint64_t> frames;
   std::uint64_t frames_read = 0;
   bool cut = false;
+  bool ended = false;
   std::vector<float> interleaved;
 
   ~Impl() {
@@ -99,7 +68,9 @@ struct AudioSource::Impl {
   void open_pipe();
   void open_bare(const WavStreamFormat& format);
   int spool();
-  std::size_t read_block(float* mono, std::size_t count);
+  void refuse_coded(int own) const;
+  bool is_flac() const { return (info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_FLAC; }
+  std::size_t read_frames(float* joint, std::size_t count);
   void join_channels(const float* joint, float* mono, std::size_t count) const;
   void look_for_cut();
 };
@@ -154,6 +125,12 @@ int AudioSource::Impl::duplicate(int other) const {
 // Its own descriptor: where the library refuses a file it closes what it was given, whatever it is
 // told, and the number may stand for another thread's file by the time this one closes it again.
 void AudioSource::Impl::open_file(int own) {
+  try {
+    refuse_coded(own);
+  } catch (...) {
+    close(own);
+    throw;
+  }
   file.reset(open_sound([&] { return sf_open_fd(own, SFM_READ, &info, /*close_desc=*/SF_TRUE); },
                         refusal));
   if (!file) return;
@@ -162,11 +139,22 @@ void AudioSource::Impl::open_file(int own) {
   frames = static_cast<std::uint64_t>(std::max<sf_count_t>(0, info.frames));
 }
 
+// The library would take the samples of a coded file for nothing that it knows, or for worse.
+void AudioSource::Impl::refuse_coded(int own) const {
+  std::array<std::uint8_t, 64> start{};
+  constexpr std::size_t page_head = 28;  // of an Ogg page with one packet of less than 255 bytes
+  const ssize_t got = options.raw_rate > 0 ? 0 : pread(own, start.data(), start.size(), 0);
+  if (got > static_cast<ssize_t>(page_head) &&
+      looks_like_head(std::span(start).first(static_cast<std::size_t>(got)).subspan(page_head))) {
+    throw FileError(shown(), "is coded already; quel decode makes sound of it");
+  }
+}
+
 void AudioSource::Impl::open_pipe() {
   frames.reset();
   pipe.emplace(descriptor, shown());
   if (options.raw_rate > 0) {
-    open_bare({SF_FORMAT_PCM_16, options.raw_rate, options.raw_channels, {}});
+    open_bare({SF_FORMAT_PCM_16, options.raw_rate, options.raw_channels, {}, 2});
   } else if (const auto format = read_wav_header(*pipe)) {
     info.format = SF_FORMAT_RAW | format->subtype | SF_ENDIAN_LITTLE;
     open_bare(*format);
@@ -178,9 +166,13 @@ void AudioSource::Impl::open_pipe() {
 void AudioSource::Impl::open_bare(const WavStreamFormat& format) {
   info.samplerate = format.rate;
   info.channels = format.channels;
-  SF_VIRTUAL_IO io{BarePipe::get_length, BarePipe::seek, BarePipe::read, BarePipe::write,
-                   BarePipe::tell};
-  bare = {&*pipe, format.bytes.value_or(endless), 0, {}};
+  const auto frame_bytes = static_cast<std::uint64_t>(format.sample_bytes * format.channels);
+  bare = {&*pipe,
+          format.bytes.value_or(BarePipe::endless),
+          std::max<std::uint64_t>(1, frame_bytes),
+          0,
+          {}};
+  SF_VIRTUAL_IO io = BarePipe::functions();
   file.reset(open_sound([&] { return sf_open_virtual(&io, SFM_READ, &info, &bare); }, refusal));
   if (file && format.bytes) frames = static_cast<std::uint64_t>(info.frames);
 }
@@ -204,21 +196,26 @@ int AudioSource::Impl::spool() {
   return duplicate(fileno(spooled.get()));
 }
 
-std::size_t AudioSource::Impl::read_block(float* mono, std::size_t count) {
-  const auto channels = static_cast<std::size_t>(info.channels);
-  if (channels > 1) interleaved.resize(count * channels);
-  float* const read = channels > 1 ? interleaved.data() : mono;
+// What is there of so many frames, at least one of them, or none at the end.
+std::size_t AudioSource::Impl::read_frames(float* joint, std::size_t count) {
+  if (ended) return 0;
   const auto got = static_cast<std::size_t>(
-      std::max<sf_count_t>(0, sf_readf_float(file.get(), read, static_cast<sf_count_t>(count))));
+      std::max<sf_count_t>(0, sf_readf_float(file.get(), joint, static_cast<sf_count_t>(count))));
   if (bare.error) std::rethrow_exception(bare.error);
+  frames_read += got;
   // The next call would forget it.
   if (got < count && sf_error(file.get()) != SF_ERR_NO_ERROR) {
-    throw FileError(shown(), "damaged (" + without_stop(sf_strerror(file.get())) + ")");
+    // A frame of FLAC that is not whole: what came before it is sound, what comes after it would
+    // lie in the wrong place.
+    if (!is_flac()) {
+      throw FileError(shown(), "damaged (" + without_stop(sf_strerror(file.get())) + ")");
+    }
+    cut = ended = true;
   }
-  frames_read += got;
-  if (got < count) look_for_cut();
-  if (channels > 1) join_channels(read, mono, got);
-  for (std::size_t n = 0; n < got; ++n) mono[n] = std::isfinite(mono[n]) ? mono[n] : 0.0f;
+  if (got == 0) ended = true;
+  if (ended) look_for_cut();
+  const std::size_t samples = got * static_cast<std::size_t>(info.channels);
+  for (std::size_t n = 0; n < samples; ++n) joint[n] = std::isfinite(joint[n]) ? joint[n] : 0.0f;
   return got;
 }
 
@@ -235,9 +232,8 @@ void AudioSource::Impl::join_channels(const float* joint, float* mono, std::size
 
 // At the end. What other formats say of their length beforehand may be an estimate.
 void AudioSource::Impl::look_for_cut() {
-  const bool in_pipe = pipe && bare.length < endless && bare.position < bare.length;
-  const bool flac = (info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_FLAC;
-  cut = cut || in_pipe || (flac && frames && frames_read < *frames);
+  const bool in_pipe = pipe && bare.length < BarePipe::endless && bare.position < bare.length;
+  cut = cut || in_pipe || (is_flac() && frames && frames_read < *frames);
 }
 
 AudioSource::AudioSource(const std::string& path, const AudioOptions& options)
@@ -266,14 +262,13 @@ bool AudioSource::cut_short() const {
 }
 
 std::size_t AudioSource::read(std::span<float> mono) {
-  std::size_t done = 0;
-  while (done < mono.size()) {
-    const std::size_t count = std::min(block_frames, mono.size() - done);
-    const std::size_t got = impl_->read_block(mono.data() + done, count);
-    if (got == 0) break;
-    done += got;
-  }
-  return done;
+  const std::size_t count = std::min(block_frames, mono.size());
+  const auto channels = static_cast<std::size_t>(impl_->info.channels);
+  if (channels == 1) return impl_->read_frames(mono.data(), count);
+  impl_->interleaved.resize(count * channels);
+  const std::size_t got = impl_->read_frames(impl_->interleaved.data(), count);
+  impl_->join_channels(impl_->interleaved.data(), mono.data(), got);
+  return got;
 }
 
 }  // namespace quel::tools

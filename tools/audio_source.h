@@ -38,9 +38,10 @@ class AudioSource {
   /// Length in samples as far as it is known beforehand; for display only.
   std::optional<std::uint64_t> frames() const;
 
-  /// Fills `mono` from its start, full scale 1, and returns how many samples it got; fewer than
-  /// asked only at the end. Samples that are not finite count as 0. Throws FileError where the file
-  /// is damaged.
+  /// Fills the start of `mono` with what is there, full scale 1, waiting for at least one sample,
+  /// and returns how many it got: 0 only at the end, or where `mono` is empty. Samples that are not
+  /// finite count as 0. Throws FileError where the file is damaged; of a FLAC file, what lies ahead
+  /// of the damage is all that there is.
   std::size_t read(std::span<float> mono);
 
   /// Once read() has come to the end: whether the header promised more. WAV, RF64, AIFF and FLAC

@@ -16,13 +16,16 @@
 #include "tools/file_error.h"
 #include "tools/ogg_report.h"
 #include "tools/ogg_source.h"
-#include "tools/ogg_writer.h"
 #include "tools/raw_units.h"
 #include "tools/resampler.h"
+#include "tools/sound_encoder.h"
 #include "tools/text.h"
 
 namespace quel::tools {
 namespace {
+
+/// Twenty a second at 8 kHz, where a file gives any number at once.
+constexpr std::size_t block_samples = 400;
 
 /// Passes every tenth of a second of sound on to a meter.
 class Pace {
@@ -41,41 +44,6 @@ class Pace {
   const Meter& meter_;
   std::uint64_t step_;
   std::uint64_t next_ = step_;
-};
-
-/// Units to the output, as a file or bare.
-class UnitWriter {
- public:
-  UnitWriter(const EncodeSettings& settings, const OggHead& head, OutputFile& output)
-      : output_(output) {
-    if (settings.raw) return;
-    OggWriterOptions options;
-    options.packet_ms = settings.packet_ms;
-    options.page_ms = settings.page_ms;
-    // Flushed, so that whatever befalls this program a file can be read up to here.
-    const auto sink = [this](std::span<const std::uint8_t> page) {
-      output_.write(page);
-      output_.flush();
-    };
-    ogg_ = std::make_unique<OggWriter>(sink, head, settings.tags, options);
-  }
-
-  void write(std::span<const std::uint8_t> unit) {
-    if (ogg_) {
-      ogg_->write(unit);
-    } else {
-      output_.write(unit);
-    }
-  }
-
-  void finish(std::uint64_t samples) {
-    if (ogg_) ogg_->finish(samples);
-    output_.commit();
-  }
-
- private:
-  OutputFile& output_;
-  std::unique_ptr<OggWriter> ogg_;
 };
 
 std::optional<double> share_of(std::uint64_t done, std::optional<std::uint64_t> whole) {
@@ -175,45 +143,30 @@ class Part {
 
 }  // namespace
 
-int default_flavor(int input_rate) {
-  return input_rate >= quel_sampling_rate(QUEL_FLAVOR_16K) ? QUEL_FLAVOR_16K : QUEL_FLAVOR_8K5;
-}
-
-int default_effort(int flavor) {
-  constexpr int of_flavor[] = {0, 0, 0, 0};
-  return of_flavor[flavor];
-}
-
 JobResult encode_sound(const EncodeSettings& settings, const std::string& input, OutputFile& output,
                        const Meter& meter) {
   AudioSource source(input, settings.audio);
-  const int flavor = settings.flavor.value_or(default_flavor(source.rate()));
-  const int rate = check(quel_sampling_rate(flavor));
-  AudioReader reader(source, rate, settings.gain_db);
-  const OggHead head = make_head(flavor, static_cast<std::uint32_t>(source.rate()));
-  UnitWriter writer(settings, head, output);
-  Encoder encoder(encoder_options(flavor, settings.effort.value_or(default_effort(flavor))));
-  Pace pace(meter, rate);
-  std::optional<std::uint64_t> whole = source.frames();
-  if (whole) whole = resampled_length(*whole, source.rate(), rate);
-
-  std::vector<std::int16_t> pcm(encoder.samples_per_unit());
-  std::vector<std::uint8_t> unit(encoder.bytes_per_unit());
-  JobResult result;
-  for (std::uint64_t units = 0;; ++units) {
-    const std::size_t count = reader.read(pcm);
-    result.samples += count;
-    // Past the end, silence pushes the last samples through the delay.
-    if (count < pcm.size() && units >= unit_count(head, result.samples)) break;
-    std::fill(pcm.begin() + static_cast<std::ptrdiff_t>(count), pcm.end(), std::int16_t{0});
-    encoder.encode(pcm, unit);
-    writer.write(unit);
-    pace.at(result.samples, [&] { return share_of(result.samples, whole); });
+  SoundEncoder encoder(settings, source.rate(), output);
+  Pace pace(meter, source.rate());
+  std::vector<float> mono(block_samples);
+  std::uint64_t read = 0;
+  while (const std::size_t got = source.read(mono)) {
+    read += got;
+    encoder.write(std::span(mono).first(got));
+    pace.at(read, [&] { return share_of(read, source.frames()); });
   }
-  writer.finish(result.samples);
-  result.seconds = static_cast<double>(result.samples) / rate;
+  encoder.finish();
+
+  JobResult result;
+  result.samples = encoder.samples();
+  result.seconds = static_cast<double>(result.samples) / encoder.rate();
   result.damaged = source.cut_short();
-  if (result.damaged) result.notes.push_back("cut short: coded " + fixed(result.seconds, 3) + " s");
+  if (result.damaged) {
+    const std::uint64_t whole = source.frames().value_or(0);
+    const double seconds = static_cast<double>(whole) / source.rate();
+    result.notes.push_back("cut short: coded " + fixed(result.seconds, 3) + " s" +
+                           (whole > read ? " of " + fixed(seconds, 3) + " s" : ""));
+  }
   return result;
 }
 
@@ -250,6 +203,7 @@ JobResult decode_sound(const DecodeSettings& settings, const std::string& input,
     const auto pcm = decoder.next();
     if (pcm.empty()) break;
     sound.write(part.of(pcm));
+    if (output.live()) output.flush();
     pace.at(decoder.samples(), [&]() -> std::optional<double> {
       if (!part.whole()) return std::nullopt;
       return share_of(raw != nullptr ? raw->bytes_read() : reader.report().bytes, bytes);

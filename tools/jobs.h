@@ -6,11 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "tools/audio_source.h"
 #include "tools/loss.h"
 #include "tools/ogg_decoder.h"
-#include "tools/ogg_tags.h"
 #include "tools/output_file.h"
+#include "tools/sound_encoder.h"
 #include "tools/sound_writer.h"
 
 namespace quel::tools {
@@ -27,23 +26,6 @@ struct JobResult {
   std::vector<std::string> notes;  ///< for the user, without the input's name
   bool damaged = false;            ///< the input is not whole; the output holds what there is
 };
-
-struct EncodeSettings {
-  std::optional<int> flavor;  ///< 0..3; by default from the input's rate, default_flavor()
-  std::optional<int> effort;  ///< 0..QUEL_MAX_EFFORT; by default the flavor's, default_effort()
-  AudioOptions audio;
-  double gain_db = 0.0;
-  OggTags tags = make_tags();
-  int packet_ms = 240;  ///< 1..10000
-  int page_ms = 2000;   ///< 1..60000
-  bool raw = false;     ///< bare coded units
-};
-
-/// 3 for inputs of 16 kHz and above, else 1.
-int default_flavor(int input_rate);
-
-/// The effort with which files of a flavor are coded unless the user says otherwise.
-int default_effort(int flavor);
 
 /// Codes a sound and commits the output.
 ///

@@ -108,6 +108,7 @@ void OutputFile::open_standard_output(const std::string& input) {
   if (regular && stat_input(input, read) && is_one_file(read, status)) {
     throw FileError(name_, "is the input; the output needs another name");
   }
+  live_ = !regular;
   const bool appends = (fcntl(STDOUT_FILENO, F_GETFL) & O_APPEND) != 0;
   start_ = regular && !appends ? std::ftell(stdout) : -1;
   seekable_ = start_ >= 0;

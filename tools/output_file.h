@@ -46,6 +46,9 @@ class OutputFile {
   /// Whether written bytes can be replaced: not in pipes.
   bool seekable() const { return seekable_; }
 
+  /// Whether somebody may be waiting at the other end for what was written: of pipes and devices.
+  bool live() const { return live_; }
+
   /// Appends. Throws FileError.
   void write(std::span<const std::uint8_t> bytes);
 
@@ -93,6 +96,7 @@ class OutputFile {
   std::filesystem::path part_;
   bool force_;
   bool seekable_ = true;
+  bool live_ = false;
   long start_ = 0;  // where the output begins in what the shell opened
   bool held_back_ = false;
   bool begun_ = false;  // NAME.part is ours to fill and to remove

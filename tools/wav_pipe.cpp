@@ -48,8 +48,7 @@ class HeaderReader {
       if (text(at) == "data") {
         if (format.subtype == 0) return {};
         const bool in_ds64 = wide && size == 0xffffffffu;
-        // Nothing between the header and further chunks: really empty.
-        const bool empty = size == 0 && riff_bytes < 0x7fff0000u && riff_bytes > at;
+        const bool empty = size == 0 && chunk_follows(riff_bytes + 8);
         format.bytes = empty ? 0 : in_ds64 ? known_wide_bytes(wide_bytes) : known_bytes(size);
         return format;
       }
@@ -72,6 +71,22 @@ class HeaderReader {
     return got == count;
   }
 
+  // Behind the header of an empty chunk: whether the file has a further one, and not samples whose
+  // length was never put in. What is looked at comes again.
+  bool chunk_follows(std::uint64_t file_bytes) {
+    const std::size_t at = seen_.size();
+    if (!known_bytes(file_bytes - 8) || file_bytes <= at) return false;
+    const bool there = take(8);
+    const auto name = std::string_view(reinterpret_cast<const char*>(seen_.data()) + at, 4);
+    const bool chunk =
+        there &&
+        std::all_of(name.begin(), name.end(), [](char c) { return c >= 0x20 && c <= 0x7e; }) &&
+        at + 8 + number(seen_.data() + at + 4, 4) <= file_bytes;
+    input_.put_back({seen_.begin() + static_cast<std::ptrdiff_t>(at), seen_.end()});
+    seen_.resize(at);
+    return chunk;
+  }
+
   std::string_view text(std::size_t at) const {
     return {reinterpret_cast<const char*>(&seen_[at]), 4};
   }
@@ -90,6 +105,7 @@ class HeaderReader {
     format.rate = static_cast<int>(std::min<std::uint64_t>(number(body + 4, 4), 0x7fffffff));
     const bool packed = format.channels > 0 && frame_bytes == format.channels * bits / 8;
     format.subtype = packed ? subtype_of(tag, bits) : 0;
+    format.sample_bytes = bits / 8;
   }
 
   PipeInput& input_;
@@ -99,18 +115,27 @@ class HeaderReader {
 }  // namespace
 
 std::size_t PipeInput::read(std::uint8_t* bytes, std::size_t count) {
-  const std::size_t again = std::min(count, waiting_.size() - next_);
-  std::copy_n(waiting_.begin() + static_cast<std::ptrdiff_t>(next_), again, bytes);
-  next_ += again;
-  std::size_t done = again;
+  std::size_t done = 0;
   while (done < count) {
-    const ssize_t got = ::read(descriptor_, bytes + done, count - done);
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) throw FileError(name_, std::strerror(errno));
+    const std::size_t got = read_some(bytes + done, count - done);
     if (got == 0) break;
-    done += static_cast<std::size_t>(got);
+    done += got;
   }
   return done;
+}
+
+std::size_t PipeInput::read_some(std::uint8_t* bytes, std::size_t count) {
+  const std::size_t again = std::min(count, waiting_.size() - next_);
+  if (again > 0 || count == 0) {
+    std::copy_n(waiting_.begin() + static_cast<std::ptrdiff_t>(next_), again, bytes);
+    next_ += again;
+    return again;
+  }
+  for (;;) {
+    const ssize_t got = ::read(descriptor_, bytes, count);
+    if (got >= 0) return static_cast<std::size_t>(got);
+    if (errno != EINTR) throw FileError(name_, std::strerror(errno));
+  }
 }
 
 void PipeInput::put_back(const std::vector<std::uint8_t>& bytes) {

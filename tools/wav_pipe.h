@@ -14,6 +14,7 @@ struct WavStreamFormat {
   int rate = 0;     ///< Hz
   int channels = 0;
   std::optional<std::uint64_t> bytes;  ///< of samples; nothing where only the end will tell
+  int sample_bytes = 0;                ///< of one channel
 };
 
 /// Bytes of a pipe, of which those read last can be read again.
@@ -25,6 +26,10 @@ class PipeInput {
 
   /// Fewer than asked only at the end. Throws FileError.
   std::size_t read(std::uint8_t* bytes, std::size_t count);
+
+  /// What is there, waiting for at least one byte; 0 only at the end, or where none is asked for.
+  /// Throws FileError.
+  std::size_t read_some(std::uint8_t* bytes, std::size_t count);
 
   /// Makes the next reads give these bytes first.
   void put_back(const std::vector<std::uint8_t>& bytes);

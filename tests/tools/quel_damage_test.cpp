@@ -166,7 +166,6 @@ TEST_F(QuelDamage, SoundThatIsCutBeforeItsFirstSampleIsCutShort) {
   }
 }
 
-// Elsewhere than between frames the library speaks of damage.
 TEST_F(QuelDamage, AFlacFileThatEndsBetweenFramesIsCutShort) {
   write_audio(path("in"), SF_FORMAT_FLAC | SF_FORMAT_PCM_16, 8000, 1, loud_speech(12000, 1));
   Bytes bytes = read_bytes(path("in"));
@@ -175,6 +174,55 @@ TEST_F(QuelDamage, AFlacFileThatEndsBetweenFramesIsCutShort) {
   bytes.erase(std::find_end(bytes.begin(), bytes.end(), sync.begin(), sync.end()), bytes.end());
   write_bytes(path("in"), bytes);
   expect_cut("$Q encode in c -f", "quel: in: cut short: coded 1.");
+}
+
+// Whole frames have 4096 samples; what is left of the one that is cut is no sound.
+TEST_F(QuelDamage, AFlacFileThatEndsWithinAFrameIsCodedUpToThatFrame) {
+  const std::vector<std::int16_t> pcm = loud_speech(12000, 1);
+  write_audio(path("in"), SF_FORMAT_FLAC | SF_FORMAT_PCM_16, 8000, 1, pcm);
+  const Bytes whole = read_bytes(path("in"));
+  const Bytes sync = {0xff, 0xf8};
+  const auto last = std::find_end(whole.begin(), whole.end(), sync.begin(), sync.end());
+  write_audio(path("start.wav"), wav16, 8000, 1,
+              std::vector<std::int16_t>(pcm.begin(), pcm.begin() + 8192));
+  ASSERT_EQ(shell("$Q encode start.wav start").err, "");
+  for (const std::ptrdiff_t more : {1, 7, 100, 1000}) {
+    SCOPED_TRACE(more);
+    write_bytes(path("in"), Bytes(whole.begin(), last + more));
+    const std::string cut = "cut short: coded 1.024 s of 1.500 s\n";
+    expect_cut("$Q encode in c -f", "quel: in: " + cut, 8192);
+    EXPECT_EQ(read_bytes(path("c")), read_bytes(path("start")));
+    expect_cut("cat in | $Q encode - c -f", "quel: standard input: " + cut, 8192);
+  }
+}
+
+// Samples at a place that the lengths do not lead to, and chunks at a place that they do.
+TEST_F(QuelDamage, SamplesBehindALengthOfZeroAreCodedWhereTheFileSaysThatThereIsMore) {
+  Bytes bytes = wav();
+  const Bytes whole = encoded("in.wav");
+  put_number(bytes, 40, 0, 4);
+  write_bytes(path("zero.wav"), bytes);
+  EXPECT_EQ(encoded("zero.wav"), whole);
+  EXPECT_EQ(shell("cat zero.wav | $Q encode - c2").err, "");
+  EXPECT_EQ(read_bytes(path("c2")), whole);
+  bytes.resize(44);
+  bytes.insert(bytes.end(), {'L', 'I', 'S', 'T', 4, 0, 0, 0, 'a', 'b', 'c', 'd'});
+  put_number(bytes, 4, bytes.size() - 8, 4);
+  write_bytes(path("empty.wav"), bytes);
+  write_audio(path("none.wav"), wav16, 8000, 1, std::vector<std::int16_t>{});
+  EXPECT_EQ(encoded("empty.wav"), encoded("none.wav"));
+  EXPECT_EQ(shell("cat empty.wav | $Q encode - c2 -f").err, "");
+  EXPECT_EQ(read_bytes(path("c2")), encoded("none.wav"));
+}
+
+TEST_F(QuelDamage, WhatIsCodedAlreadyIsSaidToBe) {
+  wav();
+  encoded("in.wav");
+  const std::string already = ": is coded already; quel decode makes sound of it\n";
+  EXPECT_EQ(quel({"encode", path("c"), path("again")}).err, "quel: " + path("c") + already);
+  EXPECT_EQ(shell("cat c | $Q encode - again").err, "quel: standard input" + already);
+  EXPECT_EQ(quel({"eval", path("c")}).err, "quel: " + path("c") + already);
+  EXPECT_FALSE(exists(path("again")));
 }
 
 TEST_F(QuelDamage, ALengthThatNobodyKnewIsNoCut) {

@@ -1,0 +1,108 @@
+#include "tools/sound_encoder.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "tools/audio_file.h"
+#include "tools/ogg_writer.h"
+
+namespace quel::tools {
+
+/// Units to the output, as a file or bare.
+class SoundEncoder::UnitWriter {
+ public:
+  UnitWriter(const EncodeSettings& settings, const OggHead& head, OutputFile& output)
+      : output_(output) {
+    if (settings.raw) return;
+    OggWriterOptions options;
+    options.packet_ms = settings.packet_ms;
+    options.page_ms = settings.page_ms;
+    // Flushed, so that whatever befalls this program a file can be read up to here.
+    const auto sink = [this](std::span<const std::uint8_t> page) {
+      output_.write(page);
+      output_.flush();
+    };
+    ogg_ = std::make_unique<OggWriter>(sink, head, settings.tags, options);
+  }
+
+  void write(std::span<const std::uint8_t> unit) {
+    if (ogg_) {
+      ogg_->write(unit);
+      return;
+    }
+    output_.write(unit);
+    if (output_.live()) output_.flush();
+  }
+
+  void finish(std::uint64_t samples) {
+    if (ogg_) ogg_->finish(samples);
+    output_.commit();
+  }
+
+ private:
+  OutputFile& output_;
+  std::unique_ptr<OggWriter> ogg_;
+};
+
+int default_flavor(int input_rate) {
+  return input_rate >= quel_sampling_rate(QUEL_FLAVOR_16K) ? QUEL_FLAVOR_16K : QUEL_FLAVOR_8K5;
+}
+
+int default_effort(int flavor) {
+  constexpr int of_flavor[] = {0, 0, 0, 0};
+  return of_flavor[flavor];
+}
+
+SoundEncoder::SoundEncoder(const EncodeSettings& settings, int source_rate, OutputFile& output)
+    : head_(make_head(settings.flavor.value_or(default_flavor(source_rate)),
+                      static_cast<std::uint32_t>(source_rate))),
+      rate_(check(quel_sampling_rate(head_.flavor))),
+      gain_(static_cast<float>(std::pow(10.0, settings.gain_db / 20.0))),
+      resampler_(source_rate, rate_),
+      encoder_(encoder_options(head_.flavor,
+                               settings.effort.value_or(default_effort(head_.flavor)))),
+      writer_(std::make_unique<UnitWriter>(settings, head_, output)),
+      pcm_(encoder_.samples_per_unit()),
+      unit_(encoder_.bytes_per_unit()) {}
+
+SoundEncoder::~SoundEncoder() = default;
+
+void SoundEncoder::write(std::span<const float> mono) {
+  level_.assign(mono.begin(), mono.end());
+  for (float& x : level_) x *= gain_;
+  resampler_.process(level_, ready_);
+  code_ready();
+}
+
+void SoundEncoder::finish() {
+  resampler_.finish(ready_);
+  code_ready();
+  // Past the end, silence pushes the last samples through the delay.
+  while (units_ < unit_count(head_, samples_)) {
+    std::fill(pcm_.begin() + static_cast<std::ptrdiff_t>(filled_), pcm_.end(), std::int16_t{0});
+    code_unit();
+  }
+  writer_->finish(samples_);
+}
+
+void SoundEncoder::code_ready() {
+  for (std::span<const float> rest = ready_; !rest.empty();) {
+    const std::size_t count = std::min(rest.size(), pcm_.size() - filled_);
+    std::transform(rest.begin(), rest.begin() + static_cast<std::ptrdiff_t>(count),
+                   pcm_.begin() + static_cast<std::ptrdiff_t>(filled_), to_pcm);
+    rest = rest.subspan(count);
+    filled_ += count;
+    samples_ += count;
+    if (filled_ == pcm_.size()) code_unit();
+  }
+  ready_.clear();
+}
+
+void SoundEncoder::code_unit() {
+  encoder_.encode(pcm_, unit_);
+  writer_->write(unit_);
+  ++units_;
+  filled_ = 0;
+}
+
+}  // namespace quel::tools
