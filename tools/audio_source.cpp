@@ -261,6 +261,11 @@ bool AudioSource::cut_short() const {
   return impl_->cut;
 }
 
+std::size_t AudioSource::read_frames(std::span<float> interleaved) {
+  return impl_->read_frames(interleaved.data(),
+                            interleaved.size() / static_cast<std::size_t>(channels()));
+}
+
 std::size_t AudioSource::read(std::span<float> mono) {
   const std::size_t count = std::min(block_frames, mono.size());
   const auto channels = static_cast<std::size_t>(impl_->info.channels);

@@ -44,6 +44,10 @@ class AudioSource {
   /// of the damage is all that there is.
   std::size_t read(std::span<float> mono);
 
+  /// The same for all channels, side by side: the start of `interleaved` gets whole frames, of
+  /// which the number is returned.
+  std::size_t read_frames(std::span<float> interleaved);
+
   /// Once read() has come to the end: whether the header promised more. WAV, RF64, AIFF and FLAC
   /// tell.
   bool cut_short() const;

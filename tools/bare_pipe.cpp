@@ -37,8 +37,8 @@ sf_count_t read(void* bytes, sf_count_t count, void* self) {
     do {
       const std::uint64_t over = (pipe.position + done) % pipe.frame_bytes;
       const std::uint64_t rest = over == 0 ? asked - done : pipe.frame_bytes - over;
-      const std::size_t got = pipe.input->read_some(
-          to + done, static_cast<std::size_t>(std::min(rest, asked - done)));
+      const std::size_t got =
+          pipe.input->read_some(to + done, static_cast<std::size_t>(std::min(rest, asked - done)));
       if (got == 0) break;
       done += got;
     } while (done < asked && (pipe.position + done) % pipe.frame_bytes != 0);

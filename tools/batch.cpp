@@ -17,6 +17,7 @@
 #include "tools/batch_manifest.h"
 #include "tools/command.h"
 #include "tools/file_error.h"
+#include "tools/file_list.h"
 #include "tools/output_file.h"
 #include "tools/progress.h"
 #include "tools/run_one.h"
@@ -32,6 +33,7 @@ namespace fs = std::filesystem;
 struct Task {
   std::string input;
   std::string output;  ///< relative to the output folder
+  int part = 0;        ///< of the input, from 1; 0 is all of it
 };
 
 /// What became of a task.
@@ -48,8 +50,10 @@ std::string join(const std::vector<std::string>& notes) {
 
 class Batch {
  public:
-  Batch(const FileArguments& arguments, const FileWork& work)
+  Batch(const FileArguments& arguments, const std::vector<std::string>& listed,
+        const FileWork& work)
       : arguments_(arguments),
+        listed_(listed),
         work_(work),
         manifest_(arguments.manifest.empty()
                       ? (fs::path(arguments.output_dir) / "quel-manifest.tsv").string()
@@ -60,6 +64,8 @@ class Batch {
 
  private:
   void find_tasks();
+  int parts_of(const std::string& input) const;
+  void add_task(const Task& task);
   void check_manifest() const;
   Outcome failed(const Task& task, const std::string& message) const;
   std::string journal_name() const;
@@ -73,6 +79,7 @@ class Batch {
   int report(std::ostream& err) const;
 
   const FileArguments& arguments_;
+  const std::vector<std::string>& listed_;
   const FileWork& work_;
   std::string manifest_;
   Progress progress_;
@@ -115,22 +122,39 @@ int Batch::run(std::ostream& err) {
 }
 
 void Batch::find_tasks() {
-  for (const BatchInput& input : batch_inputs(arguments_.files, work_.takes)) {
+  std::vector<BatchInput> inputs = batch_inputs(arguments_.files, work_.takes);
+  for (BatchInput& input : listed_inputs(listed_, work_.takes)) inputs.push_back(std::move(input));
+  for (const BatchInput& input : inputs) {
     const std::string name = input.path.string();
     if (!inputs_.insert(name).second) continue;
     if (!input.failure.empty()) {
-      refused_.push_back(failed({name, ""}, input.failure));
+      refused_.push_back(failed({name, "", 0}, input.failure));
       continue;
     }
     const std::string output = fs::path(input.relative).replace_extension(work_.extension).string();
-    const auto [owner, is_new] = owners_.emplace(output, name);
-    if (is_new) {
-      tasks_.push_back({name, output});
-      outcomes_.push_back(failed(tasks_.back(), name + ": not enough memory"));
-    } else {
-      refused_.push_back(
-          failed({name, ""}, name + ": would be written to " + output + ", as " + owner->second));
-    }
+    const int parts = work_.parts ? parts_of(name) : 0;
+    if (parts == 0) add_task({name, output, 0});
+    for (int part = 1; part <= parts; ++part) add_task({name, part_name(output, part), part});
+  }
+}
+
+// A file that cannot be read has one part, whose own run will tell why.
+int Batch::parts_of(const std::string& input) const {
+  try {
+    return fs::is_regular_file(input) ? work_.parts(input) : 1;
+  } catch (const std::exception&) {
+    return 1;
+  }
+}
+
+void Batch::add_task(const Task& task) {
+  const auto [owner, is_new] = owners_.emplace(task.output, task.input);
+  if (is_new) {
+    tasks_.push_back(task);
+    outcomes_.push_back(failed(task, task.input + ": not enough memory"));
+  } else {
+    refused_.push_back(failed({task.input, "", 0}, task.input + ": would be written to " +
+                                                       task.output + ", as " + owner->second));
   }
 }
 
@@ -235,9 +259,9 @@ ManifestRow Batch::make(std::size_t index, const std::string& target) {
   OutputFile output(target, arguments_.force, task.input);
   output.hold_back();
   const FileDigest source = digest_file(task.input);
-  const JobResult result = work_.run(task.input, output, target, [&](double seconds, auto share) {
-    progress_.update(index, seconds, share);
-  });
+  const Meter meter = [&](double seconds, auto share) { progress_.update(index, seconds, share); };
+  const JobResult result = task.part > 0 ? work_.run_part(task.input, task.part, output, meter)
+                                         : work_.run(task.input, output, target, meter);
   const FileDigest made = digest_file(output.part());
   row.input = task.input;
   row.output = task.output;
@@ -319,7 +343,16 @@ int Batch::report(std::ostream& err) const {
 
 int run_files(const FileArguments& arguments, const FileWork& work, std::ostream& err) {
   if (arguments.output_dir.empty()) return run_one(arguments, work, err);
-  return Batch(arguments, work).run(err);
+  std::vector<std::string> listed;
+  try {
+    if (!arguments.files_from.empty()) {
+      listed = read_file_list(arguments.files_from, arguments.null_terminated);
+    }
+  } catch (const std::exception& error) {
+    err << "quel: " << message_of(error, arguments.files_from) << '\n';
+    return exit_failed;
+  }
+  return Batch(arguments, listed, work).run(err);
 }
 
 }  // namespace quel::tools

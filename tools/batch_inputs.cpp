@@ -67,6 +67,24 @@ std::vector<BatchInput> batch_inputs(const std::vector<std::string>& names,
   return inputs;
 }
 
+std::vector<BatchInput> listed_inputs(const std::vector<std::string>& names,
+                                      const std::function<bool(const fs::path&)>& takes) {
+  std::vector<BatchInput> inputs;
+  for (const std::string& name : names) {
+    std::error_code unknown;
+    if (fs::is_directory(name, unknown)) {
+      for (BatchInput& input : batch_inputs({name}, takes)) inputs.push_back(std::move(input));
+      continue;
+    }
+    fs::path relative;
+    for (const fs::path& step : fs::path(name).lexically_normal().relative_path()) {
+      if (step != "..") relative /= step;
+    }
+    inputs.push_back({name, relative, ""});
+  }
+  return inputs;
+}
+
 std::string lower_extension(const fs::path& path) {
   std::string extension = path.extension();
   for (char& c : extension) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));

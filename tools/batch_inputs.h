@@ -24,6 +24,12 @@ std::vector<BatchInput> batch_inputs(
     const std::vector<std::string>& names,
     const std::function<bool(const std::filesystem::path&)>& takes);
 
+/// The same for names out of a list: a file's place is the name itself, without its root and
+/// without what leads out of the current folder, so that equal names in two folders do not meet.
+std::vector<BatchInput> listed_inputs(
+    const std::vector<std::string>& names,
+    const std::function<bool(const std::filesystem::path&)>& takes);
+
 /// ".WAV" -> ".wav"
 std::string lower_extension(const std::filesystem::path& path);
 

@@ -2,8 +2,9 @@
 
 #include <quelcodec/quelcodec.h>
 #include <CLI/CLI.hpp>
-#include <algorithm>
+#include <charconv>
 #include <set>
+#include <system_error>
 
 #include "tools/batch_inputs.h"
 #include "tools/comment_option.h"
@@ -35,7 +36,7 @@ std::string text_of(const EncodeCommand& command) {
     text += " raw=" + std::to_string(s.audio.raw_rate) + "," +
             std::to_string(s.audio.raw_channels) + "," + command.endianness;
   }
-  if (s.audio.channel > 0) text += " channel=" + std::to_string(s.audio.channel);
+  if (!command.channel.empty()) text += " channel=" + command.channel;
   if (s.gain_db != 0.0) text += " gain=" + shortest(s.gain_db);
   text += s.raw ? " bare" : " packet=" + std::to_string(s.packet_ms);
   if (!s.raw && s.page_ms != EncodeSettings().page_ms) text += " page=" + std::to_string(s.page_ms);
@@ -43,9 +44,28 @@ std::string text_of(const EncodeCommand& command) {
   return text;
 }
 
+void check_channel(EncodeCommand& command) {
+  if (command.channel.empty()) return;
+  const auto fail = [](const std::string& text) { throw CLI::ValidationError("--channel", text); };
+  if (command.channel == "each") {
+    const bool to_output = command.files.output_dir.empty() && command.files.files.at(1) == "-";
+    if (to_output) fail("each channel needs a file of its own, and - is one output");
+    return;
+  }
+  int channel = 0;
+  const char* const end = command.channel.data() + command.channel.size();
+  const auto [stop, error] = std::from_chars(command.channel.data(), end, channel);
+  if (error != std::errc{} || stop != end || channel < 1 || channel > 1024) {
+    fail(command.channel + " is neither a channel, from 1, nor each");
+  }
+  command.settings.audio.channel = channel;
+  command.channel = std::to_string(channel);
+}
+
 void check_command(EncodeCommand& command, const CLI::App& app) {
   check_file_arguments(command.files);
   command.settings.audio.raw_big_endian = command.endianness == "big";
+  check_channel(command);
   const bool bare_input = command.settings.audio.raw_rate > 0;
   for (const char* option : {"--raw-chan", "--raw-endianness"}) {
     if (!bare_input && app.count(option) > 0) {
@@ -78,10 +98,11 @@ CLI::App* add_encode_command(CLI::App& app, EncodeCommand& command) {
       ->check(CLI::Range(0, QUEL_MAX_EFFORT))
       ->option_text("0..3");
   encode
-      ->add_option("--channel", settings.audio.channel,
-                   "take this channel, from 1, instead of the mean of all")
-      ->check(CLI::Range(1, 1024))
-      ->option_text("N");
+      ->add_option(
+          "--channel", command.channel,
+          "take this channel, from 1, instead of the mean of all; each: code every channel "
+          "into a file of its own, call.1.quel and call.2.quel where call.quel is asked for")
+      ->option_text("N|each");
   add_gain_option(*encode, settings.gain_db);
   add_comment_option(*encode, settings.tags);
   encode
@@ -116,6 +137,20 @@ int run_encode_command(const EncodeCommand& command, std::ostream& err) {
   FileWork work;
   work.run = [&](const std::string& input, OutputFile& output, const std::string&,
                  const Meter& meter) { return encode_sound(settings, input, output, meter); };
+  if (command.channel == "each") {
+    work.parts = [&](const std::string& input) {
+      return AudioSource(input, settings.audio).channels();
+    };
+    work.run_part = [&](const std::string& input, int part, OutputFile& output,
+                        const Meter& meter) {
+      EncodeSettings one = settings;
+      one.audio.channel = part;
+      return encode_sound(one, input, output, meter);
+    };
+    work.run_parts = [&](const std::string& input, const OpenPart& open, const Meter& meter) {
+      return encode_channels(settings, input, open, meter);
+    };
+  }
   work.takes = settings.audio.raw_rate > 0 ? is_bare_file : is_sound_file;
   work.extension = settings.raw ? ".units" : ".quel";
   work.settings = text_of(command);

@@ -16,6 +16,7 @@ struct EncodeCommand {
   FileArguments files;
   EncodeSettings settings;
   std::string endianness = "little";
+  std::string channel;  ///< "2", "each"; empty: the mean of all
 };
 
 /// Declares `quel encode` and its options, which parsing stores in `command`; it lives as long as

@@ -33,6 +33,15 @@ void add_file_arguments(CLI::App& command, FileArguments& arguments, const std::
       ->check(refuse_empty)
       ->option_text("FOLDER");
   command
+      .add_option("--files-from", arguments.files_from,
+                  "with --output-dir: a file with the names of further inputs, one a line; - is "
+                  "standard input. Their outputs stand in folders as these names say")
+      ->check(refuse_empty)
+      ->option_text("FILE|-");
+  command.add_flag(
+      "-0,--null", arguments.null_terminated,
+      "the names of --files-from end with a zero byte each, as find -print0 writes them");
+  command
       .add_option("--manifest", arguments.manifest,
                   "with --output-dir: where to keep what was done, JSON if its name ends in .json, "
                   "else TSV; by default quel-manifest.tsv in the folder")
@@ -49,8 +58,12 @@ void add_file_arguments(CLI::App& command, FileArguments& arguments, const std::
 
 void check_file_arguments(const FileArguments& arguments) {
   const auto fail = [](const std::string& text) { throw CLI::ValidationError(text); };
+  if (arguments.null_terminated && arguments.files_from.empty()) {
+    fail("--null needs --files-from");
+  }
   if (!arguments.output_dir.empty()) {
-    if (arguments.files.empty()) fail("no inputs to put into " + arguments.output_dir);
+    if (arguments.files.empty() && arguments.files_from.empty())
+      fail("no inputs to put into " + arguments.output_dir);
     for (const std::string& file : arguments.files) {
       if (file == "-") fail("- is one input and one output, without --output-dir");
       if (file.empty()) fail("an input has an empty name");
@@ -59,6 +72,7 @@ void check_file_arguments(const FileArguments& arguments) {
     return;
   }
   if (!arguments.manifest.empty()) fail("--manifest needs --output-dir");
+  if (!arguments.files_from.empty()) fail("--files-from needs --output-dir");
   if (arguments.jobs > 0) fail("--jobs needs --output-dir");
   if (arguments.files.size() != 2) {
     fail("one input and one output are due, or --output-dir and inputs");

@@ -141,6 +141,21 @@ class Part {
   std::uint64_t left_;
 };
 
+JobResult encode_result(const AudioSource& source, std::uint64_t read,
+                        const SoundEncoder& encoder) {
+  JobResult result;
+  result.samples = encoder.samples();
+  result.seconds = static_cast<double>(result.samples) / encoder.rate();
+  result.damaged = source.cut_short();
+  if (result.damaged) {
+    const std::uint64_t whole = source.frames().value_or(0);
+    const double seconds = static_cast<double>(whole) / source.rate();
+    result.notes.push_back("cut short: coded " + fixed(result.seconds, 3) + " s" +
+                           (whole > read ? " of " + fixed(seconds, 3) + " s" : ""));
+  }
+  return result;
+}
+
 }  // namespace
 
 JobResult encode_sound(const EncodeSettings& settings, const std::string& input, OutputFile& output,
@@ -156,18 +171,37 @@ JobResult encode_sound(const EncodeSettings& settings, const std::string& input,
     pace.at(read, [&] { return share_of(read, source.frames()); });
   }
   encoder.finish();
+  return encode_result(source, read, encoder);
+}
 
-  JobResult result;
-  result.samples = encoder.samples();
-  result.seconds = static_cast<double>(result.samples) / encoder.rate();
-  result.damaged = source.cut_short();
-  if (result.damaged) {
-    const std::uint64_t whole = source.frames().value_or(0);
-    const double seconds = static_cast<double>(whole) / source.rate();
-    result.notes.push_back("cut short: coded " + fixed(result.seconds, 3) + " s" +
-                           (whole > read ? " of " + fixed(seconds, 3) + " s" : ""));
+JobResult encode_channels(const EncodeSettings& settings, const std::string& input,
+                          const OpenPart& open, const Meter& meter) {
+  AudioSource source(input, settings.audio);
+  const auto channels = static_cast<std::size_t>(source.channels());
+  std::vector<std::unique_ptr<OutputFile>> outputs;
+  std::vector<std::unique_ptr<SoundEncoder>> encoders;
+  for (std::size_t c = 0; c < channels; ++c) {
+    outputs.push_back(open(static_cast<int>(c) + 1));
+    outputs.back()->hold_back();
   }
-  return result;
+  for (auto& output : outputs) {
+    encoders.push_back(std::make_unique<SoundEncoder>(settings, source.rate(), *output));
+  }
+  Pace pace(meter, source.rate());
+  std::vector<float> interleaved(block_samples * channels), mono;
+  std::uint64_t read = 0;
+  while (const std::size_t got = source.read_frames(interleaved)) {
+    read += got;
+    mono.resize(got);
+    for (std::size_t c = 0; c < channels; ++c) {
+      for (std::size_t n = 0; n < got; ++n) mono[n] = interleaved[n * channels + c];
+      encoders[c]->write(mono);
+    }
+    pace.at(read, [&] { return share_of(read, source.frames()); });
+  }
+  for (auto& encoder : encoders) encoder->finish();
+  for (auto& output : outputs) output->release();
+  return encode_result(source, read, *encoders.front());
 }
 
 JobResult decode_sound(const DecodeSettings& settings, const std::string& input, OutputFile& output,

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -35,6 +36,15 @@ struct JobResult {
 /// Throws FileError.
 JobResult encode_sound(const EncodeSettings& settings, const std::string& input, OutputFile& output,
                        const Meter& meter = {});
+
+/// Gives the output of a channel, from 1.
+using OpenPart = std::function<std::unique_ptr<OutputFile>(int channel)>;
+
+/// The same for every channel by itself, in one pass: all outputs get their names, or none.
+///
+/// settings  no channel of which is chosen
+JobResult encode_channels(const EncodeSettings& settings, const std::string& input,
+                          const OpenPart& open, const Meter& meter = {});
 
 struct DecodeSettings {
   std::optional<int> flavor;  ///< given where the input is bare coded units

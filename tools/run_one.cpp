@@ -2,6 +2,7 @@
 
 #include <exception>
 #include <filesystem>
+#include <memory>
 #include <ostream>
 #include <system_error>
 
@@ -19,16 +20,31 @@ std::uint64_t size_of(const std::string& path) {
   return unknown ? 0 : size;
 }
 
+std::string part_name(const std::string& name, int part) {
+  const std::filesystem::path path(name);
+  const std::string numbered =
+      path.stem().string() + "." + std::to_string(part) + path.extension().string();
+  return (path.parent_path() / numbered).string();
+}
+
 int run_one(const FileArguments& arguments, const FileWork& work, std::ostream& err) {
   const std::string& input = arguments.files.at(0);
   Progress progress(progress_stream(arguments.quiet), terminal_width());
   progress.plan({size_of(input)});
   progress.start(0, input);
   try {
-    OutputFile output(arguments.files.at(1), arguments.force, input);
-    const JobResult result =
-        work.run(input, output, arguments.files[1],
-                 [&](double seconds, auto share) { progress.update(0, seconds, share); });
+    const std::string& name = arguments.files.at(1);
+    const Meter meter = [&](double seconds, auto share) { progress.update(0, seconds, share); };
+    JobResult result;
+    if (work.run_parts) {
+      const auto open = [&](int part) {
+        return std::make_unique<OutputFile>(part_name(name, part), arguments.force, input);
+      };
+      result = work.run_parts(input, open, meter);
+    } else {
+      OutputFile output(name, arguments.force, input);
+      result = work.run(input, output, name, meter);
+    }
     progress.clear();
     for (const std::string& note : result.notes) {
       err << "quel: " << shown(input) << ": " << note << '\n';

@@ -52,7 +52,7 @@ class SoundEncoder {
   /// Codes the rest and commits the output.
   void finish();
 
-  int rate() const { return rate_; }                   ///< the flavor's, Hz
+  int rate() const { return rate_; }                  ///< the flavor's, Hz
   std::uint64_t samples() const { return samples_; }  ///< so far, at that rate
 
  private:

@@ -103,10 +103,10 @@ TEST_F(QuelLive, SamplesMayComeInPiecesOfAnySize) {
   for (const std::int16_t x : pcm) wide.insert(wide.end(), 7, x);
   const Bytes samples = pcm_bytes(wide);
   write_bytes(path("in.raw"), samples);
-  const std::vector<std::string> bare = {"--raw", "--raw-rate", "24000", "--raw-chan", "7",
-                                         "--flavor", "1"};
-  std::vector<std::string> whole = {"encode", path("in.raw"), path("u.units")}, live = {"encode",
-                                                                                      "-", "-"};
+  const std::vector<std::string> bare = {"--raw", "--raw-rate", "24000", "--raw-chan",
+                                         "7",     "--flavor",   "1"};
+  std::vector<std::string> whole = {"encode", path("in.raw"), path("u.units")},
+                           live = {"encode", "-", "-"};
   whole.insert(whole.end(), bare.begin(), bare.end());
   live.insert(live.end(), bare.begin(), bare.end());
   ASSERT_EQ(quel(whole).err, "");
@@ -127,10 +127,10 @@ TEST_F(QuelLive, SamplesMayComeInPiecesOfAnySize) {
 TEST_F(QuelLive, EachPageLeavesAsSoonAsTheUnitAfterItIsThere) {
   const Bytes samples = pcm_bytes(loud_speech(1440, 1));
   write_bytes(path("in.raw"), samples);
-  const std::vector<std::string> options = {"--raw-rate", "8000", "--packet-ms", "18", "--page-ms",
-                                            "18"};
-  std::vector<std::string> whole = {"encode", path("in.raw"), path("c.quel")}, live = {"encode",
-                                                                                     "-", "-"};
+  const std::vector<std::string> options = {"--raw-rate", "8000",      "--packet-ms",
+                                            "18",         "--page-ms", "18"};
+  std::vector<std::string> whole = {"encode", path("in.raw"), path("c.quel")},
+                           live = {"encode", "-", "-"};
   whole.insert(whole.end(), options.begin(), options.end());
   live.insert(live.end(), options.begin(), options.end());
   ASSERT_EQ(quel(whole).err, "");
