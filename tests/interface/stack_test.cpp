@@ -16,7 +16,7 @@
 namespace quel {
 namespace {
 
-// Promised in docs/robustness.md, whose table says how little of it is used.
+// Promised in docs/robustness.md; docs/measured/memory.md says how little of it is used.
 constexpr std::size_t bound = 8 * 1024;
 
 using Pcm = std::vector<std::int16_t>;
