@@ -8,6 +8,8 @@
 
 #include "tools/eval_picture.h"
 #include "tools/eval_text.h"
+#include "tools/page/page_parts.h"
+#include "tools/sha256.h"
 
 namespace quel::tools {
 namespace {
@@ -17,42 +19,35 @@ constexpr std::size_t plot_width = 900;
 constexpr int left = 52;
 constexpr int wave_top = 4;
 constexpr int wave_height = 90;
-constexpr int spectrum_top = 104;
-constexpr int spectrum_height = 160;
+constexpr int mark_top = 97;  // of the marks of lost frames
+constexpr int mark_height = 8;
+constexpr int spectrum_top = 108;
+constexpr int spectrum_height = 260;
 constexpr int figure_width = left + static_cast<int>(plot_width) + 8;
 constexpr int figure_height = spectrum_top + spectrum_height + 24;
 
-// The policy makes the browser itself refuse whatever is not inside the page.
-constexpr std::string_view head_start = R"html(<!DOCTYPE html>
+/// The policy makes the browser itself refuse whatever is not inside the page, and any script but
+/// the page's own.
+std::string head_start() {
+  Sha256 digest;
+  digest.add({reinterpret_cast<const std::uint8_t*>(page_script.data()), page_script.size()});
+  return R"html(<!DOCTYPE html>
 <html lang="en">
 <head>
 <meta charset="utf-8">
-<meta http-equiv="Content-Security-Policy" content="default-src 'none'; img-src data:; media-src data:; style-src 'unsafe-inline'">
+<meta http-equiv="Content-Security-Policy" content="default-src 'none'; img-src data:; media-src data:; style-src 'unsafe-inline'; script-src 'sha256-)html" +
+         base64(digest.digest()) + R"html('">
 <meta name="viewport" content="width=device-width, initial-scale=1">
 <link rel="icon" href="data:,">
 <style>
-body { margin: 0 auto; padding: 1.5rem; max-width: 66rem; color: #1c2430; background: #fff;
-  font: 16px/1.5 system-ui, sans-serif; }
-h1 { font-size: 1.6rem; margin: 0 0 .5rem; overflow-wrap: anywhere; }
-h2 { font-size: 1.15rem; margin: 2.2rem 0 .5rem; border-top: 1px solid #d5dbe3; padding-top: 1rem; }
-p { margin: .4rem 0; }
-.wide { overflow-x: auto; }
-table { border-collapse: collapse; font-size: .85rem; font-variant-numeric: tabular-nums; }
-caption { text-align: left; padding: .5rem 0; color: #4a5667; }
-th, td { padding: .3rem .45rem; border-bottom: 1px solid #d5dbe3; text-align: right;
-  white-space: nowrap; }
-thead th { vertical-align: bottom; background: #f3f5f8; white-space: normal; }
-tbody th { font-weight: 600; }
-a { color: #14539a; }
-audio { display: block; width: 100%; margin: .5rem 0; }
-svg { display: block; width: 100%; height: auto; }
-svg text { font-size: 12px; fill: #4a5667; font-family: system-ui, sans-serif; }
-.frame { fill: none; stroke: #b6c0cd; }
-.grid { stroke: #b6c0cd; }
-.wave { fill: #2f6db3; stroke: #2f6db3; stroke-width: .5; }
-dt { font-weight: 600; margin-top: .5rem; }
-dd { margin-left: 1.2rem; }
-</style>
+)html" + std::string(page_style) +
+         "</style>\n";
+}
+
+constexpr std::string_view keys = R"html(<p class="keys" hidden>Keys: <kbd>1</kbd> to <kbd>9</kbd>
+switch between the sounds at one position, <kbd>space</kbd> plays and pauses, <kbd>&larr;</kbd> and
+<kbd>&rarr;</kbd> move by a second. A click on a picture moves there. Marks between waveform and
+spectrogram show lost frames.</p>
 )html";
 
 constexpr std::string_view definitions = R"html(<h2>What the figures mean</h2>
@@ -85,9 +80,10 @@ std::string file_name(const std::string& path) {
 }
 
 std::string result_title(const EvalResult& result) {
-  return "Flavor " + std::to_string(result.flavor) + ", " + flavor_name(result.flavor) +
-         " kbit/s, effort " + std::to_string(result.effort) + ", " + shortest(result.loss_percent) +
-         " % lost";
+  std::string title = flavor_name(result.flavor);
+  if (result.effort > 0) title += ", effort " + std::to_string(result.effort);
+  if (result.loss_percent > 0.0) title += ", " + shortest(result.loss_percent) + " % lost";
+  return title;
 }
 
 std::string data_uri(std::string_view type, std::span<const std::uint8_t> bytes) {
@@ -173,25 +169,50 @@ std::string frame_at(int top, int height) {
          "\"/>\n";
 }
 
-/// One sound: player, waveform, spectrogram.
-std::string sound(std::span<const std::int16_t> pcm, int rate, float top,
-                  const std::string& title) {
+/// Between waveform and spectrogram; a lost frame is never narrower than a line.
+std::string lost_marks(const std::vector<LostSpan>& lost, double seconds) {
+  std::string path;
+  for (const LostSpan& span : lost) {
+    const double x = left + static_cast<double>(plot_width) * span.start / seconds;
+    const double width =
+        std::max(1.0, static_cast<double>(plot_width) * (span.end - span.start) / seconds);
+    const std::string across = fixed(width, 1);
+    path.append("M").append(fixed(x, 1)).append(" ").append(std::to_string(mark_top));
+    path.append("h").append(across).append("v").append(std::to_string(mark_height));
+    path.append("h-").append(across).append("z");
+  }
+  if (path.empty()) return path;
+  std::string out = "<path class=\"lost\" d=\"";
+  return out + path + "\"/>\n";
+}
+
+/// One sound: player, waveform, lost frames, spectrogram.
+///
+/// id  of its element; empty: none
+std::string sound(std::span<const std::int16_t> pcm, int rate, float top, const std::string& title,
+                  const std::string& id, const std::vector<LostSpan>& lost) {
   const double seconds = static_cast<double>(pcm.size()) / rate;
-  std::string out = "<audio controls preload=\"metadata\" aria-label=\"" + title +
-                    "\" data-seconds=\"" + shortest(seconds) + "\" src=\"" +
-                    data_uri("audio/wav", wav_bytes(pcm, rate)) + "\"></audio>\n";
+  std::string out = "<div class=\"sound\"";
+  if (!id.empty()) out.append(" id=\"").append(id).append("\"");
+  out += " data-name=\"" + title + "\">\n<h3>" + title + "</h3>\n";
+  out += "<audio controls preload=\"metadata\" aria-label=\"" + title + "\" data-seconds=\"" +
+         shortest(seconds) + "\" src=\"" + data_uri("audio/wav", wav_bytes(pcm, rate)) +
+         "\"></audio>\n";
+  out += "<div class=\"figure\"><div data-from=\"" +
+         shortest(static_cast<double>(left) / figure_width) + "\" data-to=\"" +
+         shortest((left + static_cast<double>(plot_width)) / figure_width) + "\">\n";
   out += "<svg viewBox=\"0 0 " + std::to_string(figure_width) + " " +
          std::to_string(figure_height) +
          "\" role=\"img\" aria-label=\"Waveform and spectrogram: " + title +
          "\">\n<path class=\"wave\" transform=\"translate(" + std::to_string(left) + " " +
          std::to_string(wave_top) + ")\" d=\"" + outline(pcm, plot_width, wave_height) + "\"/>\n" +
-         frame_at(wave_top, wave_height);
+         frame_at(wave_top, wave_height) + lost_marks(lost, seconds);
   out += "<image x=\"" + std::to_string(left) + "\" y=\"" + std::to_string(spectrum_top) +
          "\" width=\"" + std::to_string(plot_width) + "\" height=\"" +
          std::to_string(spectrum_height) + "\" preserveAspectRatio=\"none\" href=\"" +
          data_uri("image/png", png_bytes(picture(spectrogram(pcm, rate, plot_width), top))) +
          "\"/>\n" + frame_at(spectrum_top, spectrum_height);
-  return out + frequency_axis(rate) + time_axis(seconds) + "</svg>\n";
+  return out + frequency_axis(rate) + time_axis(seconds) + "</svg>\n</div></div>\n</div>\n";
 }
 
 std::string introduction(const EvalReport& report) {
@@ -202,30 +223,32 @@ std::string introduction(const EvalReport& report) {
     out += " The figures are of the whole; players and pictures hold the first " +
            shortest(report.settings.excerpt_seconds) + " s.";
   }
-  return out + "</p>\n";
+  return out + "</p>\n" + std::string(keys);
 }
 
 }  // namespace
 
 void write_page(const EvalReport& report, const std::function<void(std::string_view)>& write) {
-  write(head_start);
+  write(head_start());
   write(introduction(report));
   write(table(report));
   for (const auto& [rate, pcm] : report.sources) {
     // One scale of colours for all pictures of a rate, so that they compare.
     const float top = loudest(spectrogram(pcm, rate, plot_width));
-    const std::string source = "Source at " + std::to_string(rate / 1000) + " kHz";
-    write("<section>\n<h2>" + source + "</h2>\n" + sound(pcm, rate, top, source) + "</section>\n");
+    write("<section class=\"compare\">\n<h2>" + std::to_string(rate / 1000) + " kHz</h2>\n");
+    write(sound(pcm, rate, top, "Original", "", {}));
     for (std::size_t i = 0; i < report.results.size(); ++i) {
       const EvalResult& result = report.results[i];
       if (check(quel_sampling_rate(result.flavor)) != rate) continue;
-      const std::string title = result_title(result);
-      write("<section id=\"result" + std::to_string(i) + "\">\n<h2>" + title + "</h2>\n" +
-            sound(result.heard, rate, top, title) + "</section>\n");
+      write(sound(result.heard, rate, top, result_title(result), "result" + std::to_string(i),
+                  result.lost));
     }
+    write("</section>\n");
   }
   write(definitions);
-  write("</body>\n</html>\n");
+  write("<script>");
+  write(page_script);
+  write("</script>\n</body>\n</html>\n");
 }
 
 }  // namespace quel::tools

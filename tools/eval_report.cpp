@@ -10,6 +10,7 @@
 #include "tools/eval_spectral.h"
 #include "tools/eval_text.h"
 #include "tools/file_error.h"
+#include "tools/loss.h"
 
 namespace quel::tools {
 namespace {
@@ -31,6 +32,33 @@ Pcm excerpt(const Pcm& pcm, int rate, double seconds) {
   return {pcm.begin(), pcm.begin() + static_cast<std::ptrdiff_t>(samples)};
 }
 
+/// The frames that a trial lost, drawn again.
+std::vector<LostSpan> lost_spans(int flavor, double percent, std::uint64_t seed, const Trial& trial,
+                                 double seconds) {
+  const quel_flavor* info = quel_flavor_info(flavor);
+  if (info == nullptr) throw Error(QUEL_ERROR_FLAVOR);
+  const double rate = info->sampling_rate;
+  // A decoder one frame behind has that frame in its delay; the rest is how far the coder looks
+  // ahead.
+  const int behind = flavor == QUEL_FLAVOR_5K ? info->samples_per_frame : 0;
+  const int ahead = info->delay - behind;
+  LossPattern pattern(percent, seed);
+  std::vector<LostSpan> spans;
+  for (std::uint32_t frame = 0; frame < trial.frames; ++frame) {
+    if (!pattern.lost()) continue;
+    const double first = static_cast<double>(frame) * info->samples_per_frame - ahead;
+    const double start = std::max(0.0, first / rate);
+    const double end = std::min(seconds, (first + info->samples_per_frame) / rate);
+    if (start >= end) continue;
+    if (!spans.empty() && spans.back().end == start) {
+      spans.back().end = end;
+    } else {
+      spans.push_back({start, end});
+    }
+  }
+  return spans;
+}
+
 EvalResult result_of(const EvalSettings& settings, int flavor, int effort, double loss,
                      const Pcm& source) {
   EvalResult result;
@@ -47,6 +75,8 @@ EvalResult result_of(const EvalSettings& settings, int flavor, int effort, doubl
   result.distortion = log_spectral_distortion(ref, test, rate);
   result.intelligible = intelligibility(ref, test, rate);
   result.heard = excerpt(heard, rate, settings.excerpt_seconds);
+  result.lost = lost_spans(flavor, loss, settings.seed, result.trial,
+                           static_cast<double>(result.heard.size()) / rate);
   return result;
 }
 

@@ -23,6 +23,12 @@ struct EvalSettings {
   double excerpt_seconds = 0.0;  ///< of the sounds that the report keeps, from the start
 };
 
+/// Where the sound of lost frames lies, one after another.
+struct LostSpan {
+  double start = 0.0;  ///< s
+  double end = 0.0;    ///< s
+};
+
 /// One flavor at one level of effort and one loss rate.
 struct EvalResult {
   int flavor = 0;
@@ -33,6 +39,7 @@ struct EvalResult {
   std::optional<double> distortion;  ///< log-spectral, dB
   std::optional<Intelligibility> intelligible;
   std::vector<std::int16_t> heard;  ///< the excerpt, decoded
+  std::vector<LostSpan> lost;       ///< within the excerpt
 };
 
 /// All figures compare with what a perfect coder would give (`reference` in quality.h).

@@ -33,16 +33,25 @@ void Sha256::add(std::span<const std::uint8_t> bytes) {
   }
 }
 
-std::string Sha256::hex() {
+std::array<std::uint8_t, 32> Sha256::digest() {
   const std::uint64_t bits = 8 * bytes_;
   std::vector<std::uint8_t> end = {0x80};
   end.resize(1 + (119 - bytes_ % 64) % 64);
   for (int shift = 56; shift >= 0; shift -= 8)
     end.push_back(static_cast<std::uint8_t>(bits >> shift));
   add(end);
+  std::array<std::uint8_t, 32> digest;
+  for (std::size_t i = 0; i < digest.size(); ++i) {
+    digest[i] = static_cast<std::uint8_t>(state_[i / 4] >> (24 - 8 * (i % 4)));
+  }
+  return digest;
+}
+
+std::string Sha256::hex() {
   std::string text;
-  for (const std::uint32_t word : state_) {
-    for (int shift = 28; shift >= 0; shift -= 4) text += "0123456789abcdef"[word >> shift & 15u];
+  for (const std::uint8_t byte : digest()) {
+    text += "0123456789abcdef"[byte >> 4];
+    text += "0123456789abcdef"[byte & 15];
   }
   return text;
 }

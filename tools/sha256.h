@@ -13,6 +13,9 @@ class Sha256 {
  public:
   void add(std::span<const std::uint8_t> bytes);
 
+  /// The digest's bytes; nothing may be added after it.
+  std::array<std::uint8_t, 32> digest();
+
   /// 64 hexadecimal digits; nothing may be added after it.
   std::string hex();
 

@@ -7,6 +7,7 @@
 #include <regex>
 
 #include "tools/eval_text.h"
+#include "tools/sha256.h"
 #include "tools/tool_support.h"
 
 namespace quel::tools {
@@ -83,11 +84,18 @@ TEST(WritePage, HoldsEverySound) {
 
 TEST(WritePage, AsksForNothing) {
   const std::string text = without_data(page_of(report(4000)));
-  EXPECT_THAT(text, Not(HasSubstr("<script")));
   EXPECT_THAT(text, Not(HasSubstr("://")));
   EXPECT_THAT(text, Not(HasSubstr("@import")));
   EXPECT_THAT(text, Not(HasSubstr("url(")));
   EXPECT_THAT(text, HasSubstr("default-src 'none'; img-src data:; media-src data:;"));
+  // The one script that the policy lets run is the page's own.
+  const std::size_t script = text.find("<script>") + 8;
+  ASSERT_EQ(text.find("<script", script), std::string::npos);
+  const std::string run = text.substr(script, text.find("</script>") - script);
+  Sha256 digest;
+  digest.add({reinterpret_cast<const std::uint8_t*>(run.data()), run.size()});
+  EXPECT_THAT(text, HasSubstr("script-src 'sha256-" + base64(digest.digest()) + "'\""));
+  EXPECT_GT(run.size(), 1000u);
   for (const std::string& target : all(text, "(?:src|href)=\"([^\"]*)\"")) {
     EXPECT_TRUE(target.starts_with("data:") || target.starts_with("#result")) << target;
   }
@@ -123,12 +131,30 @@ TEST(WritePage, TheTableHasEveryResult) {
   EXPECT_THAT(all(text, "id=\"(result[0-9])\""), testing::ElementsAre("result0", "result1"));
   EXPECT_THAT(text, HasSubstr("<td>9.88</td><td>8.77</td>"));
   EXPECT_THAT(text, HasSubstr("<td>&ndash;</td>"));
-  EXPECT_THAT(text, HasSubstr("Flavor 2, 5 kbit/s, effort 0, 2.5 % lost"));
+  EXPECT_THAT(text, HasSubstr("<h3>" + std::string(flavor_name(2)) + ", 2.5 % lost</h3>"));
   const auto rows = all(text, "(<tr>.*</tr>)");
   ASSERT_EQ(rows.size(), 3u);
   const auto cells = [](const std::string& row) { return all(row, "(<t[hd][ >])").size(); };
   EXPECT_EQ(cells(rows[1]), cells(rows[0]));
   EXPECT_EQ(cells(rows[2]), cells(rows[0]));
+}
+
+TEST(WritePage, LostFramesAreMarkedWhereTheirSoundLies) {
+  EvalReport from = report(8000);
+  EXPECT_THAT(without_data(page_of(from)), Not(HasSubstr("class=\"lost\"")));
+  from.results[0].lost = {{0.25, 0.5}, {0.75, 0.75 + 1e-6}};
+  const std::string text = without_data(page_of(from));
+  // 900 units a second from 52 on; a short loss is still a line.
+  EXPECT_THAT(all(text, "<path class=\"lost\" d=\"([^\"]*)\""),
+              testing::ElementsAre("M277.0 97h225.0v8h-225.0zM727.0 97h1.0v8h-1.0z"));
+}
+
+TEST(WritePage, TheSoundsOfARateAreComparedWithTheirSource) {
+  const std::string text = without_data(page_of(report(800)));
+  EXPECT_EQ(all(text, "(<section class=\"compare\">)").size(), 2u);
+  const std::string narrow = flavor_name(2), wide = flavor_name(3);
+  EXPECT_THAT(all(text, "data-name=\"([^\"]*)\""),
+              testing::ElementsAre("Original", narrow + ", 2.5 % lost", "Original", wide));
 }
 
 TEST(WritePage, SaysWhereItHoldsOnlyTheStart) {

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <sndfile.h>
 
+#include <algorithm>
 #include <cmath>
 #include <sstream>
 
@@ -113,6 +114,36 @@ TEST_F(EvalReportTest, TheCodecsRoutineTakesAShorterLastSegment) {
   const SnrTotals& totals = report.results[0].totals;
   EXPECT_NEAR(static_cast<double>(totals.toten) / (signal + 11 * 0.01), 1.0, 1e-6);  // floats
   EXPECT_NEAR(static_cast<double>(totals.totnoise) / (noise + 11 * 0.01), 1.0, 1e-6);
+}
+
+TEST_F(EvalReportTest, LostFramesAreToldWhereTheirSoundLies) {
+  EvalSettings settings;
+  settings.input = speech(32000);
+  settings.losses = {0.0, 15.0};
+  settings.excerpt_seconds = 100.0;
+  const EvalReport report = evaluate(settings);
+  for (std::size_t i = 0; i < 8; i += 2) {
+    SCOPED_TRACE(i);
+    const EvalResult &clean = report.results[i], &lossy = report.results[i + 1];
+    EXPECT_TRUE(clean.lost.empty());
+    ASSERT_FALSE(lossy.lost.empty());
+    const quel_flavor& info = *quel_flavor_info(lossy.flavor);
+    double seconds = 0.0, last = -1.0;
+    for (const LostSpan& span : lossy.lost) {
+      EXPECT_GT(span.start, last);
+      last = span.end;
+      seconds += span.end - span.start;
+    }
+    // The first and the last frame may be cut by the ends of the sound.
+    const double frame = static_cast<double>(info.samples_per_frame) / info.sampling_rate;
+    EXPECT_LE(seconds, frame * lossy.trial.lost + 1e-9);
+    EXPECT_GT(seconds, frame * (lossy.trial.lost - 2.0));
+    // The sound changes where the first lost frame begins, and not before.
+    const auto changed = std::mismatch(clean.heard.begin(), clean.heard.end(), lossy.heard.begin());
+    const double at = static_cast<double>(changed.first - clean.heard.begin()) / info.sampling_rate;
+    EXPECT_GE(at, lossy.lost.front().start - 1e-9);
+    EXPECT_LT(at, lossy.lost.front().end);
+  }
 }
 
 TEST_F(EvalReportTest, TheExcerptIsTheStart) {
