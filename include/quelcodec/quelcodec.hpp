@@ -451,6 +451,105 @@ class Decoder {
   std::unique_ptr<quel_decoder, Destroy> stream_;
 };
 
+/// A receiver: packets of a network in, sound for a sound card out; moves and threads as Encoder.
+class Receiver {
+ public:
+  /// No receiver, as after a move.
+  Receiver() noexcept = default;
+
+  /// Makes `receiver` a new one; leaves it as it was where that fails.
+  ///
+  /// options  QUEL_RECEIVER_OPTIONS(flavor), perhaps with other delays
+  static int try_make(const quel_receiver_options& options, Receiver& receiver) noexcept {
+    quel_receiver* made = nullptr;
+    const int result = quel_receiver_create(&options, &made);
+    if (result == QUEL_OK) receiver.receiver_.reset(made);
+    return result;
+  }
+  /// Bytes of memory that such a receiver takes, as quel_receiver_size.
+  static int memory_size(const quel_receiver_options& options) noexcept {
+    return quel_receiver_size(&options);
+  }
+  /// The same in memory of the caller's, which has to outlive the receiver, as quel_receiver_init.
+  static int try_make(const quel_receiver_options& options, std::span<std::byte> memory,
+                      Receiver& receiver) noexcept {
+    quel_receiver* made = nullptr;
+    const int result = quel_receiver_init(memory.data(), memory.size(), &options, &made);
+    if (result == QUEL_OK) receiver.receiver_.reset(made);
+    return result;
+  }
+  /// As quel_receiver_push.
+  int try_push(std::uint32_t sequence, std::uint32_t timestamp, std::uint64_t came,
+               std::span<const std::uint8_t> units) noexcept {
+    return quel_receiver_push(get(), sequence, timestamp, came, units.data(), units.size());
+  }
+  /// As quel_receiver_pull: fills all of `pcm`.
+  int try_pull(std::span<std::int16_t> pcm) noexcept {
+    return quel_receiver_pull(get(), pcm.data(), pcm.size());
+  }
+  /// As quel_receiver_pull_float.
+  int try_pull(std::span<float> pcm) noexcept {
+    return quel_receiver_pull_float(get(), pcm.data(), pcm.size());
+  }
+  /// As quel_receiver_statistics.
+  int try_counts(quel_receiver_counts& counts) const noexcept {
+    counts = QUEL_RECEIVER_COUNTS;
+    return quel_receiver_statistics(get(), &counts);
+  }
+  /// Back to the state after construction.
+  int try_reset() noexcept { return quel_receiver_reset(get()); }
+
+  /// The C receiver, which stays this object's own.
+  quel_receiver* get() const noexcept { return receiver_.get(); }
+
+#ifdef __cpp_exceptions
+
+  /// A receiver that lets sound wait as QUEL_RECEIVER_OPTIONS says.
+  ///
+  /// Throws QUEL_ERROR_FLAVOR or QUEL_ERROR_MEMORY.
+  explicit Receiver(int flavor) : Receiver(quel_receiver_options QUEL_RECEIVER_OPTIONS(flavor)) {}
+  /// Throws what quel_receiver_create returns.
+  explicit Receiver(const quel_receiver_options& options) {
+    check(try_make(options, *this));
+  }
+  /// A receiver in memory of the caller's, as an Encoder's: memory_size(options) bytes.
+  Receiver(const quel_receiver_options& options, std::span<std::byte> memory) {
+    check(try_make(options, memory, *this));
+  }
+
+  /// Hands over a packet that has come; see quel_receiver_push.
+  void push(std::uint32_t sequence, std::uint32_t timestamp, std::uint64_t came,
+            std::span<const std::uint8_t> units) {
+    check(try_push(sequence, timestamp, came, units));
+  }
+  /// Fills all of `pcm` with the samples that are to be played next.
+  void pull(std::span<std::int16_t> pcm) {
+    check(try_pull(pcm));
+  }
+  /// The same with samples of -1..1.
+  void pull(std::span<float> pcm) {
+    check(try_pull(pcm));
+  }
+  /// What became of packets and sound since construction or reset.
+  quel_receiver_counts counts() const {
+    quel_receiver_counts counts;
+    check(try_counts(counts));
+    return counts;
+  }
+  /// Back to the state after construction.
+  void reset() {
+    check(try_reset());
+  }
+
+#endif
+
+ private:
+  struct Destroy {
+    void operator()(quel_receiver* receiver) const noexcept { quel_receiver_destroy(receiver); }
+  };
+  std::unique_ptr<quel_receiver, Destroy> receiver_;
+};
+
 }  // namespace quel
 
 #endif  // QUELCODEC_QUELCODEC_HPP_

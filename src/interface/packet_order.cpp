@@ -5,7 +5,8 @@
 namespace quel {
 namespace {
 
-// A gap of more packets is a new stream, unless the packets go on as before: RFC 3550's MAX_DROPOUT.
+// A gap of more packets is a new stream, unless the packets go on as before: RFC 3550's
+// MAX_DROPOUT.
 constexpr std::int32_t most_dropped = 3000;
 // A packet may come so many behind a later one; RFC 3550's MAX_MISORDER is 100.
 constexpr std::int32_t most_behind = 127;

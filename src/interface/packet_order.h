@@ -27,13 +27,13 @@ struct Place {
 /// comes too, the sender has started again and the stream is that one from there on. So one forged
 /// or damaged packet moves nothing. The limits are those of RFC 3550, appendix A.1.
 struct PacketOrder {
-  std::int64_t rate = 8000;      ///< timestamps per second
-  bool any = false;              ///< there is a stream
-  std::int64_t sequence = 0;     ///< of the latest packet
-  std::int64_t timestamp = 0;    ///< of the latest packet's first sample
-  std::uint64_t came = 0;        ///< when the latest packet came, microseconds
-  std::int64_t first = 0;        ///< least sequence number of the stream
-  std::uint64_t received = 0;    ///< packets of this stream, each counted once
+  std::int64_t rate = 8000;       ///< timestamps per second
+  bool any = false;               ///< there is a stream
+  std::int64_t sequence = 0;      ///< of the latest packet
+  std::int64_t timestamp = 0;     ///< of the latest packet's first sample
+  std::uint64_t came = 0;         ///< when the latest packet came, microseconds
+  std::int64_t first = 0;         ///< least sequence number of the stream
+  std::uint64_t received = 0;     ///< packets of this stream, each counted once
   std::uint64_t lost_before = 0;  ///< of the streams before it
   /// Bit n: the packet n before the latest has come.
   std::array<std::uint64_t, 2> seen{};
@@ -44,7 +44,7 @@ struct PacketOrder {
 
   // Interarrival jitter as in RFC 3550, section 6.4.1 and appendix A.8.
   bool has_transit = false;
-  std::uint64_t transit_came = 0;     ///< of the packet before, microseconds
+  std::uint64_t transit_came = 0;      ///< of the packet before, microseconds
   std::int64_t transit_timestamp = 0;  ///< of the packet before
   std::int64_t jitter16 = 0;           ///< 16 times the estimate, samples
 };

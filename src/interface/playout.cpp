@@ -14,6 +14,8 @@ using State = quel_receiver::State;
 
 // What packets are expected to be spread over until enough have come.
 constexpr std::int64_t first_spread_ms = 40;
+// Sound that comes between two blocks that the card asks for, as long as that is the network's way.
+constexpr std::int64_t most_at_once_ms = 500;
 // Units before those that are played after a cut, to bring the decoder near to where the encoder
 // was: most of what it forgets is forgotten in the first.
 constexpr int preroll = 2;
@@ -191,16 +193,25 @@ quel_decoder* spare_of(quel_receiver& receiver) {
 }
 
 UnitQueue queue_of(quel_receiver& receiver) {
-  auto* const memory = reinterpret_cast<unsigned char*>(spare_of(receiver)) + receiver.decoder_bytes;
+  auto* const memory =
+      reinterpret_cast<unsigned char*>(spare_of(receiver)) + receiver.decoder_bytes;
   return {reinterpret_cast<WaitingUnit*>(memory), receiver.capacity, receiver.now.waiting};
 }
 
 void note_arrival(quel_receiver& receiver, const Place& place) {
   State& now = receiver.now;
-  const std::int64_t expected = std::clamp(first_spread_ms * receiver.rate / 1000,
-                                           receiver.least_delay, receiver.most_delay);
-  add_transit(now.transit, now.clock, now.clock - place.timestamp, place.fit != Fit::earlier,
-              expected);
+  const std::int64_t expected =
+      std::clamp(first_spread_ms * receiver.rate / 1000, receiver.least_delay, receiver.most_delay);
+  // Packets that pile up while the card asks for nothing, or that come all at once behind a
+  // standing network, say nothing of the network's delays.
+  if (place.fit == Fit::first || now.clock != now.noted_clock) {
+    now.noted_clock = now.clock;
+    now.noted = place.timestamp;
+  }
+  if (place.timestamp - now.noted <= most_at_once_ms * receiver.rate / 1000) {
+    add_transit(now.transit, now.clock, now.clock - place.timestamp, now.latest_length,
+                place.fit != Fit::earlier, expected);
+  }
   if (place.fit == Fit::first) {
     now.playing = true;
     now.lead = 0;

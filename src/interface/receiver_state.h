@@ -33,11 +33,11 @@ struct SoundBuffer {
 struct quel_receiver {
   int flavor;
   bool on_heap;
-  int rate;                ///< samples per second
-  int unit;                ///< samples of a unit
-  int unit_bytes;          ///< bytes of a unit
-  int decoder_bytes;       ///< of the decoder and of its copy, each
-  int capacity;            ///< units of the queue
+  int rate;                  ///< samples per second
+  int unit;                  ///< samples of a unit
+  int unit_bytes;            ///< bytes of a unit
+  int decoder_bytes;         ///< of the decoder and of its copy, each
+  int capacity;              ///< units of the queue
   std::int64_t least_delay;  ///< samples
   std::int64_t most_delay;   ///< samples
 
@@ -46,6 +46,8 @@ struct quel_receiver {
     std::int64_t clock = 0;  ///< samples pulled
     quel::PacketOrder order;
     quel::Transit transit;
+    std::int64_t noted_clock = 0;    ///< clock when the latest packet came that was the first then
+    std::int64_t noted = 0;          ///< its timestamp
     int waiting = 0;                 ///< units in the queue
     std::int64_t latest = 0;         ///< timestamp of the latest packet
     std::int64_t latest_length = 0;  ///< its samples

@@ -6,9 +6,10 @@
 namespace quel {
 namespace {
 
-// A packet weighs 1 - 2^-forget_shift of what it weighed before the next: 512 packets are some ten
-// seconds of speech, long enough to know one packet in 100.
-constexpr int forget_shift = 9;
+// Packets weigh a 1024th less after each 10 ms of sound, an eighth at once at most: what counts are
+// the last ten seconds, and all but a hundredth of the weight is of the last 47.
+constexpr int forget_shift = 10;
+constexpr std::int64_t most_forgotten = 128;
 constexpr std::uint32_t one_packet = 1u << 16;
 // What is expected without knowledge weighs as much as some packets: for the first ten seconds it
 // keeps the wait from falling below.
@@ -55,8 +56,8 @@ void init_transit(Transit& state, std::int64_t rate) {
   state.bin = rate / 200;
 }
 
-void add_transit(Transit& state, std::int64_t clock, std::int64_t transit, bool in_order,
-                 std::int64_t expected) {
+void add_transit(Transit& state, std::int64_t clock, std::int64_t transit, std::int64_t length,
+                 bool in_order, std::int64_t expected) {
   const std::int64_t at = floor_divide(transit, state.bin);
   // Beyond all bins, as when a sender's clock stood still: what was fast will not come again. Nor
   // will it where packets suddenly are that much faster.
@@ -74,8 +75,11 @@ void add_transit(Transit& state, std::int64_t clock, std::int64_t transit, bool 
   }
   move_base(state, std::min(state.lowest, state.lowest_before));
   // Rounded up, or small weights would never be forgotten.
+  const auto forgotten = static_cast<std::uint64_t>(
+      std::clamp<std::int64_t>(length / (2 * state.bin), 1, most_forgotten));
   for (std::uint32_t& weight : state.weight) {
-    weight -= (weight + (1u << forget_shift) - 1) >> forget_shift;
+    const std::uint64_t part = weight * forgotten + (1u << forget_shift) - 1;
+    weight -= static_cast<std::uint32_t>(part >> forget_shift);
   }
   const std::int64_t above = std::clamp<std::int64_t>(at - state.base, 0, Transit::bins - 1);
   state.weight[static_cast<std::size_t>(above)] += one_packet;

@@ -34,11 +34,12 @@ void init_transit(Transit& state, std::int64_t rate);
 ///
 /// clock     samples that the card has taken
 /// transit   clock less the packet's timestamp
+/// length    samples of the packet: older packets weigh less by the sound that has come since
 /// in_order  no later packet was there before; a straggler does not move what counts as fast
 /// expected  samples that packets may take longer than the fastest as long as too few have come to
 ///           tell
-void add_transit(Transit& state, std::int64_t clock, std::int64_t transit, bool in_order,
-                 std::int64_t expected);
+void add_transit(Transit& state, std::int64_t clock, std::int64_t transit, std::int64_t length,
+                 bool in_order, std::int64_t expected);
 
 /// Transit of the fastest recent packet, samples, to a bin.
 std::int64_t fastest_transit(const Transit& state);

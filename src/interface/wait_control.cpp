@@ -11,9 +11,9 @@ using State = quel_receiver::State;
 
 // The wait is shortened where it is so much longer than wanted, ms, and lengthened wherever it is
 // shorter. The wanted one is known to 5 ms and moves by as much.
-constexpr std::int64_t too_long_ms = 12;
-// Drift moves all packets towards the next step of what is known; a little more than wanted is left
-// until that is seen, so that none comes too late.
+constexpr std::int64_t too_long_ms = 10;
+// Beyond what the network asks for: drift moves all packets towards the next 5 ms before that is
+// noticed, and none is to come too late until then.
 constexpr std::int64_t slack_us = 2500;
 // Much longer: less patience.
 constexpr std::int64_t much_too_long_ms = 100;
@@ -119,7 +119,8 @@ std::int64_t wanted_wait(const quel_receiver& receiver) {
 }
 
 std::int64_t wanted_offset(const quel_receiver& receiver) {
-  return fastest_transit(receiver.now.transit) + wanted_wait(receiver);
+  return fastest_transit(receiver.now.transit) + wanted_wait(receiver) +
+         slack_us * receiver.rate / 1000000;
 }
 
 std::int64_t sound_waiting(const quel_receiver& receiver) {
@@ -137,7 +138,7 @@ void adapt_wait(quel_receiver& receiver) {
   const std::int64_t excess = offset_of(receiver) - wanted_offset(receiver);
   int wish = 0;
   if (excess > ms(receiver, too_long_ms)) wish = -1;
-  if (excess < slack_us * receiver.rate / 1000000) wish = 1;
+  if (excess < 0) wish = 1;
   // Where the queue has run dry, the wait grows by itself.
   if (now.held > 0) wish = 0;
   if (wish != now.wish) now.wish_since = now.clock;
@@ -152,7 +153,9 @@ void lead_over(quel_receiver& receiver, const std::int16_t* before, int length) 
   State& now = receiver.now;
   SoundBuffer& sound = now.sound;
   const int overlap = overlap_of(receiver);
-  const std::int64_t excess = offset_of(receiver) - wanted_offset(receiver);
+  // What came late just now may be what is to come: no more than would be taken out anyway.
+  const std::int64_t excess =
+      offset_of(receiver) - wanted_offset(receiver) - ms(receiver, too_long_ms);
   const auto most = static_cast<int>(
       std::clamp<std::int64_t>(excess, 0, std::min(longest_move(receiver), length - overlap)));
   std::int16_t* const pcm = sound.pcm.data() + sound.tail - length;

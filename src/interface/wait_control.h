@@ -24,9 +24,10 @@ inline int overlap_of(const quel_receiver& receiver) {
 /// Samples pulled when a sample is played, less its timestamp: how far playing lies behind. Units
 /// that were made up without knowing why count as lost.
 std::int64_t offset_of(const quel_receiver& receiver);
-/// What that should be, and what it is above the transit of the fastest packets: the wait.
-std::int64_t wanted_offset(const quel_receiver& receiver);
+/// Samples that the fastest packets should wait.
 std::int64_t wanted_wait(const quel_receiver& receiver);
+/// What the offset should be for that, and a little more.
+std::int64_t wanted_offset(const quel_receiver& receiver);
 
 /// Samples that have come and are not played yet, gaps included, and how many these may be.
 std::int64_t sound_waiting(const quel_receiver& receiver);

@@ -60,6 +60,15 @@ quel_decode_units_samples
 quel_decode_units
 quel_decode_units_float
 quel_decoder_statistics
+quel_receiver_size
+quel_receiver_init
+quel_receiver_create
+quel_receiver_destroy
+quel_receiver_reset
+quel_receiver_push
+quel_receiver_pull
+quel_receiver_pull_float
+quel_receiver_statistics
 quel_unit_unpack
 quel_unit_pack
 quel_frame_describe

@@ -116,17 +116,21 @@ void Call::deliver(std::int64_t until) {
   under_way_.erase(under_way_.begin(), there);
 }
 
+void Call::run_to_block(const std::function<void()>& pull) {
+  while (send_us_ <= now_us_) send();
+  deliver(static_cast<std::int64_t>(now_us_));
+  pull();
+  now_us_ += 1e6 * network_.block / (speech_.rate() * (1.0 + network_.drift_ppm * 1e-6));
+}
+
 void Call::run(double seconds, const std::function<void(const std::vector<std::int16_t>&)>& each) {
   std::vector<std::int16_t> pcm(static_cast<std::size_t>(network_.block));
-  const double step = 1e6 * network_.block / (speech_.rate() * (1.0 + network_.drift_ppm * 1e-6));
   const double end = now_us_ + 1e6 * seconds;
   while (now_us_ < end) {
-    while (send_us_ <= now_us_) send();
-    deliver(static_cast<std::int64_t>(now_us_));
-    require(quel_receiver_pull(receiver_, pcm.data(), pcm.size()) == QUEL_OK);
-    pulled_ += network_.block;
-    if (each) each(pcm);
-    now_us_ += step;
+    run_to_block([&] {
+      require(quel_receiver_pull(receiver_, pcm.data(), pcm.size()) == QUEL_OK);
+      if (each) each(pcm);
+    });
   }
 }
 
