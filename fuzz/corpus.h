@@ -44,6 +44,7 @@ std::vector<Bytes> coded(int flavor, std::size_t from, std::size_t units);
 
 void decoder_seeds(Corpus& corpus);
 void encoder_seeds(Corpus& corpus);
+void receiver_seeds(Corpus& corpus);
 void plugin_seeds(Corpus& corpus);
 void bits_seeds(Corpus& corpus);
 void ogg_seeds(Corpus& corpus);

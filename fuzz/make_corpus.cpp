@@ -15,6 +15,7 @@ int main(int argc, char** argv) {
     quel::fuzz::Corpus corpus(argv[1]);
     decoder_seeds(corpus);
     encoder_seeds(corpus);
+    receiver_seeds(corpus);
     plugin_seeds(corpus);
     bits_seeds(corpus);
     ogg_seeds(corpus);

@@ -23,7 +23,16 @@ constexpr int preroll = 2;
 // its sound has faded.
 constexpr std::int64_t most_unheard = 8;
 
-using Unheard = std::array<std::int16_t, 480>;  // a unit of any flavor
+// What fades out, as much as a splice overlaps at any rate.
+using Fading = std::array<std::int16_t, 80>;
+
+// Room for a unit that nobody hears: where the next one will be decoded to.
+std::int16_t* unheard(quel_receiver& receiver) {
+  SoundBuffer& sound = receiver.now.sound;
+  std::int16_t* const room = append(sound, receiver.unit);
+  sound.tail -= receiver.unit;
+  return room;
+}
 
 void decode(quel_receiver& receiver, const WaitingUnit& unit, std::int16_t* pcm) {
   quel_decode(decoder_of(receiver), unit.bytes.data(),
@@ -117,22 +126,23 @@ bool cut(quel_receiver& receiver) {
   const std::int64_t excess = sound_waiting(receiver) - most_waiting(receiver);
   if (excess <= 0 || now.held > 0) return false;
   // The sound that would have come next leads over.
-  Unheard before;
   UnitQueue queue = queue_of(receiver);
   drop_passed(receiver);
+  std::int16_t* const continued = unheard(receiver);
   if (queue.empty() || units_before(receiver, queue.front()) > 0) {
-    make_up(receiver, Gap::lost, before.data());
+    make_up(receiver, Gap::lost, continued);
   } else {
-    take_front(receiver, before.data());
+    take_front(receiver, continued);
     ++now.dropped;
   }
+  Fading before;
+  std::copy_n(continued, overlap_of(receiver), before.begin());
   const std::int64_t place = now.clock + ahead_of(now.sound) - wanted_offset(receiver);
   const std::int64_t next = std::clamp(place, now.next, std::max(now.next, now.latest));
   int count = 0;
   while (count < queue.size() && 2 * (next - queue[count].timestamp) > receiver.unit) ++count;
-  Unheard unheard;
   for (int k = std::max(count - preroll, 0); k < count; ++k) {
-    decode(receiver, queue[k], unheard.data());
+    decode(receiver, queue[k], unheard(receiver));
   }
   if (count > 0) now.sequence = queue[count - 1].sequence;
   queue.drop(count);
@@ -149,9 +159,8 @@ bool cut(quel_receiver& receiver) {
 void go_back(quel_receiver& receiver, std::int64_t missing, Gap gap) {
   std::memcpy(decoder_of(receiver), spare_of(receiver),
               static_cast<std::size_t>(receiver.decoder_bytes));
-  Unheard unheard;
   for (std::int64_t k = 0; k < std::min(missing, most_unheard); ++k) {
-    make_up(receiver, gap, unheard.data());
+    make_up(receiver, gap, unheard(receiver));
   }
 }
 
@@ -167,8 +176,8 @@ void resume(quel_receiver& receiver, std::int64_t missing, Gap gap) {
   if (ahead_of(sound) - keep < overlap) {
     make_up(receiver, now.held_as, append(sound, receiver.unit));
   }
-  Unheard before;
-  std::copy_n(sound.pcm.data() + sound.head + keep, overlap, before.data());
+  Fading before;
+  std::copy_n(sound.pcm.data() + sound.head + keep, overlap, before.begin());
   sound.tail = sound.head + keep;
   go_back(receiver, missing, gap);
   now.next += missing * receiver.unit;

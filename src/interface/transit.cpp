@@ -52,8 +52,9 @@ void begin(Transit& state, std::int64_t clock, std::int64_t at, std::int64_t exp
 }  // namespace
 
 void init_transit(Transit& state, std::int64_t rate) {
-  state = {};
+  state.any = false;
   state.bin = rate / 200;
+  state.base = 0;
 }
 
 void add_transit(Transit& state, std::int64_t clock, std::int64_t transit, std::int64_t length,

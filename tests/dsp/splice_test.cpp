@@ -17,7 +17,8 @@ using Pcm = std::vector<std::int16_t>;
 Pcm tone(int n, double period) {
   Pcm pcm;
   for (int k = 0; k < n; ++k) {
-    pcm.push_back(static_cast<std::int16_t>(std::lround(9000 * std::sin(6.283185307 * k / period))));
+    pcm.push_back(
+        static_cast<std::int16_t>(std::lround(9000 * std::sin(6.283185307 * k / period))));
   }
   return pcm;
 }

@@ -239,6 +239,52 @@ TEST_P(Allocation, StreamsUseNoHeap) {
   }
 }
 
+TEST_P(Allocation, ReceiversTakeOneBlockAndNothingAfterwards) {
+  const quel_receiver_options options = QUEL_RECEIVER_OPTIONS(flavor());
+  quel_receiver* receiver = nullptr;
+  int code = 0;
+  const Outcome refused =
+      with_bad_memory(0, false, [&] { code = quel_receiver_create(&options, &receiver); });
+  EXPECT_EQ(code, QUEL_ERROR_MEMORY);
+  EXPECT_EQ(refused.left, 0);
+  EXPECT_EQ(receiver, nullptr);
+  const Outcome whole = with_bad_memory(1, false, [&] {
+    code = quel_receiver_create(&options, &receiver);
+    quel_receiver_destroy(receiver);
+  });
+  EXPECT_EQ(code, QUEL_OK);
+  EXPECT_EQ(whole.allocations, 1);
+  EXPECT_EQ(whole.left, 0);
+
+  Bytes memory(static_cast<std::size_t>(quel_receiver_size(&options)));
+  const Bytes units(4 * static_cast<std::size_t>(quel_bytes_per_unit(flavor())));
+  const auto unit = static_cast<std::uint32_t>(quel_samples_per_unit(flavor()));
+  Pcm heard(700);
+  std::vector<float> real(700);
+  quel_receiver_counts counts = QUEL_RECEIVER_COUNTS;
+  int failures = 0;
+  expect_no_allocation("receiver", [&] {
+    failures += quel_receiver_init(memory.data(), memory.size(), &options, &receiver);
+    test::Random random(8);
+    std::uint32_t sequence = 0;
+    for (std::uint32_t k = 0; k < 400; ++k) {
+      const std::uint32_t at = sequence + static_cast<std::uint32_t>(random.integer(-2, 2));
+      failures += quel_receiver_push(receiver, at, 4 * at * unit, k, units.data(), units.size());
+      if (random.integer(0, 9) > 0) ++sequence;
+      failures += quel_receiver_pull(receiver, heard.data(),
+                                     static_cast<std::size_t>(random.integer(0, 700)));
+      failures += quel_receiver_pull_float(receiver, real.data(),
+                                           static_cast<std::size_t>(random.integer(0, 700)));
+      failures += quel_receiver_statistics(receiver, &counts);
+    }
+    failures += quel_receiver_reset(receiver);
+    quel_receiver_destroy(receiver);
+  });
+  EXPECT_EQ(failures, 0);
+  EXPECT_GT(counts.decoded, 100u);
+  EXPECT_GT(counts.concealed, 0u);
+}
+
 TEST_P(Allocation, ThePlugInUsesNoHeap) {
   const Pcm pcm = test::speech_like_pcm(3840, 1);
   std::array<std::uint8_t, 400> bytes{};

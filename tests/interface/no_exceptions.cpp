@@ -55,6 +55,17 @@ bool works() {
     return false;
   }
   if (decoder.try_decode_units(units, received, heard) != 3 * 288) return false;
+  quel::Receiver receiver, no_receiver;
+  const quel_receiver_options wrong = QUEL_RECEIVER_OPTIONS(7);
+  const quel_receiver_options options = QUEL_RECEIVER_OPTIONS(QUEL_FLAVOR_6K5);
+  quel_receiver_counts heard_of;
+  if (quel::Receiver::try_make(wrong, receiver) != QUEL_ERROR_FLAVOR ||
+      quel::Receiver::try_make(options, receiver) != QUEL_OK ||
+      no_receiver.try_pull(heard) != QUEL_ERROR_ARGUMENT ||
+      receiver.try_push(0, 0, 0, units) != QUEL_OK || receiver.try_pull(heard) != QUEL_OK ||
+      receiver.try_counts(heard_of) != QUEL_OK || heard_of.received != 1) {
+    return false;
+  }
   quel_decoder_counts counts;
   return decoder.try_counts(counts) == QUEL_OK && counts.decoded == 3 && counts.concealed == 3;
 }

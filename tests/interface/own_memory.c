@@ -1,5 +1,5 @@
 /* A program as a small machine has it: C, no allocator, streams in memory of its own. It codes and
- * decodes a second of made-up sound by each flavor, some frames lost, and prints what came of it as
+ * decodes a second of made-up sound by each flavor, some frames lost, has it received, and prints what came of it as
  * one number per flavor. own_memory_test.sh compares these with what streams from the heap give. */
 #include <quelcodec/quelcodec.h>
 #include <stdint.h>
@@ -16,19 +16,29 @@ static union {
   long long aligned_likewise;
   unsigned char bytes[14 * 1024];
 } decoder_memory __attribute__((aligned));
+static union {
+  long double aligned_most;
+  long long aligned_likewise;
+  unsigned char bytes[48 * 1024];
+} receiver_memory __attribute__((aligned));
 #endif
 
-static int make(int flavor, quel_encoder** encoder, quel_decoder** decoder) {
+static int make(int flavor, quel_encoder** encoder, quel_decoder** decoder,
+                quel_receiver** receiver) {
   const quel_encoder_options enc = QUEL_ENCODER_OPTIONS(flavor);
   const quel_decoder_options dec = QUEL_DECODER_OPTIONS(flavor);
+  const quel_receiver_options rec = QUEL_RECEIVER_OPTIONS(flavor);
 #ifdef FROM_THE_HEAP
   return quel_encoder_create(&enc, encoder) == QUEL_OK &&
-         quel_decoder_create(&dec, decoder) == QUEL_OK;
+         quel_decoder_create(&dec, decoder) == QUEL_OK &&
+         quel_receiver_create(&rec, receiver) == QUEL_OK;
 #else
   return quel_encoder_size(&enc) <= (int)sizeof encoder_memory &&
          quel_decoder_size(&dec) <= (int)sizeof decoder_memory &&
+         quel_receiver_size(&rec) <= (int)sizeof receiver_memory &&
          quel_encoder_init(&encoder_memory, sizeof encoder_memory, &enc, encoder) == QUEL_OK &&
-         quel_decoder_init(&decoder_memory, sizeof decoder_memory, &dec, decoder) == QUEL_OK;
+         quel_decoder_init(&decoder_memory, sizeof decoder_memory, &dec, decoder) == QUEL_OK &&
+         quel_receiver_init(&receiver_memory, sizeof receiver_memory, &rec, receiver) == QUEL_OK;
 #endif
 }
 
@@ -36,6 +46,16 @@ static uint64_t hash(uint64_t sum, const void* data, size_t size) {
   const unsigned char* bytes = data;
   size_t i;
   for (i = 0; i < size; ++i) sum = (sum ^ bytes[i]) * UINT64_C(0x100000001b3);
+  return sum;
+}
+
+static uint64_t hash_samples(uint64_t sum, const int16_t* pcm, int n) {
+  int i;
+  for (i = 0; i < n; ++i) {
+    const unsigned char low = (unsigned char)(pcm[i] & 0xff);
+    const unsigned char high = (unsigned char)((pcm[i] >> 8) & 0xff);
+    sum = hash(hash(sum, &low, 1), &high, 1);
+  }
   return sum;
 }
 
@@ -59,10 +79,11 @@ static int run(int flavor, uint64_t* sum) {
   static uint8_t unit[QUEL_MAX_BYTES];
   quel_encoder* encoder = NULL;
   quel_decoder* decoder = NULL;
+  quel_receiver* receiver = NULL;
   const int samples = quel_samples_per_unit(flavor), rate = quel_sampling_rate(flavor);
   uint32_t random = (uint32_t)flavor;
   int phase = 0, level = 0, k;
-  if (!make(flavor, &encoder, &decoder)) return 0;
+  if (!make(flavor, &encoder, &decoder, &receiver)) return 0;
   *sum = UINT64_C(0xcbf29ce484222325);
   for (k = 0; k < rate / samples; ++k) {
     int bytes, heard;
@@ -73,15 +94,19 @@ static int run(int flavor, uint64_t* sum) {
     heard = quel_decode(decoder, unit, (size_t)bytes, k % 7 == 5 ? 0 : QUEL_ALL_RECEIVED, pcm,
                         QUEL_MAX_SAMPLES);
     if (heard != samples) return 0;
-    for (heard = 0; heard < samples; ++heard) {
-      const unsigned char low = (unsigned char)(pcm[heard] & 0xff);
-      const unsigned char high = (unsigned char)((pcm[heard] >> 8) & 0xff);
-      *sum = hash(hash(*sum, &low, 1), &high, 1);
+    *sum = hash_samples(*sum, pcm, samples);
+    if (k % 9 != 4 && quel_receiver_push(receiver, (uint32_t)k, (uint32_t)(k * samples), 0, unit,
+                                         (size_t)bytes) != QUEL_OK) {
+      return 0;
     }
+    /* Here a little slower, there a little faster than the sender. */
+    if (quel_receiver_pull(receiver, pcm, (size_t)(samples - 4 + k % 8)) != QUEL_OK) return 0;
+    *sum = hash_samples(*sum, pcm, samples - 4 + k % 8);
   }
 #ifdef FROM_THE_HEAP
   quel_encoder_destroy(encoder);
   quel_decoder_destroy(decoder);
+  quel_receiver_destroy(receiver);
 #endif
   return 1;
 }

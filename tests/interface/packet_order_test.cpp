@@ -147,7 +147,8 @@ TEST(PacketOrder, JitterIsTheEstimateOfTheStandard) {
   PacketOrder order;
   double jitter = 0, before = 0;
   for (std::uint32_t k = 0; k < 3000; ++k) {
-    const std::uint64_t came = k * microseconds + static_cast<std::uint64_t>(random.integer(0, 40000));
+    const std::uint64_t came =
+        k * microseconds + static_cast<std::uint64_t>(random.integer(0, 40000));
     place_packet(order, k, k * length, came);
     const double transit = static_cast<double>(came) * 8000 / 1e6 - k * 160.0;
     if (k > 0) jitter += (std::abs(transit - before) - jitter) / 16;

@@ -21,6 +21,9 @@ using ::testing::IsEmpty;
 static_assert(std::is_nothrow_move_constructible_v<Encoder>);
 static_assert(std::is_nothrow_move_assignable_v<Encoder>);
 static_assert(!std::is_copy_constructible_v<Encoder> && !std::is_copy_assignable_v<Encoder>);
+static_assert(std::is_nothrow_move_constructible_v<Receiver>);
+static_assert(std::is_nothrow_move_assignable_v<Receiver>);
+static_assert(!std::is_copy_constructible_v<Receiver> && !std::is_copy_assignable_v<Receiver>);
 static_assert(std::is_nothrow_move_constructible_v<Decoder>);
 static_assert(std::is_nothrow_move_assignable_v<Decoder>);
 static_assert(!std::is_copy_constructible_v<Decoder> && !std::is_copy_assignable_v<Decoder>);
@@ -280,6 +283,47 @@ TEST_P(Classes, LiveInMemoryOfTheCallersToo) {
   EXPECT_EQ(error_of([&] { Decoder(GetParam(), Concealment::immediate, few); }), QUEL_ERROR_MEMORY);
   EXPECT_EQ(Encoder::memory_size(4), QUEL_ERROR_FLAVOR);
   EXPECT_EQ(Decoder::memory_size(-1), QUEL_ERROR_FLAVOR);
+}
+
+TEST_P(Classes, ReceiveWhatTheCReceiverReceives) {
+  Encoder encoder(GetParam());
+  quel_receiver_options options = QUEL_RECEIVER_OPTIONS(GetParam());
+  options.least_delay = options.most_delay = 80;
+  Receiver receiver(options), usual(GetParam());
+  std::vector<std::byte> memory(static_cast<std::size_t>(Receiver::memory_size(options)));
+  Receiver there(options, memory);
+  EXPECT_EQ(static_cast<void*>(there.get()), memory.data());
+  quel_receiver* c_receiver = nullptr;
+  ASSERT_EQ(quel_receiver_create(&options, &c_receiver), QUEL_OK);
+  const auto pcm = speech(30);
+  const std::size_t samples = encoder.samples_per_unit();
+  std::vector<std::int16_t> heard(samples), expected(samples);
+  std::vector<float> real(samples);
+  for (std::uint32_t k = 0; k < 30; ++k) {
+    const auto unit = encoder.encode(std::span(pcm).subspan(k * samples, samples));
+    const auto timestamp = k * static_cast<std::uint32_t>(samples);
+    receiver.push(k, timestamp, k, unit);
+    there.push(k, timestamp, k, unit);
+    ASSERT_EQ(quel_receiver_push(c_receiver, k, timestamp, k, unit.data(), unit.size()), QUEL_OK);
+    receiver.pull(heard);
+    there.pull(real);
+    ASSERT_EQ(quel_receiver_pull(c_receiver, expected.data(), samples), QUEL_OK);
+    ASSERT_EQ(heard, expected);
+    for (std::size_t n = 0; n < samples; ++n) {
+      ASSERT_EQ(real[n], static_cast<float>(heard[n]) / 32768.0f);
+    }
+  }
+  EXPECT_EQ(receiver.counts().received, 30u);
+  EXPECT_GT(receiver.counts().decoded, 10u);
+  quel_receiver_destroy(c_receiver);
+  receiver.reset();
+  EXPECT_EQ(receiver.counts().received, 0u);
+  EXPECT_EQ(usual.counts().received, 0u);
+  EXPECT_EQ(error_of([&] { receiver.push(0, 0, 0, {}); }), QUEL_ERROR_ARGUMENT);
+  EXPECT_EQ(error_of([&] { Receiver(4); }), QUEL_ERROR_FLAVOR);
+  Receiver moved = std::move(receiver);
+  EXPECT_EQ(error_of([&] { moved.pull(heard); }), QUEL_OK);
+  EXPECT_EQ(error_of([&] { Receiver().pull(heard); }), QUEL_ERROR_ARGUMENT);
 }
 
 TEST_P(Classes, TakeUnitsApartAndTellWhatFramesStandFor) {

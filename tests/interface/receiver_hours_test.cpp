@@ -31,7 +31,8 @@ TEST_P(ReceiverHours, DriftDoesNotBuildUp) {
   Call call(speech, drifting(), receiver.get());
   call.run(60);
   std::uint64_t most = 0;
-  call.run(3600.0 * hours, [&](const Pcm&) { most = std::max(most, counts_of(receiver.get()).delay); });
+  call.run(3600.0 * hours,
+           [&](const Pcm&) { most = std::max(most, counts_of(receiver.get()).delay); });
   const quel_receiver_counts counts = counts_of(receiver.get());
   // A block of 20 ms, in which packets come at any time; 47 s of drift, 9.4 ms; steps of 5 ms at
   // both ends; 2.5 ms more, 10 ms before it is shortened, and 15 ms by which it is lengthened.
@@ -60,7 +61,8 @@ TEST_P(ReceiverHours, ABadNetworkIsHeardThroughForHours) {
   network.doubled = 1;
   Call call(speech, network, receiver.get());
   std::uint64_t most = 0;
-  call.run(3600.0 * hours, [&](const Pcm&) { most = std::max(most, counts_of(receiver.get()).delay); });
+  call.run(3600.0 * hours,
+           [&](const Pcm&) { most = std::max(most, counts_of(receiver.get()).delay); });
   const quel_receiver_counts counts = counts_of(receiver.get());
   EXPECT_LE(most, 8u * (400 + 60 + 120));
   EXPECT_LE(counts.lost, call.lost());

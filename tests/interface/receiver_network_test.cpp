@@ -126,7 +126,8 @@ TEST_P(ReceiverNetwork, NumbersWrapUnheard) {
     for (const std::uint32_t timestamp : {0xffffffffu - 20000, 0x7fffffffu - 20000}) {
       const ReceiverPointer receiver = make_receiver(flavor());
       Call other(speech, network, receiver.get());
-      other.restart_sender(sequence, timestamp / 80 * 80);  // whole bins of what delays are known to
+      other.restart_sender(sequence,
+                           timestamp / 80 * 80);  // whole bins of what delays are known to
       ASSERT_EQ(heard(other, 10), wanted);
       ASSERT_EQ(counts_of(receiver.get()).lost, counts_of(plain.get()).lost);
       ASSERT_EQ(counts_of(receiver.get()).stray, 0u);
@@ -155,8 +156,7 @@ TEST_P(ReceiverNetwork, APauseOfTheNetworkLosesNoWord) {
   EXPECT_GT(after.concealed, 0u);
   EXPECT_LE(after.concealed, 1 + ms(310) / static_cast<unsigned>(speech.unit()));
   // All that came was decoded, and the wait is longer for a while.
-  EXPECT_GE(after.decoded + 20 * ms(20) / static_cast<unsigned>(speech.unit()),
-            call.sent());
+  EXPECT_GE(after.decoded + 20 * ms(20) / static_cast<unsigned>(speech.unit()), call.sent());
   EXPECT_GT(after.delay, before.delay + ms(50));
   append(all, heard(call, 60));
   EXPECT_LT(counts_of(receiver.get()).delay, ms(80));
@@ -248,9 +248,9 @@ TEST_P(ReceiverNetwork, ARestartedSenderIsFollowedFromItsSecondPacket) {
   ASSERT_EQ(quel_decoder_create(&options, &decoder), QUEL_OK);
   const auto bytes = speech.coded(1, 10);
   Pcm wanted(static_cast<std::size_t>(10 * speech.unit()));
-  ASSERT_GT(quel_decode_units(decoder, bytes.data(), bytes.size(), nullptr, wanted.data(),
-                              wanted.size()),
-            0);
+  ASSERT_GT(
+      quel_decode_units(decoder, bytes.data(), bytes.size(), nullptr, wanted.data(), wanted.size()),
+      0);
   quel_decoder_destroy(decoder);
   // The first packet may have been slower than those behind it, and the wait is then shortened.
   const auto unit = static_cast<std::size_t>(speech.unit());
@@ -363,8 +363,9 @@ TEST_P(ReceiverNetwork, EverySampleIsAccountedFor) {
     // what was made up and thrown away when the packet came after all.
     const std::int64_t rest = pulled - accounted(counts, speech.unit());
     const auto unit = static_cast<std::int64_t>(speech.unit());
-    const auto late = static_cast<std::int64_t>(counts.concealed) - static_cast<std::int64_t>(
-        counts.lost * static_cast<std::uint64_t>(network.units));
+    const auto late =
+        static_cast<std::int64_t>(counts.concealed) -
+        static_cast<std::int64_t>(counts.lost * static_cast<std::uint64_t>(network.units));
     EXPECT_LE(rest, static_cast<std::int64_t>(ms(140)));
     EXPECT_GE(rest, -2 * unit - std::max<std::int64_t>(late, 0) * unit);
     EXPECT_LE(counts.received + counts.lost, call.sent());

@@ -52,11 +52,12 @@ inline Pcm piece(const Pcm& pcm, std::size_t from, std::size_t n) {
 }
 
 /// Hands a packet of `count` units over, from unit k on.
-inline int push(quel_receiver* receiver, const Speech& speech, std::uint32_t sequence, std::size_t k,
-                int count = 1, std::uint32_t timestamp = 0) {
+inline int push(quel_receiver* receiver, const Speech& speech, std::uint32_t sequence,
+                std::size_t k, int count = 1, std::uint32_t timestamp = 0) {
   const auto bytes = speech.coded(k, count);
   const auto samples = static_cast<std::uint32_t>(k) * static_cast<std::uint32_t>(speech.unit());
-  const std::uint64_t came = std::uint64_t{samples} * 1000000 / static_cast<unsigned>(speech.rate());
+  const std::uint64_t came =
+      std::uint64_t{samples} * 1000000 / static_cast<unsigned>(speech.rate());
   return quel_receiver_push(receiver, sequence, timestamp + samples, came, bytes.data(),
                             bytes.size());
 }

@@ -170,9 +170,9 @@ TEST_P(Receiver, LivesInTheCallersMemoryAndItsBytesAreACopy) {
   const ReceiverPointer created = make_receiver(flavor());
   Call call(speech, network, receiver), beside(speech, network, created.get());
   EXPECT_EQ(heard(call, 5), heard(beside, 5));
-  EXPECT_THAT(std::vector<std::uint8_t>(memory.begin() + static_cast<std::ptrdiff_t>(size),
-                                        memory.end()),
-              Each(0xa7));
+  EXPECT_THAT(
+      std::vector<std::uint8_t>(memory.begin() + static_cast<std::ptrdiff_t>(size), memory.end()),
+      Each(0xa7));
 
   std::memcpy(copy.data(), memory.data(), size);
   std::fill(memory.begin(), memory.end(), std::uint8_t{0xa7});
@@ -189,8 +189,7 @@ TEST_P(Receiver, RefusesWhatIsWrong) {
   const auto size = static_cast<std::size_t>(quel_receiver_size(&options));
   std::vector<std::uint8_t> memory(size + 1);
   EXPECT_EQ(quel_receiver_init(memory.data(), size - 1, &options, &receiver), QUEL_ERROR_MEMORY);
-  EXPECT_EQ(quel_receiver_init(memory.data() + 1, size, &options, &receiver),
-            QUEL_ERROR_ALIGNMENT);
+  EXPECT_EQ(quel_receiver_init(memory.data() + 1, size, &options, &receiver), QUEL_ERROR_ALIGNMENT);
   EXPECT_EQ(quel_receiver_init(nullptr, size, &options, &receiver), QUEL_ERROR_ARGUMENT);
   EXPECT_EQ(quel_receiver_init(memory.data(), size, &options, nullptr), QUEL_ERROR_ARGUMENT);
   for (const auto& [least, most] : {std::array{-1, 400}, {401, 400}, {0, 1001}, {1001, 1002}}) {
@@ -214,8 +213,8 @@ TEST_P(Receiver, RefusesWhatIsWrong) {
     return quel_receiver_push(receiver, 0, 0, 0, units.data(), n);
   };
   const auto unit = static_cast<std::size_t>(bytes());
-  const auto second = static_cast<std::size_t>(quel_sampling_rate(flavor()) /
-                                               quel_samples_per_unit(flavor()));
+  const auto second =
+      static_cast<std::size_t>(quel_sampling_rate(flavor()) / quel_samples_per_unit(flavor()));
   EXPECT_EQ(push_bytes(0), QUEL_ERROR_LENGTH);
   EXPECT_EQ(push_bytes(unit - 1), QUEL_ERROR_LENGTH);
   EXPECT_EQ(push_bytes(unit + 1), QUEL_ERROR_LENGTH);

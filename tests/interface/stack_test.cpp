@@ -99,6 +99,43 @@ TEST_P(Stack, ASmallStackIsEnoughForAStream) {
   }
 }
 
+TEST_P(Stack, ASmallStackIsEnoughForAReceiver) {
+  const quel_receiver_options options = QUEL_RECEIVER_OPTIONS(flavor());
+  const auto unit = static_cast<std::uint32_t>(quel_samples_per_unit(flavor()));
+  const auto bytes = static_cast<std::size_t>(quel_bytes_per_unit(flavor()));
+  const quel_encoder_options enc = QUEL_ENCODER_OPTIONS(flavor());
+  quel_encoder* encoder = nullptr;
+  ASSERT_EQ(quel_encoder_create(&enc, &encoder), QUEL_OK);
+  Pcm pcm = signal();
+  pcm.resize(pcm.size() / unit * unit);
+  std::vector<std::uint8_t> units(pcm.size() / unit * bytes);
+  ASSERT_GT(quel_encode_units(encoder, pcm.data(), pcm.size(), units.data(), units.size()), 0);
+  quel_encoder_destroy(encoder);
+  Pcm out(9 * unit / 4);
+  const auto work = [&] {
+    quel_receiver* receiver = nullptr;
+    quel_receiver_create(&options, &receiver);
+    test::Random random(4);
+    quel_receiver_counts counts = QUEL_RECEIVER_COUNTS;
+    for (std::uint32_t k = 0; k < units.size() / bytes; ++k) {
+      // Losses, packets behind others, and a card that now and then asks for nothing or for much.
+      const std::uint32_t at = k ^ static_cast<std::uint32_t>(random.integer(0, 9) / 9);
+      if (random.integer(0, 9) > 0) {
+        quel_receiver_push(receiver, at, at * unit, k, &units[k * bytes], bytes);
+      }
+      if (k % 50 < 15) continue;
+      quel_receiver_pull(receiver, out.data(),
+                         static_cast<std::size_t>(random.integer(0, 9)) * unit / 4);
+      quel_receiver_statistics(receiver, &counts);
+    }
+    quel_receiver_destroy(receiver);
+  };
+  work();
+  const std::size_t use = test::stack_use(work);
+  EXPECT_GT(use, 500u);
+  EXPECT_LE(use, bound);
+}
+
 TEST_P(Stack, ASmallStackIsEnoughForThePlugIn) {
   const Pcm pcm = signal();
   std::array<std::uint8_t, 400> bytes{};

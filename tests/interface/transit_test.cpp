@@ -121,7 +121,8 @@ TEST(Transit, AnyNumbersAreBounded) {
   for (int k = 0; k < 200000; ++k) {
     clock += random.integer(0, 3) == 0 ? std::int64_t{random.bits()} << 10 : random.integer(0, 400);
     const std::int64_t odd = (std::int64_t{random.bits()} << 20) - (std::int64_t{1} << 51);
-    add_transit(transit, clock, random.integer(0, 9) == 0 ? odd : random.integer(-4000, 4000), random.integer(0, 9) == 0 ? odd : random.integer(1, 20000),
+    add_transit(transit, clock, random.integer(0, 9) == 0 ? odd : random.integer(-4000, 4000),
+                random.integer(0, 9) == 0 ? odd : random.integer(1, 20000),
                 random.integer(0, 1) == 0, random.integer(0, 8000));
     ASSERT_GE(spread_of_transit(transit), bin);
     ASSERT_LE(spread_of_transit(transit), Transit::bins * bin);

@@ -28,9 +28,8 @@ struct Queue {
     for (int k = 0; k < queue.size(); ++k) {
       all.push_back(queue[k].timestamp);
       EXPECT_EQ(queue[k].sequence, queue[k].timestamp / 10);
-      EXPECT_TRUE(std::all_of(queue[k].bytes.begin(), queue[k].bytes.begin() + 20, [&](int byte) {
-        return byte == (queue[k].timestamp & 0xff);
-      }));
+      EXPECT_TRUE(std::all_of(queue[k].bytes.begin(), queue[k].bytes.begin() + 20,
+                              [&](int byte) { return byte == (queue[k].timestamp & 0xff); }));
     }
     return all;
   }

@@ -89,9 +89,9 @@ TEST_P(WaitControl, ATonePassesSplicesWhole) {
   quel_decoder* decoder = nullptr;
   ASSERT_EQ(quel_decoder_create(&options, &decoder), QUEL_OK);
   Pcm clean(count * unit);
-  ASSERT_GT(quel_decode_units(decoder, units.data(), units.size(), nullptr, clean.data(),
-                              clean.size()),
-            0);
+  ASSERT_GT(
+      quel_decode_units(decoder, units.data(), units.size(), nullptr, clean.data(), clean.size()),
+      0);
   quel_decoder_destroy(decoder);
   // Away from the start, where encoder and receiver begin.
   const Pcm heard = piece(all, rate, all.size() - rate);
