@@ -144,6 +144,18 @@ QUEL_INLINE bool any(Mask bits) {
   return seen != 0;
 }
 
+QUEL_INLINE bool any(FloatMask mask) {
+#if defined(__AVX__) && QUEL_LANES == 4
+  return _mm256_movemask_ps(__builtin_bit_cast(__m256, mask)) != 0;
+#elif defined(__SSE2__) && QUEL_LANES == 2
+  return _mm_movemask_ps(__builtin_bit_cast(__m128, mask)) != 0;
+#else
+  int seen = 0;
+  for (int i = 0; i < 2 * lanes; ++i) seen |= mask[i];
+  return seen != 0;
+#endif
+}
+
 /// Whether this guess is to be wrong on purpose; see kernel_checks.h.
 QUEL_INLINE bool spoiled() {
 #if defined(QUEL_SPOIL_GUESSES)

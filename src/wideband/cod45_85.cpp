@@ -230,6 +230,11 @@ void build_code(AcelpWork& work, float* code, float* y, std::int32_t* indices) {
 
 namespace wideband {
 
+void preselect(AcelpWork& work, float* dn, const float* cn) {
+  choose_signs(work, dn, cn);
+  quel::preselect(work.dn2.data(), work.pos_max.data());
+}
+
 void cor_h_vec(const float* h, const float* vec, int track, const float* sign, const float* rrixix,
                float* cor) {
   for (int p = 0; p < positions; ++p) {
@@ -288,8 +293,7 @@ void search_ixiy(const AcelpWork& work, int track_x, int track_y, float* ps, flo
 
 void ACELP_45_85(AcelpWork& work, const AcelpSettings& settings, float* dn, const float* cn,
                  const float* h, float* code, float* y, std::int32_t* indices) {
-  choose_signs(work, dn, cn);
-  preselect(work.dn2.data(), work.pos_max.data());
+  wideband::preselect(work, dn, cn);
   build_energies(work, h);
   build_matrices(work, h);
   const int start = best_start(work, dn);

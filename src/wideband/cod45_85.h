@@ -59,6 +59,13 @@ void ACELP_45_85(AcelpWork& work, const AcelpSettings& settings, float* dn, cons
 
 namespace wideband {
 
+/// What the search knows before it places a pulse: writes work's signs, the measure that marks
+/// eight candidates of each track, and each track's largest.
+///
+/// dn  [0..79] backward-filtered target; made sign-free
+/// cn  [0..79] residual of the long-term prediction
+void preselect(AcelpWork& work, float* dn, const float* cn);
+
 /// Change of the code's half energy by one more pulse on one track: correlation of the running
 /// vector with the response of that pulse, plus the pulse's own half energy.
 ///

@@ -12,6 +12,7 @@
 #include "dsp/weight_a.h"
 #include "wideband/a2lsf.h"
 #include "wideband/autocorr16.h"
+#include "wideband/effort16.h"
 #include "wideband/lag3.h"
 #include "wideband/lsf2a.h"
 #include "wideband/pit_fr3s.h"
@@ -188,6 +189,16 @@ void coder_wb16(WidebandEncoder& state, std::int32_t* prm) {
   LagWindow16 window = open_loop_window(state);
   code_subframe(state, Aq.data(), 0, window, prm + 6);
   code_subframe(state, Aq.data() + order + 1, subframe, window, prm + 14);
+  shift_histories(state);
+}
+
+void coder_wb16(WidebandEncoder& state, WidebandEffort& effort, std::int32_t* prm) {
+  Scratch Aq(2 * (order + 1));
+  prefilter(state);
+  code_spectrum(state, Aq.data(), prm);
+  weight_speech(state, Aq.data());
+  wideband::follow_sound(effort.listener, state.speech.data() + order, state.lag_window.data());
+  wideband::code_excitation(state, effort, Aq.data(), open_loop_window(state), prm + 6);
   shift_histories(state);
 }
 

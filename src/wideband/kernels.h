@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "dsp/instruction_set.h"
+#include "wideband/pulses16.h"
 
 namespace quel {
 
@@ -14,6 +15,8 @@ struct WidebandKernels {
   bool (*best_pair)(int track_x, int track_y, float* ps, float* alp, std::int32_t* ix,
                     std::int32_t* iy, const float* dn, const float* dn2, const float* cor_x,
                     const float* cor_y, const float* rrixiy);
+  void (*response_matrix)(const float* h, float* phi);
+  void (*find_pulses)(const wideband::PulseQuestion& question, wideband::Pulses& pulses);
 };
 
 namespace baseline {

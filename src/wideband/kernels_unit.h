@@ -2,6 +2,7 @@
 
 #include "wideband/cod45_85_kernel.h"
 #include "wideband/kernels.h"
+#include "wideband/pulses16_kernel.h"
 
 namespace quel::QUEL_SET {
 
@@ -9,6 +10,8 @@ const WidebandKernels wideband_kernels = {
     .pulse_matrices = pulse_matrices,
     .pulse_correlations = pulse_correlations,
     .best_pair = best_pair,
+    .response_matrix = response_matrix,
+    .find_pulses = find_pulses,
 };
 
 }  // namespace quel::QUEL_SET
