@@ -90,8 +90,8 @@ JointGains choose_gains(const CodeGainQuantizer& state, const GainQuestion& ques
     const double power[copies] = {1.0, sharpening, sharpening * sharpening};
     const double yy = quadratic(sums.yy, power, sums.count);
     const double cc = quadratic(sums.cc, power, sums.count);
-    const double xy = linear(sums.xy, power, sums.count) -
-                      gain_pit * linear(sums.vy, power, sums.count);
+    const double xy =
+        linear(sums.xy, power, sums.count) - gain_pit * linear(sums.vy, power, sums.count);
     const double unit = predicted / std::sqrt(0.01 + cc);
     const double gain_code = unit * nearest_correction(xy / (0.01 + yy) / unit);
     const double error = sums.xx - gain_pit * (2.0 * sums.xv - gain_pit * sums.vv) -

@@ -12,8 +12,8 @@ namespace quel::wideband {
 /// hears.
 struct Listener {
   std::array<float, 17> last_r{1.0f};  ///< last frame's correlations
-  std::array<float, 2 * 17> zeros{};              ///< B(z/0.95) of both subframes
-  std::array<float, 2 * 17> poles{};              ///< B(z/0.4) of both subframes
+  std::array<float, 2 * 17> zeros{};   ///< B(z/0.95) of both subframes
+  std::array<float, 2 * 17> poles{};   ///< B(z/0.4) of both subframes
 };
 
 /// Takes a frame's sound in.

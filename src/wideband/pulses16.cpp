@@ -59,8 +59,8 @@ struct Code {
       const float en1 = (en + diagonal(p)) + 2.0f * (sgn[p] * c[p]);
       for (int q = positions * y; q < positions * (y + 1); ++q) {
         const float along = ws1 + sgn[q] * question.wn[q];
-        const float energy = (en1 + (diagonal(q) + 2.0f * (sgn[q] * c[q]))) +
-                             2.0f * sgn[p] * (sgn[q] * row(p)[q]);
+        const float energy =
+            (en1 + (diagonal(q) + 2.0f * (sgn[q] * c[q]))) + 2.0f * sgn[p] * (sgn[q] * row(p)[q]);
         const float product = ps1 + sgn[q] * question.dn[q];
         const float merit = product * product / left(energy, along);
         if (merit > best) {

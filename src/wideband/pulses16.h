@@ -13,13 +13,13 @@ namespace quel::wideband {
 /// the filtered adaptive vector at length 1 and the target is orthogonal to it. With both gains
 /// free, the code with the largest ps^2 / (en - ws^2), ps > 0, leaves the least of the target.
 struct PulseQuestion {
-  const float* phi;    ///< [80 p + q] correlation of the responses to pulses at two places
-  float dn[80];        ///< correlation of the target with these responses
-  float wn[80];        ///< and of v
-  float sign[80];      ///< 1 or -1, of a pulse when it is first placed
-  int candidate[40];   ///< [8 t + k] places, rising, that the first pulse of a pair tries
-  int first[5];        ///< place of each track where a rotation may begin
-  int rotations;       ///< starting rotations to try, 1..5
+  const float* phi;   ///< [80 p + q] correlation of the responses to pulses at two places
+  float dn[80];       ///< correlation of the target with these responses
+  float wn[80];       ///< and of v
+  float sign[80];     ///< 1 or -1, of a pulse when it is first placed
+  int candidate[40];  ///< [8 t + k] places, rising, that the first pulse of a pair tries
+  int first[5];       ///< place of each track where a rotation may begin
+  int rotations;      ///< starting rotations to try, 1..5
 };
 
 /// Pulses k and k + 5 are on track k; of two at one place the signs agree.

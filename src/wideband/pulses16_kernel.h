@@ -98,8 +98,8 @@ struct Code {
     }
     int column = 0;
     for (int j = 1; j < positions; ++j) {
-      const bool better = (merits[j] > merits[column]) |
-                          ((merits[j] == merits[column]) & (rows[j] < rows[column]));
+      const bool better =
+          (merits[j] > merits[column]) | ((merits[j] == merits[column]) & (rows[j] < rows[column]));
       column = better ? j : column;
     }
     const int best_x = question.candidate[candidates * x + static_cast<int>(rows[column])];

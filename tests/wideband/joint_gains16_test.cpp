@@ -33,9 +33,7 @@ struct Subframe {
               static_cast<float>(50 * seed) * y0[n];
     }
   }
-  GainQuestion question(int T0) const {
-    return {xn.data(), y1.data(), code.data(), y0.data(), T0};
-  }
+  GainQuestion question(int T0) const { return {xn.data(), y1.data(), code.data(), y0.data(), T0}; }
 };
 
 // Every pair of gains as a decoder would apply it.

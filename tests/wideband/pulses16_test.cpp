@@ -35,8 +35,13 @@ struct Subframe {
   PulseQuestion question;
 
   explicit Subframe(unsigned seed, bool with_v = true)
-      : h(80), target(test::noise(80, seed)), v(80), dn(80), wn(80),
-        cn(test::noise(80, seed + 200)), phi(6400) {
+      : h(80),
+        target(test::noise(80, seed)),
+        v(80),
+        dn(80),
+        wn(80),
+        cn(test::noise(80, seed + 200)),
+        phi(6400) {
     for (int n = 0; n < 80; ++n) {
       h[at(n)] = static_cast<float>(std::pow(0.85, n) * std::cos((0.2 + 0.1 * seed) * n));
     }
@@ -188,7 +193,10 @@ TEST(FindPulses, LooksBesideTheAdaptiveVector) {
 TEST(FindPulses, AreValidForAnyNumbers) {
   constexpr float odd[] = {std::numeric_limits<float>::quiet_NaN(),
                            std::numeric_limits<float>::infinity(),
-                           -std::numeric_limits<float>::infinity(), 1e38f, -1e38f, 1e-45f};
+                           -std::numeric_limits<float>::infinity(),
+                           1e38f,
+                           -1e38f,
+                           1e-45f};
   test::Random random(1);
   for (unsigned seed = 0; seed < 40; ++seed) {
     SCOPED_TRACE(seed);
