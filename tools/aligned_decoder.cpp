@@ -5,7 +5,7 @@
 namespace quel::tools {
 
 AlignedDecoder::AlignedDecoder(int flavor, std::size_t samples, const DecodeOptions& options)
-    : decoder_(flavor, options.concealment),
+    : decoder_(decoder_options(flavor, options.concealment, options.enhance)),
       losses_(options.loss_percent, options.seed),
       frames_per_unit_(check(quel_frames_per_unit(flavor))),
       skip_(static_cast<std::size_t>(check(quel_delay(flavor)))),

@@ -14,6 +14,7 @@ struct DecodeOptions {
   Concealment concealment = Concealment::immediate;
   double loss_percent = 0.0;  ///< frames to drop, 0..100
   std::uint64_t seed = 1;     ///< of the losses
+  bool enhance = false;       ///< quel_decoder_options has it
 };
 
 /// Decodes units in memory so that what comes out lies where the source lay: the codec's delay is

@@ -93,6 +93,7 @@ std::string text_of(const DecodeCommand& command, const std::vector<bool>& liste
   if (!listed.empty()) text += " lost=" + digest_of(listed);
   if (s.concealment == OggConcealment::deferred) text += " deferred";
   if (s.concealment == OggConcealment::none) text += " unconcealed";
+  if (s.enhance) text += " enhanced";
   if (s.gain_db != 0.0) text += " gain=" + shortest(s.gain_db);
   if (s.rate > 0) text += " rate=" + std::to_string(s.rate);
   if (s.start > 0.0) text += " start=" + shortest(s.start);
@@ -171,6 +172,9 @@ CLI::App* add_decode_command(CLI::App& app, DecodeCommand& command) {
   decode->add_flag("--raw", command.raw, "the input is bare coded units of the flavor given");
   add_flavor_option(*decode, command.settings.flavor, "of --raw: ");
   add_loss_options(*decode, command);
+  decode->add_flag("--enhance", command.settings.enhance,
+                   "let a postfilter make voiced speech sound cleaner; flavors 0 (6.5) and 1 (8.5) "
+                   "have none");
   decode->final_callback([&command] { check_command(command); });
   return decode;
 }

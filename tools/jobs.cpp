@@ -218,6 +218,7 @@ JobResult decode_sound(const DecodeSettings& settings, const std::string& input,
   OggReader reader(*source, shown(input));
   OggDecodeOptions options;
   options.concealment = settings.concealment;
+  options.enhance = settings.enhance;
   LossPattern losses = settings.losses;
   options.lose = [&losses] { return losses.lost(); };
   OggDecoder decoder(reader, options);

@@ -49,6 +49,7 @@ JobResult encode_channels(const EncodeSettings& settings, const std::string& inp
 struct DecodeSettings {
   std::optional<int> flavor;  ///< given where the input is bare coded units
   OggConcealment concealment = OggConcealment::immediate;
+  bool enhance = false;  ///< postfilter voiced speech of flavors 2 and 3
   LossPattern losses;
   bool report_losses = false;  ///< note how many frames were lost
   double gain_db = 0.0;

@@ -24,7 +24,8 @@ int ogg_preroll(int flavor) {
 OggDecoder::OggDecoder(OggReader& reader, OggDecodeOptions options)
     : reader_(reader),
       options_(std::move(options)),
-      decoder_(reader.head().flavor, stream_concealment(options_.concealment)),
+      decoder_(decoder_options(reader.head().flavor, stream_concealment(options_.concealment),
+                               options_.enhance)),
       flavor_(reader.head().flavor),
       frames_per_unit_(check(quel_frames_per_unit(flavor_))),
       frame_samples_(static_cast<std::size_t>(check(quel_samples_per_frame(flavor_)))),

@@ -20,6 +20,7 @@ enum class OggConcealment {
 
 struct OggDecodeOptions {
   OggConcealment concealment = OggConcealment::immediate;
+  bool enhance = false;  ///< quel_decoder_options has it
   /// Asked for each received frame in turn: whether to treat it as lost. May be empty.
   std::function<bool()> lose;
 };

@@ -95,6 +95,7 @@ int main(int argc, char** argv) {
   app.add_option("--conceal", options.concealment, "immediate or deferred")
       ->transform(CLI::Transformer(concealments))
       ->option_text("immediate|deferred");
+  app.add_flag("--enhance", options.enhance, "let the decoder's postfilter enhance speech");
   app.add_flag("--mean", only_mean, "only the means over the files");
   app.add_flag("--no-header", no_header, "no line of column names");
   try {

@@ -196,15 +196,19 @@ typedef struct quel_decoder_options {
   size_t size;     /**< sizeof(quel_decoder_options) */
   int flavor;      /**< QUEL_FLAVOR_...; kept for the stream's life */
   int concealment; /**< QUEL_CONCEAL_... */
-  int reserved[2]; /**< 0 */
+  /** 0 or 1. With 1 a postfilter makes voiced speech sound cleaner, in flavors 2 and 3: their sound
+   *  is then not bit for bit the plug-in's. In flavors 0 and 1, where none helps, nothing changes.
+   */
+  int enhance;
+  int reserved[1]; /**< 0 */
 } quel_decoder_options;
 
-/** Initialises a quel_decoder_options: immediate concealment. */
-#define QUEL_DECODER_OPTIONS(flavor)                                  \
-  {                                                                   \
-    sizeof(quel_decoder_options), (flavor), QUEL_CONCEAL_IMMEDIATE, { \
-      0, 0                                                            \
-    }                                                                 \
+/** Initialises a quel_decoder_options: immediate concealment, no enhancement. */
+#define QUEL_DECODER_OPTIONS(flavor)                                     \
+  {                                                                      \
+    sizeof(quel_decoder_options), (flavor), QUEL_CONCEAL_IMMEDIATE, 0, { \
+      0                                                                  \
+    }                                                                    \
   }
 
 /** Bytes that an encoder with these options takes, with effort 0 at most 28 KiB; 16 KiB at 8 kHz.

@@ -259,6 +259,18 @@ class Encoder {
   std::unique_ptr<quel_encoder, Destroy> stream_;
 };
 
+/// Options of a decoder, to be changed further or handed to Decoder.
+///
+/// enhance  whether a postfilter makes voiced speech of flavors 2 and 3 sound cleaner
+inline quel_decoder_options decoder_options(int flavor,
+                                            Concealment concealment = Concealment::immediate,
+                                            bool enhance = false) noexcept {
+  quel_decoder_options options = QUEL_DECODER_OPTIONS(flavor);
+  options.concealment = static_cast<int>(concealment);
+  options.enhance = enhance ? 1 : 0;
+  return options;
+}
+
 /// A decoder stream; moves and threads as Encoder.
 class Decoder {
  public:
@@ -267,23 +279,29 @@ class Decoder {
 
   /// Makes `decoder` a new stream of a flavor; leaves it as it was where that fails.
   static int try_make(int flavor, Concealment concealment, Decoder& decoder) noexcept {
-    quel_decoder_options options = QUEL_DECODER_OPTIONS(flavor);
-    options.concealment = static_cast<int>(concealment);
+    return try_make(decoder_options(flavor, concealment), decoder);
+  }
+  /// The same with any options.
+  static int try_make(const quel_decoder_options& options, Decoder& decoder) noexcept {
     quel_decoder* stream = nullptr;
     const int result = quel_decoder_create(&options, &stream);
     if (result == QUEL_OK) decoder.stream_.reset(stream);
     return result;
   }
   /// Bytes of memory that such a stream takes, as quel_decoder_size.
-  static int memory_size(int flavor) noexcept {
-    const quel_decoder_options options = QUEL_DECODER_OPTIONS(flavor);
+  static int memory_size(int flavor) noexcept { return memory_size(decoder_options(flavor)); }
+  /// The same with any options.
+  static int memory_size(const quel_decoder_options& options) noexcept {
     return quel_decoder_size(&options);
   }
-  /// The same in memory of the caller's, which has to outlive the stream, as quel_decoder_init.
+  /// A stream in memory of the caller's, which has to outlive it, as quel_decoder_init.
   static int try_make(int flavor, Concealment concealment, std::span<std::byte> memory,
                       Decoder& decoder) noexcept {
-    quel_decoder_options options = QUEL_DECODER_OPTIONS(flavor);
-    options.concealment = static_cast<int>(concealment);
+    return try_make(decoder_options(flavor, concealment), memory, decoder);
+  }
+  /// The same with any options.
+  static int try_make(const quel_decoder_options& options, std::span<std::byte> memory,
+                      Decoder& decoder) noexcept {
     quel_decoder* stream = nullptr;
     const int result = quel_decoder_init(memory.data(), memory.size(), &options, &stream);
     if (result == QUEL_OK) decoder.stream_.reset(stream);
@@ -342,9 +360,17 @@ class Decoder {
   explicit Decoder(int flavor, Concealment concealment = Concealment::immediate) {
     check(try_make(flavor, concealment, *this));
   }
+  /// The same with any options. Throws what quel_decoder_create returns.
+  explicit Decoder(const quel_decoder_options& options) {
+    check(try_make(options, *this));
+  }
   /// A stream in memory of the caller's, as an Encoder's.
   Decoder(int flavor, Concealment concealment, std::span<std::byte> memory) {
     check(try_make(flavor, concealment, memory, *this));
+  }
+  /// The same with any options.
+  Decoder(const quel_decoder_options& options, std::span<std::byte> memory) {
+    check(try_make(options, memory, *this));
   }
 
   /// The flavor given at construction.

@@ -56,7 +56,8 @@ int take(const quel_decoder_options* options, quel_decoder_options& known) {
   if (!take_options(options, known)) return QUEL_ERROR_OPTIONS;
   if (find_flavor(known.flavor) == nullptr) return QUEL_ERROR_FLAVOR;
   const bool immediate = known.concealment == QUEL_CONCEAL_IMMEDIATE;
-  return immediate || known.concealment == QUEL_CONCEAL_DEFERRED ? QUEL_OK : QUEL_ERROR_OPTIONS;
+  if (!immediate && known.concealment != QUEL_CONCEAL_DEFERRED) return QUEL_ERROR_OPTIONS;
+  return known.enhance == 0 || known.enhance == 1 ? QUEL_OK : QUEL_ERROR_OPTIONS;
 }
 
 // In place: a temporary of all that state would be most of the stack that a stream needs.
@@ -79,7 +80,10 @@ void start(quel_encoder& stream) {
 void start(quel_decoder& stream) {
   stream.driver = {};
   as_decoder(stream.flavor, [&](auto* type) { start(reinterpret_cast<decltype(*type)>(stream)); });
-  init_parts(parts_of(stream));
+  const DecoderParts parts = parts_of(stream);
+  if (parts.five_k != nullptr) parts.five_k->enhanced.on = stream.enhance != 0;
+  if (parts.wideband != nullptr) parts.wideband->pitch_postfilter.on = stream.enhance != 0;
+  init_parts(parts);
 }
 
 }  // namespace
@@ -167,6 +171,7 @@ int quel_decoder_init(void* memory, size_t bytes, const quel_decoder_options* op
   });
   (*decoder)->flavor = known.flavor;
   (*decoder)->concealment = known.concealment;
+  (*decoder)->enhance = known.enhance;
   start(**decoder);
   return QUEL_OK;
 }

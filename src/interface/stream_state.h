@@ -23,6 +23,7 @@ struct quel_encoder {
 struct quel_decoder {
   int flavor;
   int concealment;
+  int enhance;
   bool on_heap;
   quel::Mode mode;
   quel::DriverState driver;

@@ -77,8 +77,17 @@ void postfilter(FiveKDecoder& st, const Mode& mode, const float* A, const float*
   agc(st.gain_control, reference, out, L, 0.9f);
 }
 
+// The other one, which starts from a plain synthesis.
+void postfilter_enhanced(FiveKDecoder& st, const float* A, int T0, const float* exc,
+                         const float* enhanced, const Pulses& pulses, float* reference,
+                         float* out) {
+  filter_with_pulses(A, exc, reference, st.mem_syn1.data(), pulses);
+  postfilter_enhanced(st.enhanced, A, T0, enhanced, reference, out);
+}
+
 void clear_absurd(FiveKDecoder& st, NarrowbandDecoderShared& shared) {
   clear_absurd(st.synthesis, shared);
+  init_enhanced_postfilter(st.enhanced);
   st.mem_syn1.fill(0.0f);
   st.mem_exc1.fill(0.0f);
   st.mem_exc2.fill(0.0f);
@@ -110,7 +119,11 @@ bool decode_subframe(FiveKDecoder& st, NarrowbandDecoderShared& shared, const Mo
   find_exc(exc, code.data(), gain_pit, gain_code, L);
 
   enhance(syn, exc, code.data(), gain_pit, gain_code, enhanced.data());
-  postfilter(st, mode, A, exc, enhanced.data(), pulses, reference.data(), synth);
+  if (st.enhanced.on) {
+    postfilter_enhanced(st, A, walk.lag.T0, exc, enhanced.data(), pulses, reference.data(), synth);
+  } else {
+    postfilter(st, mode, A, exc, enhanced.data(), pulses, reference.data(), synth);
+  }
   const bool sane = is_sane(exc, L) && is_sane(reference.data(), L) && is_sane(synth, L);
   if (sane) {
     high_pass(syn, synth, L);
@@ -137,6 +150,7 @@ void init_decoder_5k(FiveKDecoder& state, NarrowbandDecoderShared& shared) {
   init_d_gain2(shared.gains);
   init_preemph(state.preemphasis);
   init_agc(state.gain_control);
+  init_enhanced_postfilter(state.enhanced);
 }
 
 int decoder_5k(FiveKDecoder& st, NarrowbandDecoderShared& shared, const Mode& mode,

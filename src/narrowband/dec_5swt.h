@@ -5,6 +5,7 @@
 
 #include "bitstream/mode.h"
 #include "narrowband/decoder_state.h"
+#include "narrowband/postfilter_5k.h"
 
 namespace quel {
 
@@ -23,7 +24,8 @@ struct FiveKDecoder {
   std::array<float, 10> mem_exc2{};  ///< postfilter, last inputs of the all-zero section
   float old_gain_pit = 0.0f;         ///< pitch gain of the previous subframe: codebook switch
   Preemphasis preemphasis;
-  GainControl gain_control;  ///< gain 1 after init
+  GainControl gain_control;     ///< gain 1 after init
+  EnhancedPostfilter enhanced;  ///< off unless a stream asks for it
 };
 
 /// Resets this decoder and what it shares but for the seed.

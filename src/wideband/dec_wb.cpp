@@ -44,9 +44,14 @@ int decode_lag(WidebandDecoder& state, int index, int i, int* frac, int lost) {
   return T0 < shortest_lag ? pit_min : exc16_max_lag;
 }
 
+struct Voicing {
+  int lag;
+  float gain;
+};
+
 /// Excitation of the subframe that starts at sample i, from its eight words.
-void decode_excitation(WidebandDecoder& state, const std::int32_t* words, int i, int bfi,
-                       int lag_lost) {
+Voicing decode_excitation(WidebandDecoder& state, const std::int32_t* words, int i, int bfi,
+                          int lag_lost) {
   float* exc = state.exc.data() + WidebandDecoder::past + i;
   int frac = 0;
   const int T0 = decode_lag(state, words[0], i, &frac, lag_lost);
@@ -66,12 +71,14 @@ void decode_excitation(WidebandDecoder& state, const std::int32_t* words, int i,
     exc[n] = static_cast<float>(static_cast<double>(gain_pit) * exc[n] +
                                 static_cast<double>(gain_code) * code[n]);
   }
+  return {T0, gain_pit};
 }
 
 /// Forgets what fed a subframe that ran away; predictors, lags and the random generator go on.
 void clear_histories(WidebandDecoder& state) {
   state.exc.fill(0.0f);
   state.mem_syn.fill(0.0f);
+  state.pitch_postfilter.past.fill(0.0f);
   state.gains.past_gain_pit = 0.0f;
   state.gains.past_gain_code = 0.0f;
 }
@@ -103,6 +110,7 @@ void init_decod_wb(WidebandDecoder& state) {
   state.exc.fill(0.0f);
   state.mem_syn.fill(0.0f);
   state.mem_post.fill(0.0f);
+  state.pitch_postfilter.past.fill(0.0f);
   state.last_filter = wideband::flat_filter;
   state.last_postfilter = wideband::flat_filter;
   state.old_lsp = wideband::neutral_lsp();
@@ -127,13 +135,15 @@ int decod_wb(WidebandDecoder& state, const std::int32_t* prm, std::int16_t* out,
   for (std::size_t k = 0; k < 2; ++k) {
     const int i = static_cast<int>(k) * subframe;
     const float* exc = state.exc.data() + WidebandDecoder::past + i;
-    decode_excitation(state, prm + 7 + 8 * k, i, bfi, lag_lost);
+    const Voicing voicing = decode_excitation(state, prm + 7 + 8 * k, i, bfi, lag_lost);
     syn_filt16(Az.data() + k * (order + 1), order, exc, synth.data() + i, subframe,
                state.mem_syn.data(), 1);
     ran_away[k] = !is_sane(exc, subframe) || !is_sane(synth.data() + i, subframe);
-    if (!ran_away[k]) continue;
-    clear_histories(state);
-    std::fill_n(synth.data() + i, subframe, 0.0f);
+    if (ran_away[k]) {
+      clear_histories(state);
+      std::fill_n(synth.data() + i, subframe, 0.0f);
+    }
+    postfilter_pitch(state.pitch_postfilter, voicing.lag, voicing.gain, synth.data() + i);
   }
   std::copy(state.exc.begin() + frame, state.exc.end(), state.exc.begin());
 

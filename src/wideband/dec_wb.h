@@ -6,6 +6,7 @@
 #include "wideband/d_gains.h"
 #include "wideband/d_lsp.h"
 #include "wideband/lag3.h"
+#include "wideband/pitch_postfilter.h"
 #include "wideband/start_values.h"
 
 namespace quel {
@@ -23,7 +24,9 @@ struct WidebandDecoder {
   std::array<float, 17> last_postfilter = wideband::flat_filter;
   std::array<float, 16> old_lsp = wideband::neutral_lsp();  ///< last frame's decoded pairs
 
-  // What init_decod_wb leaves alone.
+  wideband::PitchPostfilter pitch_postfilter;  ///< off unless a stream asks for it
+
+  // What init_decod_wb leaves alone, as whether the pitch postfilter is on.
   LsfDequantizer lsf;
   LagDecoder lag;
   GainDequantizer16 gains;
