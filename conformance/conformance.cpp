@@ -87,8 +87,9 @@ std::uint64_t digest_of(const std::vector<std::uint8_t>& bytes) {
   return digest(bytes.data(), bytes.size());
 }
 
-std::vector<std::uint8_t> encode(int flavor, const std::vector<std::int16_t>& pcm) {
-  const quel_encoder_options options = QUEL_ENCODER_OPTIONS(flavor);
+std::vector<std::uint8_t> encode(int flavor, const std::vector<std::int16_t>& pcm, int effort = 0) {
+  quel_encoder_options options = QUEL_ENCODER_OPTIONS(flavor);
+  options.effort = effort;
   quel_encoder* encoder = nullptr;
   quel_encoder_create(&options, &encoder);
   const auto samples = static_cast<std::size_t>(quel_samples_per_unit(flavor));
@@ -120,9 +121,11 @@ class ScatteredLosses {
 // lost: asked for two frames of every unit, and told the unit's number.
 template <typename Lost>
 std::vector<std::uint8_t> decode(int flavor, int concealment,
-                                 const std::vector<std::uint8_t>& units, Lost lost) {
+                                 const std::vector<std::uint8_t>& units, Lost lost,
+                                 bool enhance = false) {
   quel_decoder_options options = QUEL_DECODER_OPTIONS(flavor);
   options.concealment = concealment;
+  options.enhance = enhance ? 1 : 0;
   quel_decoder* decoder = nullptr;
   quel_decoder_create(&options, &decoder);
   const auto bytes = static_cast<std::size_t>(quel_bytes_per_unit(flavor));
@@ -206,6 +209,31 @@ std::vector<std::int16_t> extreme_signal(int rate) {
   return out;
 }
 
+void add_effort_digests(int flavor, std::vector<Digest>& digests) {
+  const int rate = quel_sampling_rate(flavor);
+  for (int effort = 1; effort <= QUEL_MAX_EFFORT; ++effort) {
+    const std::string name =
+        "flavor " + std::to_string(flavor) + ", effort " + std::to_string(effort);
+    digests.push_back(
+        {name + ", coded units", digest_of(encode(flavor, conformance_signal(rate), effort))});
+    digests.push_back({name + ", extreme signals, coded units",
+                       digest_of(encode(flavor, extreme_signal(rate), effort))});
+  }
+}
+
+void add_enhanced_digests(int flavor, std::vector<Digest>& digests) {
+  const std::string name = "flavor " + std::to_string(flavor) + ", enhanced";
+  const auto units = encode(flavor, conformance_signal(quel_sampling_rate(flavor)));
+  const auto pcm = [&](const std::vector<std::uint8_t>& coded, int loss) {
+    return digest_of(decode(flavor, QUEL_CONCEAL_IMMEDIATE, coded, ScatteredLosses(flavor, loss),
+                            /*enhance=*/true));
+  };
+  digests.push_back({name, pcm(units, 0)});
+  digests.push_back({name + ", losses concealed at once", pcm(units, 3)});
+  digests.push_back({name + ", random bits", pcm(random_units(flavor, 400), 0)});
+  digests.push_back({name + ", excitation that grows", pcm(growing_units(flavor, 240), 0)});
+}
+
 }  // namespace
 
 std::vector<std::int16_t> conformance_signal(int sampling_rate) {
@@ -253,6 +281,9 @@ std::vector<Digest> conformance_digests() {
     digests.push_back({name + ", extreme signals, coded units", digest_of(extreme)});
     digests.push_back({name + ", extreme signals, decoded", pcm(extreme, at_once, 0)});
   }
+  add_effort_digests(QUEL_FLAVOR_16K, digests);
+  add_enhanced_digests(QUEL_FLAVOR_5K, digests);
+  add_enhanced_digests(QUEL_FLAVOR_16K, digests);
   return digests;
 }
 

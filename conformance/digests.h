@@ -60,6 +60,20 @@ inline constexpr PinnedDigest pinned_digests[] = {
     {"flavor 3, a long loss, concealed later", 0xb95a52c72191afa8},
     {"flavor 3, extreme signals, coded units", 0x5c93f01a66960dec},
     {"flavor 3, extreme signals, decoded", 0x4ec754ddff412f8e},
+    {"flavor 3, effort 1, coded units", 0xb3afebeb362cc65a},
+    {"flavor 3, effort 1, extreme signals, coded units", 0xf3ad11041d56de64},
+    {"flavor 3, effort 2, coded units", 0x178240dc637d5f5c},
+    {"flavor 3, effort 2, extreme signals, coded units", 0x4bc56072b5f1274c},
+    {"flavor 3, effort 3, coded units", 0x7e1505b5590edfab},
+    {"flavor 3, effort 3, extreme signals, coded units", 0x17dfdd340cfbeb0a},
+    {"flavor 2, enhanced", 0x6f14e28c55fbf798},
+    {"flavor 2, enhanced, losses concealed at once", 0x98ce5f1df77b17f2},
+    {"flavor 2, enhanced, random bits", 0x678e411327a912b8},
+    {"flavor 2, enhanced, excitation that grows", 0xe227ba8e41015654},
+    {"flavor 3, enhanced", 0x1f9c5fd8b67f1efc},
+    {"flavor 3, enhanced, losses concealed at once", 0x74c364d3961c2f37},
+    {"flavor 3, enhanced, random bits", 0xd507bafd92a0693e},
+    {"flavor 3, enhanced, excitation that grows", 0xe3692a8df7ba14e0},
 };
 
 }  // namespace quel::conformance
