@@ -1,6 +1,6 @@
-// One receiver through many calls: packets that follow, packets with any numbers, pulls of any size,
-// resets, calls that are wrong. Beside it a second one on the heap that is pulled in pieces and as
-// floats; both must give the same, and counts must add up.
+// One receiver through many calls: packets that follow, packets with any numbers, pulls of any
+// size, resets, calls that are wrong. Beside it a second one on the heap that is pulled in pieces
+// and as floats; both must give the same, and counts must add up.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>

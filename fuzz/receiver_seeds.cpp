@@ -112,8 +112,8 @@ void receiver_seeds(Corpus& corpus) {
     odd.elsewhere(1, 1);
     odd.pull(1999);
     odd.pull(1999);
-    odd.next(3);            // late
-    odd.elsewhere(0, 20);   // not sent
+    odd.next(3);           // late
+    odd.elsewhere(0, 20);  // not sent
     odd.pull(700);
     odd.any_numbers(77, 1u << 31);  // a restart
     odd.next();

@@ -7,46 +7,53 @@ namespace {
 
 // A gap of more packets is a new stream, unless the packets go on as before: RFC 3550's
 // MAX_DROPOUT.
-constexpr std::int32_t most_dropped = 3000;
+constexpr std::int64_t most_dropped = 3000;
 // A packet may come so many behind a later one; RFC 3550's MAX_MISORDER is 100.
-constexpr std::int32_t most_behind = 127;
+constexpr std::int64_t most_behind = 127;
 // Sound that a sender may leave out beyond the time that has gone by, or send ahead of it.
 constexpr std::int64_t most_seconds = 10;
 
-// Signed difference of two numbers of 16 or 32 bits that wrap.
-std::int32_t difference(std::uint16_t later, std::uint16_t earlier) {
-  return static_cast<std::int16_t>(static_cast<std::uint16_t>(later - earlier));
-}
-std::int64_t difference(std::uint32_t later, std::uint32_t earlier) {
-  return static_cast<std::int32_t>(later - earlier);
+// Difference of two numbers that wrap at so many bits: the one nearer to zero.
+template <int bits>
+std::int64_t difference(std::int64_t later, std::int64_t earlier) {
+  constexpr std::int64_t all = std::int64_t{1} << bits;
+  const std::int64_t apart = (later - earlier) & (all - 1);
+  return apart < all / 2 ? apart : apart - all;
 }
 
 // Samples between two arrivals, held within 2^40 microseconds (12 days) so that no product
 // overflows.
 std::int64_t samples_between(const PacketOrder& state, std::uint64_t later, std::uint64_t earlier) {
   constexpr std::int64_t limit = std::int64_t{1} << 40;
-  const auto apart = static_cast<std::int64_t>(later - earlier);
-  return std::clamp(apart, -limit, limit) * state.rate / 1000000;
+  const bool back = later < earlier;
+  const std::uint64_t apart = back ? earlier - later : later - earlier;
+  const auto bounded = static_cast<std::int64_t>(std::min<std::uint64_t>(apart, limit));
+  return (back ? -bounded : bounded) * state.rate / 1000000;
 }
 
-bool seen(const PacketOrder& state, std::int32_t behind) {
+bool seen(const PacketOrder& state, std::int64_t behind) {
   return ((state.seen[static_cast<std::size_t>(behind / 64)] >> (behind % 64)) & 1u) != 0;
 }
 
-void see(PacketOrder& state, std::int32_t behind) {
+void see(PacketOrder& state, std::int64_t behind) {
   state.seen[static_cast<std::size_t>(behind / 64)] |= std::uint64_t{1} << (behind % 64);
 }
 
-void move_on(PacketOrder& state, std::int32_t packets) {
+// By fewer than 64 places; the uppermost go.
+std::uint64_t shifted_up(std::uint64_t bits, std::int64_t places) {
+  return (bits & ~std::uint64_t{0} >> places) << places;
+}
+
+void move_on(PacketOrder& state, std::int64_t packets) {
   auto& [recent, old] = state.seen;
   if (packets >= 128) {
     recent = old = 0;
   } else if (packets >= 64) {
-    old = recent << (packets - 64);
+    old = shifted_up(recent, packets - 64);
     recent = 0;
   } else {
-    old = old << packets | recent >> (64 - packets);
-    recent <<= packets;
+    old = shifted_up(old, packets) | recent >> (64 - packets);
+    recent = shifted_up(recent, packets);
   }
   see(state, 0);
 }
@@ -81,8 +88,8 @@ Place begin(PacketOrder& state, std::uint16_t sequence, std::uint32_t timestamp,
 
 Place stray(PacketOrder& state, std::uint16_t sequence, std::uint32_t timestamp,
             std::uint64_t came) {
-  if (state.has_stray && difference(sequence, state.stray_sequence) == 1) {
-    const std::int64_t step = difference(timestamp, state.stray_timestamp);
+  if (state.has_stray && difference<16>(sequence, state.stray_sequence) == 1) {
+    const std::int64_t step = difference<32>(timestamp, state.stray_timestamp);
     if (step > 0 && step <= most_seconds * state.rate) {
       return begin(state, sequence, timestamp, came);
     }
@@ -94,7 +101,7 @@ Place stray(PacketOrder& state, std::uint16_t sequence, std::uint32_t timestamp,
 }
 
 // Whether a packet so many places after the latest may have a timestamp that much later.
-bool plausible(const PacketOrder& state, std::int32_t places, std::int64_t step,
+bool plausible(const PacketOrder& state, std::int64_t places, std::int64_t step,
                std::uint64_t came) {
   const std::int64_t limit = most_seconds * state.rate;
   if (places == 0) return step == 0;
@@ -107,10 +114,10 @@ bool plausible(const PacketOrder& state, std::int32_t places, std::int64_t step,
 
 Place place_packet(PacketOrder& state, std::uint32_t sequence, std::uint32_t timestamp,
                    std::uint64_t came) {
-  const auto number = static_cast<std::uint16_t>(sequence);
+  const auto number = static_cast<std::uint16_t>(sequence & 0xffff);
   if (!state.any) return begin(state, number, timestamp, came);
-  const std::int32_t places = difference(number, static_cast<std::uint16_t>(state.sequence));
-  const std::int64_t step = difference(timestamp, static_cast<std::uint32_t>(state.timestamp));
+  const std::int64_t places = difference<16>(number, state.sequence);
+  const std::int64_t step = difference<32>(timestamp, state.timestamp);
   if (!plausible(state, places, step, came)) return stray(state, number, timestamp, came);
 
   const Place place{places > 0 ? Fit::next : Fit::earlier, state.sequence + places,

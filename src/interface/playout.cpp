@@ -47,7 +47,7 @@ void make_up(quel_receiver& receiver, Gap gap, std::int16_t* pcm) {
 }
 
 void count_made_up(State& now, Gap gap, std::int64_t units) {
-  (gap == Gap::lost ? now.concealed : now.unsent) += static_cast<std::uint64_t>(units);
+  (gap == Gap::lost ? now.concealed : now.unsent) += units;
 }
 
 // Why nothing stands between what was decoded last and the first unit that waits.

@@ -207,8 +207,8 @@ int quel_receiver_statistics(const quel_receiver* receiver, quel_receiver_counts
   counts->lost = packets_lost(now.order);
   counts->restarts = now.restarts;
   counts->decoded = now.decoded;
-  counts->concealed = now.concealed;
-  counts->unsent = now.unsent;
+  counts->concealed = positive(now.concealed);
+  counts->unsent = positive(now.unsent);
   counts->dropped = now.dropped;
   counts->inserted = now.inserted;
   counts->removed = now.removed;

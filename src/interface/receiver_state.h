@@ -71,6 +71,7 @@ struct quel_receiver {
     std::int64_t level = 0;        ///< energy of a sample of recent loud sound
 
     std::uint64_t duplicated = 0, stray = 0, late = 0, received_before = 0, restarts = 0;
-    std::uint64_t decoded = 0, concealed = 0, unsent = 0, dropped = 0, inserted = 0, removed = 0;
+    std::uint64_t decoded = 0, dropped = 0, inserted = 0, removed = 0;
+    std::int64_t concealed = 0, unsent = 0;  ///< one may turn out to have been the other
   } now;
 };

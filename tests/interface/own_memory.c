@@ -1,6 +1,7 @@
 /* A program as a small machine has it: C, no allocator, streams in memory of its own. It codes and
- * decodes a second of made-up sound by each flavor, some frames lost, has it received, and prints what came of it as
- * one number per flavor. own_memory_test.sh compares these with what streams from the heap give. */
+ * decodes a second of made-up sound by each flavor, some frames lost, and prints what came of it as
+ * one number per flavor; with WITH_RECEIVER, a receiver then hears each flavor in the same way.
+ * own_memory_test.sh compares these with what streams from the heap give. */
 #include <quelcodec/quelcodec.h>
 #include <stdint.h>
 #include <stdio.h>
@@ -16,29 +17,26 @@ static union {
   long long aligned_likewise;
   unsigned char bytes[14 * 1024];
 } decoder_memory __attribute__((aligned));
+#ifdef WITH_RECEIVER
 static union {
   long double aligned_most;
   long long aligned_likewise;
   unsigned char bytes[48 * 1024];
 } receiver_memory __attribute__((aligned));
 #endif
+#endif
 
-static int make(int flavor, quel_encoder** encoder, quel_decoder** decoder,
-                quel_receiver** receiver) {
+static int make(int flavor, quel_encoder** encoder, quel_decoder** decoder) {
   const quel_encoder_options enc = QUEL_ENCODER_OPTIONS(flavor);
   const quel_decoder_options dec = QUEL_DECODER_OPTIONS(flavor);
-  const quel_receiver_options rec = QUEL_RECEIVER_OPTIONS(flavor);
 #ifdef FROM_THE_HEAP
   return quel_encoder_create(&enc, encoder) == QUEL_OK &&
-         quel_decoder_create(&dec, decoder) == QUEL_OK &&
-         quel_receiver_create(&rec, receiver) == QUEL_OK;
+         quel_decoder_create(&dec, decoder) == QUEL_OK;
 #else
   return quel_encoder_size(&enc) <= (int)sizeof encoder_memory &&
          quel_decoder_size(&dec) <= (int)sizeof decoder_memory &&
-         quel_receiver_size(&rec) <= (int)sizeof receiver_memory &&
          quel_encoder_init(&encoder_memory, sizeof encoder_memory, &enc, encoder) == QUEL_OK &&
-         quel_decoder_init(&decoder_memory, sizeof decoder_memory, &dec, decoder) == QUEL_OK &&
-         quel_receiver_init(&receiver_memory, sizeof receiver_memory, &rec, receiver) == QUEL_OK;
+         quel_decoder_init(&decoder_memory, sizeof decoder_memory, &dec, decoder) == QUEL_OK;
 #endif
 }
 
@@ -79,11 +77,10 @@ static int run(int flavor, uint64_t* sum) {
   static uint8_t unit[QUEL_MAX_BYTES];
   quel_encoder* encoder = NULL;
   quel_decoder* decoder = NULL;
-  quel_receiver* receiver = NULL;
   const int samples = quel_samples_per_unit(flavor), rate = quel_sampling_rate(flavor);
   uint32_t random = (uint32_t)flavor;
   int phase = 0, level = 0, k;
-  if (!make(flavor, &encoder, &decoder, &receiver)) return 0;
+  if (!make(flavor, &encoder, &decoder)) return 0;
   *sum = UINT64_C(0xcbf29ce484222325);
   for (k = 0; k < rate / samples; ++k) {
     int bytes, heard;
@@ -95,13 +92,48 @@ static int run(int flavor, uint64_t* sum) {
                         QUEL_MAX_SAMPLES);
     if (heard != samples) return 0;
     *sum = hash_samples(*sum, pcm, samples);
+  }
+#ifdef FROM_THE_HEAP
+  quel_encoder_destroy(encoder);
+  quel_decoder_destroy(decoder);
+#endif
+  return 1;
+}
+
+#ifdef WITH_RECEIVER
+static int receive(int flavor, uint64_t* sum) {
+  static int16_t pcm[QUEL_MAX_SAMPLES];
+  static uint8_t unit[QUEL_MAX_BYTES];
+  const quel_receiver_options options = QUEL_RECEIVER_OPTIONS(flavor);
+  quel_encoder* encoder = NULL;
+  quel_decoder* decoder = NULL;
+  quel_receiver* receiver = NULL;
+  const int samples = quel_samples_per_unit(flavor), rate = quel_sampling_rate(flavor);
+  uint32_t random = (uint32_t)flavor;
+  int phase = 0, level = 0, k;
+#ifdef FROM_THE_HEAP
+  if (quel_receiver_create(&options, &receiver) != QUEL_OK) return 0;
+#else
+  if (quel_receiver_size(&options) > (int)sizeof receiver_memory ||
+      quel_receiver_init(&receiver_memory, sizeof receiver_memory, &options, &receiver) !=
+          QUEL_OK) {
+    return 0;
+  }
+#endif
+  if (!make(flavor, &encoder, &decoder)) return 0;
+  *sum = UINT64_C(0xcbf29ce484222325);
+  for (k = 0; k < 2 * rate / samples; ++k) {
+    /* Here a little slower, there a little faster than the sender. */
+    const int wanted = samples - 8 + 16 * k * samples / (2 * rate);
+    int bytes;
+    next_samples(pcm, samples, &random, &phase, &level);
+    bytes = quel_encode(encoder, pcm, (size_t)samples, unit, sizeof unit);
     if (k % 9 != 4 && quel_receiver_push(receiver, (uint32_t)k, (uint32_t)(k * samples), 0, unit,
                                          (size_t)bytes) != QUEL_OK) {
       return 0;
     }
-    /* Here a little slower, there a little faster than the sender. */
-    if (quel_receiver_pull(receiver, pcm, (size_t)(samples - 4 + k % 8)) != QUEL_OK) return 0;
-    *sum = hash_samples(*sum, pcm, samples - 4 + k % 8);
+    if (quel_receiver_pull(receiver, pcm, (size_t)wanted) != QUEL_OK) return 0;
+    *sum = hash_samples(*sum, pcm, wanted);
   }
 #ifdef FROM_THE_HEAP
   quel_encoder_destroy(encoder);
@@ -110,14 +142,27 @@ static int run(int flavor, uint64_t* sum) {
 #endif
   return 1;
 }
+#endif
+
+static void print(uint64_t sum) {
+  int digit;
+  for (digit = 60; digit >= 0; digit -= 4) putchar("0123456789abcdef"[(sum >> digit) & 15]);
+  putchar('\n');
+}
 
 int main(void) {
-  int flavor, digit;
+  int flavor;
   for (flavor = 0; quel_flavor_info(flavor) != NULL; ++flavor) {
     uint64_t sum = 0;
     if (!run(flavor, &sum)) return 1;
-    for (digit = 60; digit >= 0; digit -= 4) putchar("0123456789abcdef"[(sum >> digit) & 15]);
-    putchar('\n');
+    print(sum);
   }
+#ifdef WITH_RECEIVER
+  for (flavor = 0; quel_flavor_info(flavor) != NULL; ++flavor) {
+    uint64_t sum = 0;
+    if (!receive(flavor, &sum)) return 1;
+    print(sum);
+  }
+#endif
   return 0;
 }

@@ -9,7 +9,7 @@ shift 5
 emulator=("$@")
 mkdir -p "$work"
 program=$source/tests/interface/own_memory.c
-warn=(-std=c99 -Wall -Wextra -Wpedantic -Werror -I"$source/include")
+warn=(-DWITH_RECEIVER -std=c99 -Wall -Wextra -Wpedantic -Werror -I"$source/include")
 
 # -lm: builds that do not optimise take sqrt and floor from the C library.
 "$cc" "${warn[@]}" -O2 "$program" "$archive" -lm -o "$work/own" || {
@@ -32,7 +32,7 @@ fi
 
 got=$("${emulator[@]}" "$work/own" | tee "$work/own.txt")
 wanted=$("${emulator[@]}" "$work/heap")
-[[ $(wc -l <<<"$got") -eq 4 && $(sort -u <<<"$got" | wc -l) -eq 4 && $got == "$wanted" ]] || {
+[[ $(wc -l <<<"$got") -eq 8 && $(sort -u <<<"$got" | wc -l) -eq 8 && $got == "$wanted" ]] || {
   printf 'In memory of its own\n%s\non the heap\n%s\n' "$got" "$wanted"
   exit 1
 }

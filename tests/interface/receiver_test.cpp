@@ -27,7 +27,8 @@ class Receiver : public ::testing::TestWithParam<int> {
 INSTANTIATE_TEST_SUITE_P(All, Receiver, ::testing::Range(0, 4));
 
 // Everything that the card gets of a perfect network, where nothing may change the wait.
-Pcm perfectly_heard(const Speech& speech, int least, int block, std::size_t units, int in_packet) {
+Pcm perfectly_heard(const Speech& speech, int least, int block, std::size_t units, int in_packet,
+                    quel_receiver_counts& counts) {
   const ReceiverPointer receiver = make_receiver(speech.flavor(), least, least);
   Network network;
   network.units = in_packet;
@@ -35,7 +36,9 @@ Pcm perfectly_heard(const Speech& speech, int least, int block, std::size_t unit
   Call call(speech, network, receiver.get());
   const double seconds =
       static_cast<double>(units) * speech.unit() / speech.rate() + least / 1000.0 + 0.5;
-  return heard(call, seconds);
+  Pcm all = heard(call, seconds);
+  counts = counts_of(receiver.get());
+  return all;
 }
 
 TEST_P(Receiver, OnAPerfectNetworkGivesTheDecodersSamples) {
@@ -44,7 +47,8 @@ TEST_P(Receiver, OnAPerfectNetworkGivesTheDecodersSamples) {
   for (const int in_packet : {1, 3}) {
     for (const int block : {ms(20), 128, 37}) {
       SCOPED_TRACE(block);
-      const Pcm all = perfectly_heard(speech, 100, block, 100, in_packet);
+      quel_receiver_counts counts;
+      const Pcm all = perfectly_heard(speech, 100, block, 100, in_packet, counts);
       const std::int64_t start = find(all, piece(wanted, 0, 400));
       ASSERT_GE(start, 0);
       EXPECT_THAT(piece(all, 0, static_cast<std::size_t>(start)), Each(0));
@@ -53,6 +57,10 @@ TEST_P(Receiver, OnAPerfectNetworkGivesTheDecodersSamples) {
       // 100 ms, which are known to 5, and 2.5 more.
       EXPECT_GE(start, ms(20 + 100 - 5));
       EXPECT_LE(start, ms(20 + 100 + 3) + block);
+      // What the receiver takes for the delay is, to the 5 ms, from the fastest packet's arrival.
+      const auto delay = static_cast<std::int64_t>(counts.delay);
+      EXPECT_LE(delay, start - ms(20) + ms(5));
+      EXPECT_GE(delay, start - ms(20) - block - 1);
     }
   }
 }

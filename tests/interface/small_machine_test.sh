@@ -27,9 +27,9 @@ test=$source/tests/interface/own_memory_test.sh
   qemu-arm -L "/usr/$triple"
 diff "$work/here/own.txt" "$work/there/own.txt"
 
-# What the program takes of a machine: all of it but the C library.
+# What the program takes of a machine, without a receiver: all of it but the C library.
 "$triple-gcc" -std=c99 -Os -ffunction-sections -fdata-sections -Wl,--gc-sections \
   -I"$source/include" "$source/tests/interface/own_memory.c" "$work/build/src/libquelcodec.a" -lm \
   -o "$work/small"
-[[ $(qemu-arm -L "/usr/$triple" "$work/small") == "$(cat "$work/here/own.txt")" ]]
+[[ $(qemu-arm -L "/usr/$triple" "$work/small") == "$(head -n 4 "$work/here/own.txt")" ]]
 "$triple-size" "$work/small" | tee "$work/size.txt"

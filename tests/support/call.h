@@ -87,7 +87,6 @@ class Call {
   Network network_;
   quel_receiver* receiver_;
   Random random_;
-  std::int64_t pulled_ = 0;  // samples
   double now_us_ = 0;        // of the card's next block
   double send_us_ = 0;       // of the sender's next packet
   double last_came_us_ = 0;  // no packet that is not overtaken comes earlier
