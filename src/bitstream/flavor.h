@@ -93,6 +93,12 @@ inline constexpr std::int32_t max_frame_bytes =
     largest([](const Flavor& f) { return (f.bits_per_frame() + 7) / 8; });
 /// Words of the longest parameter array.
 inline constexpr std::int32_t max_words = largest([](const Flavor& f) { return f.words(); });
+/// Bits of the widest field.
+inline constexpr std::int32_t widest_field = largest([](const Flavor& f) {
+  std::int32_t most = 0;
+  for (const std::int32_t width : f.fields) most = width > most ? width : most;
+  return most;
+});
 /// Most frames of a unit.
 inline constexpr std::int32_t max_frames_per_unit =
     largest([](const Flavor& f) { return f.frames_per_unit; });

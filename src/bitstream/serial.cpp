@@ -1,12 +1,22 @@
 #include "bitstream/serial.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstring>
 
 #include "bitstream/flavor.h"
 
 namespace quel {
+
+namespace {
+
+std::uint32_t little_endian(const std::uint8_t* bytes) {
+  return static_cast<std::uint32_t>(bytes[0]) | static_cast<std::uint32_t>(bytes[1]) << 8 |
+         static_cast<std::uint32_t>(bytes[2]) << 16 | static_cast<std::uint32_t>(bytes[3]) << 24;
+}
+
+}  // namespace
 
 void bitcopy(std::uint8_t* dst, const std::uint8_t* src, std::int32_t dstBit, std::int32_t srcBit,
              std::int32_t nBits) {
@@ -21,6 +31,15 @@ void bitcopy(std::uint8_t* dst, const std::uint8_t* src, std::int32_t dstBit, st
     dst += whole;
     src += whole;
     nBits -= 8 * whole;
+  }
+  // Whole words where the destination's bytes are filled from their first bit on, and their source
+  // and the byte behind it hold bits that are wanted.
+  if (d == 0) {
+    for (; nBits >= 40; nBits -= 32, dst += 4, src += 4) {
+      const std::uint64_t five = little_endian(src) | std::uint64_t{src[4]} << 32;
+      const auto bits = static_cast<std::uint32_t>(five >> s);
+      for (int k = 0; k < 4; ++k) dst[k] = static_cast<std::uint8_t>(bits >> (8 * k));
+    }
   }
   // One destination byte per turn; the source byte after the current one is read only where a bit
   // of it is wanted, since the buffer may end before it.
@@ -57,11 +76,19 @@ void binary2prm(std::int32_t* prm, const std::uint8_t* bits, std::int32_t flavor
   // The flavor or, wideband, the bad-frame flag. In the host's own order, unlike the fields: the
   // decoder that reads it undoes the swap that a big-endian host gives the whole array.
   prm[0] = facts->coder == Coder::wideband ? 0 : flavor;
+  // A field lies within the four bytes from its first one on; behind the frame stand zeros.
+  static_assert(widest_field <= 16);
+  std::array<std::uint8_t, max_frame_bytes + 3> frame{};
+  std::copy_n(bits, (facts->bits_per_frame() + 7) / 8, frame.data());
   std::int32_t* word = prm + 1;
   std::int32_t position = 0;
   for (const std::int32_t width : facts->fields) {
-    *word = 0;
-    bitcopy(reinterpret_cast<std::uint8_t*>(word), bits, 0, position, width);
+    const std::uint32_t from_first = little_endian(frame.data() + position / 8);
+    const std::uint32_t value = from_first >> (position % 8) & ((1u << width) - 1u);
+    // Little-endian, as the fields' own bytes are.
+    const std::array<std::uint8_t, 4> bytes = {static_cast<std::uint8_t>(value),
+                                               static_cast<std::uint8_t>(value >> 8)};
+    std::memcpy(word, bytes.data(), sizeof *word);
     position += width;
     ++word;
   }
