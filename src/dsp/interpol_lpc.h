@@ -14,4 +14,9 @@ inline constexpr float isf_ini[10] = {0.9595f,  0.8413f,  0.6549f,  0.4154f,  0.
 /// nb_subfr          subframes, >= 0
 void interpol_lpc(const float* isp_new, const float* isp_old, float* A, int nb_subfr);
 
+namespace plain {
+/// The definition of `interpol_lpc`.
+void interpol_lpc(const float* isp_new, const float* isp_old, float* A, int nb_subfr);
+}  // namespace plain
+
 }  // namespace quel

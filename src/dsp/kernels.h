@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "dsp/instruction_set.h"
 
 namespace quel {
@@ -56,6 +58,9 @@ struct DspKernels {
   bool (*ranked)(const float* measure, int tracks, int* rank);
   void (*interpolated)(const float* filter, const int* place, const float* x, int known, float* y,
                        int L);
+  void (*interpolated_filters)(const float* isp_new, const float* isp_old, const float* weight,
+                               int count, float* A);
+  void (*to_pcm)(const float* x, std::int16_t* out, int n);
 };
 
 namespace baseline {

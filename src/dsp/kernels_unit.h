@@ -5,9 +5,11 @@
 #include "dsp/correlation_kernel.h"
 #include "dsp/cosine_series_kernel.h"
 #include "dsp/delay_kernel.h"
+#include "dsp/interpol_lpc_kernel.h"
 #include "dsp/interpolation_kernel.h"
 #include "dsp/kernels.h"
 #include "dsp/nearest_kernel.h"
+#include "dsp/pcm_kernel.h"
 #include "dsp/rank_kernel.h"
 #include "dsp/residu_kernel.h"
 #include "dsp/syn_filt_kernel.h"
@@ -32,6 +34,8 @@ const DspKernels dsp_kernels = {
     .series_values = series_values,
     .ranked = ranked,
     .interpolated = interpolated,
+    .interpolated_filters = interpolated_filters,
+    .to_pcm = to_pcm,
 };
 
 }  // namespace quel::QUEL_SET

@@ -16,9 +16,7 @@ inline std::int16_t float_to_pcm(float x) {
 }
 
 /// out[i] = float_to_pcm(x[i]), i = 0..n-1.
-inline void float_to_pcm(const float* x, std::int16_t* out, int n) {
-  for (int i = 0; i < n; ++i) out[i] = float_to_pcm(x[i]);
-}
+void float_to_pcm(const float* x, std::int16_t* out, int n);
 
 /// Sample of -1..1 to 16-bit PCM: 32768 times as large, rounded to nearest, ties to the even one,
 /// clipped to -32768..32767. Defined for every float: infinities clip, NaN gives 0.

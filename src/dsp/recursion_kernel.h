@@ -1,5 +1,6 @@
 #pragma once
 
+#include "dsp/kernels.h"
 #include "dsp/lanes.h"
 
 // Parts of which the kernels of recursive filters are made. Such a filter mostly waits for its last
@@ -49,6 +50,12 @@ QUEL_INLINE Block add_to_block(Block sum, Block x, double y) {
 }
 QUEL_INLINE Block operator-(Block b) {
   return {-b.low, -b.high};
+}
+QUEL_INLINE Block operator*(Block a, Block b) {
+  return {a.low * b.low, a.high * b.high};
+}
+QUEL_INLINE Block operator+(Block a, Block b) {
+  return {a.low + b.low, a.high + b.high};
 }
 /// The last `late` of a, then the first of b.
 template <int late>
@@ -118,10 +125,31 @@ QUEL_INLINE One rounded_one(One x) {
   }
 }
 
+QUEL_INLINE Block rounded_block(Block x) {
+#if QUEL_LANES == 2
+  return {rounded(x.low), rounded(x.high)};
+#elif QUEL_LANES == 4
+  return rounded(x);
+#else
+  return __builtin_convertvector(__builtin_convertvector(x, Lanes<4>::Float), Block);
+#endif
+}
+
 /// Bits in which x, rounded to float, differs from y.
 QUEL_INLINE Mask different_bits(Double x, Double y) {
   return __builtin_bit_cast(Mask, rounded(x)) ^ __builtin_bit_cast(Mask, y);
 }
+
+/// The input of a part as its proof reads it: a register of it from place i on. Of floats, and of
+/// another part's outputs.
+struct FloatInput {
+  const float* x;
+  QUEL_MEMBER Double operator()(int i) const { return widen(load<Half>(x + i)); }
+};
+struct DoubleInput {
+  const double* x;
+  QUEL_MEMBER Double operator()(int i) const { return load<Double>(x + i); }
+};
 
 /// All-pole filter of order m. Where its input is another part's output, that has it as doubles.
 template <int m>
@@ -140,9 +168,7 @@ class AllPole {
   }
 
   /// The last four outputs before the first.
-  QUEL_MEMBER Ones last() const {
-    return taken_apart(load_block(past_and_y_ + m - block));
-  }
+  QUEL_MEMBER Ones last() const { return taken_apart(load_block(past_and_y_ + m - block)); }
 
   /// Outputs n to n + 3, where `last` are those before. From one to the next there is a product, a
   /// sum and the rounding, no more: products with older outputs are added up before, and those from
@@ -150,7 +176,13 @@ class AllPole {
   template <bool careful>
   QUEL_MEMBER Ones guess(int n, Block x, const Ones& last) {
     double* y = outputs() + n;
-    for (int k = m; k >= 4; --k) x = add_to_block(x, load_block(minus_a_[k]), y[-k]);
+    // The input may have come just now: it need not wait for the others, nor they for it.
+    constexpr int chains = lanes == 2 ? 1 : 2;  // registers are few there
+    Block older[chains] = {};
+    for (int k = m; k >= 4; --k) {
+      older[k % chains] = add_to_block(older[k % chains], load_block(minus_a_[k]), y[-k]);
+    }
+    for (const Block& sum : older) x = x + sum;
     for (int k = 3; k >= 2; --k) {
       x = add_to_block(x, load_block(minus_a_[k]), last.x[block - k][0]);
     }
@@ -192,6 +224,88 @@ class AllPole {
   double minus_a_[m + 1][block];  // [k] -a[k] to -a[k + 3]
   double past_and_y_[m + stretch_max];
 };
+
+/// The filter of hp_2nd, whose input are floats in all but type.
+class SecondOrder {
+ public:
+  /// a, b [0..2]; memx, memy [0..1] as hp_2nd has them.
+  QUEL_MEMBER void start(const float* a, const float* b, const float* memx, const float* memy) {
+    for (int i = 0; i < 3; ++i) a_[i] = a[i];
+    a_[3] = 0.0;
+    for (int i = 0; i < 3; ++i) b_[i] = b[i];
+    for (int i = 0; i < 2; ++i) past_and_x_[block - 1 - i] = memx[i];
+    for (int i = 0; i < 2; ++i) past_and_y_[1 - i] = memy[i];
+    past_and_x_[0] = past_and_x_[1] = 0.0;
+  }
+
+  /// The last four inputs and outputs before the first; of the outputs only two count.
+  QUEL_MEMBER Block last_input() const { return load_block(past_and_x_); }
+  QUEL_MEMBER Ones last() const {
+    const One y = load<One>(past_and_y_);
+    return {{y, y, y, __builtin_shufflevector(y, y, 1, 1)}};
+  }
+
+  /// Outputs n to n + 3 of inputs x, where last_x and last are those before.
+  QUEL_MEMBER Ones guess(int n, Block x, Block last_x, const Ones& last) {
+    store_block(past_and_x_ + block + n, x);
+    Block sums = add_to_block(add_to_block(Block{}, x, b_[0]), joined<1>(last_x, x), b_[1]);
+    Ones y = taken_apart(add_to_block(sums, joined<2>(last_x, x), b_[2]));
+    const One a1 = load<One>(a_ + 1), a2 = load<One>(a_ + 2);
+    for (int j = 0; j < block; ++j) {
+      y.x[j] = add_exact(y.x[j], a2, j < 2 ? last.x[2 + j] : y.x[j - 2]);
+      y.x[j] = add_exact(y.x[j], a1, j < 1 ? last.x[3] : y.x[j - 1]);
+      y.x[j] = rounded_one<false>(y.x[j]);
+      outputs()[n + j] = y.x[j][0];
+    }
+    return y;
+  }
+
+  /// Bits that the guess of outputs n to n + 15 has wrong.
+  QUEL_MEMBER Mask differences(int n) const {
+    const double* x = past_and_x_ + block + n;
+    const double* y = past_and_y_ + 2 + n;
+    Mask different{};
+    for (int p = 0; p < group; p += lanes) {
+      Double sum = splat<Double>(b_[0]) * load<Double>(x + p);
+      sum = add_exact(sum, splat<Double>(b_[1]), load<Double>(x + p - 1));
+      sum = add_exact(sum, splat<Double>(b_[2]), load<Double>(x + p - 2));
+      sum = add_exact(sum, splat<Double>(a_[1]), load<Double>(y + p - 1));
+      sum = add_exact(sum, splat<Double>(a_[2]), load<Double>(y + p - 2));
+      different |= different_bits(sum, load<Double>(y + p));
+    }
+    return different;
+  }
+
+  QUEL_MEMBER const double* inputs() const { return past_and_x_ + block; }
+  QUEL_MEMBER double* outputs() { return past_and_y_ + 2; }
+
+  /// The memories behind lg outputs.
+  QUEL_MEMBER void remember(int lg, float* memx, float* memy) const {
+    for (int i = 0; i < 2; ++i) memx[i] = static_cast<float>(past_and_x_[block + lg - 1 - i]);
+    for (int i = 0; i < 2; ++i) memy[i] = static_cast<float>(past_and_y_[2 + lg - 1 - i]);
+  }
+
+ private:
+  double a_[4];  // the last one pads
+  double b_[3];
+  double past_and_x_[block + stretch_max];
+  double past_and_y_[2 + stretch_max];
+};
+
+/// y [0..n-1] = x [0..n-1]; n a multiple of a register.
+QUEL_INLINE void store_floats(float* y, const double* x, int n) {
+  for (int i = 0; i < n; i += lanes) store(y + i, narrow(load<Double>(x + i)));
+}
+
+/// Whether x [0..n-1] are all within +-1e9, as is_sane wants it; n a multiple of a register.
+QUEL_INLINE bool all_sane(const double* x, int n) {
+  Mask outside{};
+  for (int i = 0; i < n; i += lanes) {
+    const Double v = load<Double>(x + i);
+    outside |= ~((v >= splat<Double>(-1e9)) & (v <= splat<Double>(1e9)));
+  }
+  return !any(outside);
+}
 
 }  // namespace recursion
 

@@ -75,4 +75,18 @@ class Scratch {
   T* data_;
 };
 
+/// A struct of such arrays, carved in one piece: whoever needs several takes them so, since finding
+/// a thread's stack costs more than moving its top.
+template <typename T>
+class ScratchStruct {
+  static_assert(std::is_trivial_v<T> && alignof(T) == alignof(float));
+
+ public:
+  T* operator->() { return reinterpret_cast<T*>(memory_.data()); }
+  T& operator*() { return *operator->(); }
+
+ private:
+  Scratch<float> memory_{static_cast<int>(sizeof(T) / sizeof(float))};
+};
+
 }  // namespace quel

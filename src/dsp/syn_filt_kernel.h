@@ -39,8 +39,7 @@ QUEL_INLINE void guess(Run<m>& run, int n, recursion::Ones& last) {
 
 template <int m>
 QUEL_INLINE void prove(const Run<m>& run, int n, Mask& different) {
-  const float* x = run.x;
-  different |= run.filter.differences(n, [x](int i) { return widen(load<Half>(x + i)); });
+  different |= run.filter.differences(n, recursion::FloatInput{run.x});
 }
 
 /// From n on, all but the proof of the last group.

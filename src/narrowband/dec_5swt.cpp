@@ -58,31 +58,37 @@ void next_lag(FiveKDecoder& st, const Mode& mode, LagWalk& walk, int s, std::int
   walk.lag.frac = T - 3 * walk.lag.T0;
 }
 
-// Formant postfilter between two synthesis filters, and gain control against the plain synthesis
-// of the total excitation.
-void postfilter(FiveKDecoder& st, const Mode& mode, const float* A, const float* exc,
-                const float* enhanced, const Pulses& pulses, float* reference, float* out) {
-  Scratch ap(M + 1), t(M + L), u(L);
-  float* tilted = t.data() + M;
-  pondai(A, ap.data(), mode.gamma6, M);
-  filter_with_pulses(ap.data(), enhanced, tilted, st.mem_exc1.data(), pulses);
-  preemph(st.preemphasis, tilted, 0.4f, L);
-  std::copy_n(st.mem_exc2.data(), M, t.data());
-  std::copy_n(tilted + L - M, M, st.mem_exc2.data());
-  pondai(A, ap.data(), mode.gamma5, M);
-  residu(ap.data(), M, tilted, u.data(), L);
+// Working arrays of a frame.
+struct Work {
+  float isp[M], A[subframes * (M + 1)];
+  float F[2][L];  // of this subframe and of the next one, in turn
+  float code[L], enhanced[L], reference[L];
+  float ap[M + 1], tilted[M + L], u[L];  // of the postfilter
+  float frame[subframes * L];
+};
 
-  syn_filt_both(M, {A, exc, reference, L, st.mem_syn1.data(), 1},
-                {A, u.data(), out, L, st.synthesis.mem_syn.data(), 1});
-  agc(st.gain_control, reference, out, L, 0.9f);
+// Formant postfilter between two synthesis filters, and beside it the plain synthesis of the total
+// excitation, against which the output's gain is controlled.
+void postfilter(FiveKDecoder& st, const Mode& mode, const float* A, const float* exc,
+                const Pulses& pulses, Work& work, float* out) {
+  float* tilted = work.tilted + M;
+  pondai(A, work.ap, mode.gamma6, M);
+  filter_with_pulses(work.ap, work.enhanced, tilted, st.mem_exc1.data(), pulses);
+  preemph(st.preemphasis, tilted, 0.4f, L);
+  std::copy_n(st.mem_exc2.data(), M, work.tilted);
+  std::copy_n(tilted + L - M, M, st.mem_exc2.data());
+  pondai(A, work.ap, mode.gamma5, M);
+  residu(work.ap, M, tilted, work.u, L);
+
+  syn_filt_both(M, {A, exc, work.reference, L, st.mem_syn1.data(), 1},
+                {A, work.u, out, L, st.synthesis.mem_syn.data(), 1});
 }
 
 // The other one, which starts from a plain synthesis.
 void postfilter_enhanced(FiveKDecoder& st, const float* A, int T0, const float* exc,
-                         const float* enhanced, const Pulses& pulses, float* reference,
-                         float* out) {
-  filter_with_pulses(A, exc, reference, st.mem_syn1.data(), pulses);
-  postfilter_enhanced(st.enhanced, A, T0, enhanced, reference, out);
+                         const Pulses& pulses, Work& work, float* out) {
+  filter_with_pulses(A, exc, work.reference, st.mem_syn1.data(), pulses);
+  postfilter_enhanced(st.enhanced, A, T0, work.enhanced, work.reference, out);
 }
 
 void clear_absurd(FiveKDecoder& st, NarrowbandDecoderShared& shared) {
@@ -97,12 +103,13 @@ void clear_absurd(FiveKDecoder& st, NarrowbandDecoderShared& shared) {
 
 // Whether the result was sane.
 bool decode_subframe(FiveKDecoder& st, NarrowbandDecoderShared& shared, const Mode& mode,
-                     const float* A, const std::int32_t* words, int s, LagWalk& walk,
-                     const Pulses& pulses, float* synth) {
-  Scratch code(L), enhanced(L), reference(L);
+                     const std::int32_t* words, int s, LagWalk& walk, Work& work) {
   SynthesisState& syn = st.synthesis;
   float* exc = syn.exc();
-  float* F = pulses.now;
+  float* F = work.F[s % 2];
+  float* synth = work.frame + s * L;
+  const float* A = work.A + s * (M + 1);
+  const Pulses pulses = {F, work.F[(s + 1) % 2], s + 1 < subframes ? A + M + 1 : nullptr};
 
   next_lag(st, mode, walk, s, words[0]);
   pred_lt(exc, walk.lag.T0, walk.lag.frac, L);
@@ -110,24 +117,24 @@ bool decode_subframe(FiveKDecoder& st, NarrowbandDecoderShared& shared, const Mo
   sharpen_F(mode, walk.lag.T0, F);
   const std::int32_t codeword = st.bfi != 0 ? random_func(shared.seed) : words[1];
   const auto rebuild = st.old_gain_pit >= 0.8f ? dec_acb_2p10b : dec_acb_3p10b;
-  rebuild(codeword, F, code.data());
+  rebuild(codeword, F, work.code);
 
   float gain_pit = 0.0f, gain_code = 0.0f;
-  d_gain2(shared.gains, words[2], code.data(), L, &gain_pit, &gain_code, st.bfi, s * L,
+  d_gain2(shared.gains, words[2], work.code, L, &gain_pit, &gain_code, st.bfi, s * L,
           mode.fac_inter_var);
   st.old_gain_pit = gain_pit;
-  find_exc(exc, code.data(), gain_pit, gain_code, L);
 
-  enhance(syn, exc, code.data(), gain_pit, gain_code, enhanced.data());
+  const bool mixed = mix_excitation(syn, exc, work.code, gain_pit, gain_code, work.enhanced);
+  bool sane = false;
   if (st.enhanced.on) {
-    postfilter_enhanced(st, A, walk.lag.T0, exc, enhanced.data(), pulses, reference.data(), synth);
+    postfilter_enhanced(st, A, walk.lag.T0, exc, pulses, work, synth);
+    sane = is_sane(synth, L);
+    if (sane) high_pass(syn, synth, L);
   } else {
-    postfilter(st, mode, A, exc, enhanced.data(), pulses, reference.data(), synth);
+    postfilter(st, mode, A, exc, pulses, work, synth);
+    sane = level_output(syn, st.gain_control, work.reference, synth);
   }
-  const bool sane = is_sane(exc, L) && is_sane(reference.data(), L) && is_sane(synth, L);
-  if (sane) {
-    high_pass(syn, synth, L);
-  } else {
+  if (!sane || !mixed || !is_sane(work.reference, L)) {
     set_zero(synth, L);
     clear_absurd(st, shared);
   }
@@ -155,7 +162,7 @@ void init_decoder_5k(FiveKDecoder& state, NarrowbandDecoderShared& shared) {
 
 int decoder_5k(FiveKDecoder& st, NarrowbandDecoderShared& shared, const Mode& mode,
                const std::int32_t* prm, std::int16_t* synth, int bfi_in) {
-  Scratch isp(M), A(subframes * (M + 1)), frame(subframes * L);
+  ScratchStruct<Work> work;
   const std::int32_t* p = st.cur_prm.data();
   if (st.bfi != 0) {
     // The next frame helps only an isolated loss.
@@ -164,23 +171,18 @@ int decoder_5k(FiveKDecoder& st, NarrowbandDecoderShared& shared, const Mode& mo
     if (isolated) p = prm;
   }
 
-  d_isf_ma(shared.isf, p, isp.data(), st.bfi);
-  interpol_lpc(isp.data(), st.synthesis.isfold.data(), A.data(), subframes);
-  std::copy_n(isp.data(), M, st.synthesis.isfold.data());
+  d_isf_ma(shared.isf, p, work->isp, st.bfi);
+  interpol_lpc(work->isp, st.synthesis.isfold.data(), work->A, subframes);
+  std::copy_n(work->isp, M, st.synthesis.isfold.data());
 
   LagWalk walk;
   int cleared = 0;
-  Scratch F(2 * L);
-  find_F(mode, A.data(), L, F.data());
+  find_F(mode, work->A, L, work->F[0]);
   for (int s = 0; s < subframes; ++s) {
-    const Pulses pulses = {F.data() + s % 2 * L, F.data() + (s + 1) % 2 * L,
-                           s + 1 < subframes ? A.data() + (s + 1) * (M + 1) : nullptr};
-    const bool sane =
-        decode_subframe(st, shared, mode, A.data() + s * (M + 1), p + 5 + s * words_per_subframe, s,
-                        walk, pulses, frame.data() + s * L);
-    if (!sane) ++cleared;
+    const std::int32_t* words = p + 5 + s * words_per_subframe;
+    if (!decode_subframe(st, shared, mode, words, s, walk, *work)) ++cleared;
   }
-  float_to_pcm(frame.data(), synth, subframes * L);
+  float_to_pcm(work->frame, synth, subframes * L);
 
   st.old_bfi = st.bfi;
   st.bfi = bfi_in;

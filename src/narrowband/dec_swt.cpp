@@ -71,14 +71,23 @@ void rebuild_code(NarrowbandDecoderShared& shared, std::int32_t mode, const std:
   }
 }
 
+// Working arrays of a frame.
+struct Work {
+  float isp[M], A[subframes * (M + 1)];
+  float F[2][L];  // of this subframe and of the next one, in turn
+  float code[L], enhanced[L];
+  float frame[subframes * L];
+};
+
 // Whether the result was sane.
 bool decode_subframe(SwtDecoder& st, NarrowbandDecoderShared& shared, const Mode& mode,
-                     const float* A, const std::int32_t* words, int s, int bfi, LagWalk& walk,
-                     const Pulses& pulses, float* synth) {
-  Scratch code(L), enhanced(L);
+                     const std::int32_t* words, int s, int bfi, LagWalk& walk, Work& work) {
   SynthesisState& syn = st.synthesis;
   float* exc = syn.exc();
-  float* F = pulses.now;
+  float* F = work.F[s % 2];
+  float* synth = work.frame + s * L;
+  const float* A = work.A + s * (M + 1);
+  const Pulses pulses = {F, work.F[(s + 1) % 2], s + 1 < subframes ? A + M + 1 : nullptr};
 
   const Lag lag = next_lag(st, walk, s, words[0], bfi);
   if (s == 0) walk.t0_min = range_around_lag(lag.T0).t0_min;
@@ -86,19 +95,15 @@ bool decode_subframe(SwtDecoder& st, NarrowbandDecoderShared& shared, const Mode
   pred_lt(exc, lag.T0, lag.frac, L);
 
   sharpen_F(mode, lag.T0, F);
-  rebuild_code(shared, st.last_mode, words + 1, bfi, F, code.data());
+  rebuild_code(shared, st.last_mode, words + 1, bfi, F, work.code);
 
   float gain_pit = 0.0f, gain_code = 0.0f;
-  d_gain2(shared.gains, words[4], code.data(), L, &gain_pit, &gain_code, bfi, s * L,
+  d_gain2(shared.gains, words[4], work.code, L, &gain_pit, &gain_code, bfi, s * L,
           mode.fac_inter_var);
-  find_exc(exc, code.data(), gain_pit, gain_code, L);
 
-  enhance(syn, exc, code.data(), gain_pit, gain_code, enhanced.data());
-  filter_with_pulses(A, enhanced.data(), synth, syn.mem_syn.data(), pulses);
-  const bool sane = is_sane(exc, L) && is_sane(synth, L);
-  if (sane) {
-    high_pass(syn, synth, L);
-  } else {
+  const bool mixed = mix_excitation(syn, exc, work.code, gain_pit, gain_code, work.enhanced);
+  const bool sane = synthesize(syn, A, work.enhanced, synth, pulses) && mixed;
+  if (!sane) {
     set_zero(synth, L);
     clear_absurd(syn, shared);
   }
@@ -117,26 +122,21 @@ void init_dec_swt(SwtDecoder& state, NarrowbandDecoderShared& shared) {
 
 int dec_swt(SwtDecoder& st, NarrowbandDecoderShared& shared, const Mode& mode,
             const std::int32_t* prm, std::int16_t* synth, int bfi) {
-  Scratch isp(M), A(subframes * (M + 1)), frame(subframes * L);
+  ScratchStruct<Work> work;
   if (bfi == 0) st.last_mode = codec_mode(shared, prm[0]);
 
-  d_isf_ma(shared.isf, prm + 1, isp.data(), bfi);
-  interpol_lpc(isp.data(), st.synthesis.isfold.data(), A.data(), subframes);
-  std::copy_n(isp.data(), M, st.synthesis.isfold.data());
+  d_isf_ma(shared.isf, prm + 1, work->isp, bfi);
+  interpol_lpc(work->isp, st.synthesis.isfold.data(), work->A, subframes);
+  std::copy_n(work->isp, M, st.synthesis.isfold.data());
 
   LagWalk walk;
   int cleared = 0;
-  Scratch F(2 * L);
-  find_F(mode, A.data(), L, F.data());
+  find_F(mode, work->A, L, work->F[0]);
   for (int s = 0; s < subframes; ++s) {
-    const Pulses pulses = {F.data() + s % 2 * L, F.data() + (s + 1) % 2 * L,
-                           s + 1 < subframes ? A.data() + (s + 1) * (M + 1) : nullptr};
-    const bool sane =
-        decode_subframe(st, shared, mode, A.data() + s * (M + 1), prm + 6 + s * words_per_subframe,
-                        s, bfi, walk, pulses, frame.data() + s * L);
-    if (!sane) ++cleared;
+    const std::int32_t* words = prm + 6 + s * words_per_subframe;
+    if (!decode_subframe(st, shared, mode, words, s, bfi, walk, *work)) ++cleared;
   }
-  float_to_pcm(frame.data(), synth, subframes * L);
+  float_to_pcm(work->frame, synth, subframes * L);
   return cleared;
 }
 

@@ -5,6 +5,7 @@
 
 #include "narrowband/d_gain2.h"
 #include "narrowband/d_isp_5.h"
+#include "narrowband/find_F.h"
 #include "narrowband/postproc.h"
 
 namespace quel {
@@ -36,6 +37,21 @@ struct SynthesisState {
 
 void init_synthesis(SynthesisState& state);
 
+/// The subframe's excitations: the total one in place, as find_exc has it, and what `enhance` makes
+/// of it. Returns whether the total one is sane.
+///
+/// exc       [0..47] adaptive codebook in, total excitation out
+/// code      [0..47]
+/// enhanced  [0..47] output
+bool mix_excitation(SynthesisState& state, float* exc, const float* code, float gain_pit,
+                    float gain_code, float* enhanced);
+
+namespace plain {
+/// The definition of `mix_excitation`.
+bool mix_excitation(SynthesisState& state, float* exc, const float* code, float gain_pit,
+                    float gain_code, float* enhanced);
+}  // namespace plain
+
 /// Excitation of the synthesis filter: exc - gain_code * gain_har * code. Strongly voiced
 /// subframes get less innovation; the stored excitation keeps all of it.
 ///
@@ -51,6 +67,38 @@ void shift_excitation(SynthesisState& state);
 /// values, so that the next subframes decode as from silence. Predictors, lags, seeds and the
 /// codebook switch go on.
 void clear_absurd(SynthesisState& state, NarrowbandDecoderShared& shared);
+
+/// The output side of a subframe whose synthesis is heard as it is: synthesis, `is_sane` and
+/// `high_pass`, and along with them the pulses of the next subframe.
+///
+/// A         [0..10] LP filter of the subframe
+/// enhanced  [0..47] excitation
+/// synth     [0..47] output
+///
+/// Returns false where the synthesis is not sane; what is in `synth` and the memories is then to be
+/// cleared.
+bool synthesize(SynthesisState& state, const float* A, const float* enhanced, float* synth,
+                const Pulses& pulses);
+
+namespace plain {
+/// The definition of `synthesize`.
+bool synthesize(SynthesisState& state, const float* A, const float* enhanced, float* synth,
+                const Pulses& pulses);
+}  // namespace plain
+
+/// The output side where the synthesis is postfiltered: `agc` in place against `reference`, by 0.9,
+/// `is_sane` and `high_pass`. Returns false where the output is not sane; what is in `synth` and
+/// the memories is then to be cleared.
+///
+/// reference, synth  [0..47]
+bool level_output(SynthesisState& state, GainControl& control, const float* reference,
+                  float* synth);
+
+namespace plain {
+/// The definition of `level_output`.
+bool level_output(SynthesisState& state, GainControl& control, const float* reference,
+                  float* synth);
+}  // namespace plain
 
 /// The output high-pass, in place. It runs by subframes, so that what an absurd one leaves behind
 /// can be cleared before the next.

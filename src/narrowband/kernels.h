@@ -1,8 +1,16 @@
 #pragma once
 
 #include "dsp/instruction_set.h"
+#include "dsp/kernels.h"
 
 namespace quel {
+
+/// A stretch of hp_2nd whose input is another filter's output.
+struct HighPass {
+  const float *a, *b;  ///< [0..2]
+  float* y;            ///< [0..lg-1]
+  float *memx, *memy;  ///< [0..1] move on
+};
 
 /// The fast forms of this folder's routines, compiled for one instruction set; see dsp/kernels.h.
 struct NarrowbandKernels {
@@ -16,6 +24,12 @@ struct NarrowbandKernels {
                      const float* sel, const float* rr_x, const float* rr_y, const float* block);
   bool (*best_opposite_pair)(const float* dn, const float* rr_diag, const float* rr, int* a,
                              int* b);
+  bool (*synthesize_and_pass)(const Recursion& synthesis, const HighPass& high_pass,
+                              const Recursion* pulses);
+  bool (*level_and_pass)(const float* x, float fac, float step, float* gain,
+                         const HighPass& high_pass);
+  bool (*mix_excitation)(float* exc, const float* code, float gain_pit, float gain_code,
+                         double attenuation, float* enhanced);
 };
 
 namespace baseline {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "narrowband/acb_kernel.h"
+#include "narrowband/decoder_kernel.h"
 #include "narrowband/kernels.h"
 
 namespace quel::QUEL_SET {
@@ -12,6 +13,9 @@ const NarrowbandKernels narrowband_kernels = {
     .best_pair3 = best_pair<3>,
     .best_pair6 = best_pair<6>,
     .best_opposite_pair = best_opposite_pair,
+    .synthesize_and_pass = synthesize_and_pass,
+    .level_and_pass = level_and_pass,
+    .mix_excitation = mix_excitation,
 };
 
 }  // namespace quel::QUEL_SET

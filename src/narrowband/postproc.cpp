@@ -39,17 +39,23 @@ void preemph(Preemphasis& state, float* x, float mu, int n) {
   state.mem_pre = last;
 }
 
-void agc(GainControl& state, const float* ref, float* x, int n, float fac) {
+bool agc_step(const float* ref, const float* x, int n, float fac, float* step) {
   const Energies e = energies(x, ref, n);
-  if (e.x == 0.0) {
+  if (e.x == 0.0) return false;
+  *step = 0.0f;
+  if (e.ref != 0.0) *step = static_cast<float>((1.0f - fac) * invsqrt(e.x / e.ref));
+  return true;
+}
+
+void agc(GainControl& state, const float* ref, float* x, int n, float fac) {
+  float step = 0.0f;
+  if (!agc_step(ref, x, n, fac, &step)) {
     state.gain_prec = 0.0f;
     return;
   }
-  float g0 = 0.0f;
-  if (e.ref != 0.0) g0 = static_cast<float>((1.0f - fac) * invsqrt(e.x / e.ref));
   float gain = state.gain_prec;
   for (int k = 0; k < n; ++k) {
-    gain = static_cast<float>(static_cast<double>(gain) * fac + g0);
+    gain = static_cast<float>(static_cast<double>(gain) * fac + step);
     x[k] = x[k] * gain;
   }
   state.gain_prec = gain;

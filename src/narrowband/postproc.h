@@ -31,4 +31,7 @@ void preemph(Preemphasis& state, float* x, float mu, int n);
 /// fac  0..1
 void agc(GainControl& state, const float* ref, float* x, int n, float fac);
 
+/// What `agc` adds to fac times the last gain for each sample's. Returns false where x is silent.
+bool agc_step(const float* ref, const float* x, int n, float fac, float* step);
+
 }  // namespace quel

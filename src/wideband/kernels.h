@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "dsp/instruction_set.h"
+#include "dsp/kernels.h"
 #include "wideband/pulses16.h"
 
 namespace quel {
@@ -17,6 +18,9 @@ struct WidebandKernels {
                     const float* cor_y, const float* rrixiy);
   void (*response_matrix)(const float* h, float* phi);
   void (*find_pulses)(const wideband::PulseQuestion& question, wideband::Pulses& pulses);
+  void (*interpolated_filters16)(const float* lsp_old, const float* lsp_new, float* Az);
+  bool (*synthesize_and_filter)(const Recursion& synthesis, const Recursion& postfilter,
+                                const Recursion* fading);
 };
 
 namespace baseline {

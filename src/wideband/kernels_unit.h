@@ -2,6 +2,8 @@
 
 #include "wideband/cod45_85_kernel.h"
 #include "wideband/kernels.h"
+#include "wideband/lsf2a_kernel.h"
+#include "wideband/output_kernel.h"
 #include "wideband/pulses16_kernel.h"
 
 namespace quel::QUEL_SET {
@@ -12,6 +14,8 @@ const WidebandKernels wideband_kernels = {
     .best_pair = best_pair,
     .response_matrix = response_matrix,
     .find_pulses = find_pulses,
+    .interpolated_filters16 = interpolated_filters16,
+    .synthesize_and_filter = synthesize_and_filter,
 };
 
 }  // namespace quel::QUEL_SET

@@ -26,4 +26,9 @@ void get_lsfpol(const float* lsp, float* f, int n);
 /// m                 order, even, 2..16
 void int_lpc(const float* lsp_old, const float* lsp_new, float* Az, int m);
 
+namespace wideband::plain {
+/// The definition of `int_lpc`.
+void int_lpc(const float* lsp_old, const float* lsp_new, float* Az, int m);
+}  // namespace wideband::plain
+
 }  // namespace quel

@@ -33,6 +33,22 @@ TEST(Scratch, NestedArraysDoNotOverlap) {
   for (int i = 0; i < 5; ++i) EXPECT_EQ(outer[i], static_cast<float>(i));
 }
 
+TEST(Scratch, StructIsCarvedInOnePieceAndGivenBack) {
+  struct Arrays {
+    float x[3];
+    std::int32_t n;
+    float y[4];
+  };
+  std::byte* const top = i_heap;
+  {
+    ScratchStruct<Arrays> arrays;
+    EXPECT_EQ(i_heap, top - 32);
+    EXPECT_EQ(static_cast<void*>(arrays->x), static_cast<void*>(i_heap));
+    EXPECT_EQ(static_cast<void*>((*arrays).y + 4), static_cast<void*>(top));
+  }
+  EXPECT_EQ(i_heap, top);
+}
+
 TEST(Scratch, EmptyArrayTakesNothing) {
   std::byte* const top = i_heap;
   Scratch x(0);

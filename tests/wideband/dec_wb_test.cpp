@@ -171,7 +171,7 @@ TEST(DecodWb, ScratchPeak) {
     decode(decoder, frames);
     EXPECT_EQ(i_heap, area.top());
   }
-  EXPECT_EQ(test::scratch_used(area, paint), 1348u);
+  EXPECT_EQ(test::scratch_used(area, paint), 1228u);
 }
 
 }  // namespace
