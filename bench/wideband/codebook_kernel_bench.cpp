@@ -28,26 +28,6 @@ int closed_loop() {
 }
 const int lags21 = closed_loop();
 
-int pair_search() {
-  const auto dn = test::speech_like(80, /*seed=*/1, 16000.0);
-  const auto dn2 = test::noise(80, /*seed=*/2), rr = test::noise(1280, /*seed=*/3, 0.3);
-  AcelpWork work;
-  std::copy(dn2.begin(), dn2.end(), work.dn2.begin());
-  auto cor = test::noise(32, /*seed=*/4, 0.4);
-  for (float& v : cor) v += 2.0f;
-  const auto run = [=](auto search) {
-    return [=]() {
-      float ps = 100.0f, alp = 3.0f;
-      std::int32_t ix = 0, iy = 1;
-      search(work, 0, 1, &ps, &alp, &ix, &iy, dn.data(), cor.data(), &cor[16], rr.data());
-      return ix + iy;
-    };
-  };
-  return compare_kernels("wideband::search_ixiy", run(wideband::plain::search_ixiy),
-                         run(wideband::search_ixiy));
-}
-const int pair = pair_search();
-
 int whole_search() {
   const auto dn = test::speech_like(80, /*seed=*/1, 16000.0);
   const auto cn = test::speech_like(80, /*seed=*/2, 16000.0);

@@ -7,19 +7,97 @@ namespace quel::QUEL_SET {
 
 namespace convolution {
 
-constexpr int parts = 4;
-constexpr int group = parts * lanes;  // outputs side by side
-constexpr int padded = (stretch_max + group - 1) / group * group;
+/// A stretch's outputs are summed up side by side in as many registers as keep the multipliers busy
+/// and there are, and in groups of whole stretches of the coders, 48 and 80.
+constexpr int short_parts = lanes == 2 ? 8 : 48 / lanes;
+constexpr int long_parts = lanes == 2 ? 8 : lanes == 4 ? 10 : 80 / lanes;
+constexpr int padded = 96;
+static_assert(padded >= stretch_max + 16);
 
-/// For outputs n to n + group - 1: sum over i = 0..last of factor[i] * from[n + i * step].
-template <int step>
-QUEL_INLINE void outputs(const double* factor, int last, const double* from, float* y) {
-  Double sum[parts] = {};
-  for (int i = 0; i <= last; ++i, from += step) {
-    const Double x = splat<Double>(factor[i]);
-    for (int p = 0; p < parts; ++p) sum[p] = add_exact(sum[p], x, load<Double>(from + p * lanes));
+/// Zeros in front of a signal, for outputs beside which others have begun.
+struct Delayed {
+  double value[lanes + padded];
+
+  QUEL_MEMBER Delayed(const float* x, int L, int size) {
+    store(value, Double{});
+    widen(value + lanes, x, L, size);
   }
-  for (int p = 0; p < parts; ++p) store(y + p * lanes, narrow(sum[p]));
+  QUEL_MEMBER const double* data() const { return value + lanes; }
+};
+
+template <int parts>
+struct Sums {
+  Double of[parts];
+
+  /// Products of factor i with what lies i before each output, from part `from` on.
+  template <int from>
+  QUEL_MEMBER void add(double factor, const double* x) {
+    const Double f = splat<Double>(factor);
+    for (int p = from; p < parts; ++p) of[p] = add_exact(of[p], f, load<Double>(x + p * lanes));
+  }
+};
+
+/// For the outputs n from `begin` on: sum += factor[i] * x[n - i] for i from `first` up to n, below
+/// `limit`. A lane that has no such product takes one with a zero before x, or, where `masked`,
+/// keeps its sum.
+template <int parts, bool masked, int part = 0>
+QUEL_INLINE void add_triangle(Sums<parts>& sum, const double* factor, int i, int limit,
+                              const double* x, int begin) {
+  const int whole = begin + part * lanes, next = whole + lanes;
+  // Of the part in work all lanes have products up to here.
+  if constexpr (part == 0) {
+    for (; i <= whole && i < limit; ++i) sum.template add<0>(factor[i], x + begin - i);
+  }
+  for (; i < next && i < limit; ++i) {
+    const Double before = sum.of[part];
+    sum.template add<part>(factor[i], x + begin - i);
+    if constexpr (masked) {
+      Double place;
+      for (int l = 0; l < lanes; ++l) place[l] = l;
+      sum.of[part] = place >= splat<Double>(static_cast<double>(i - whole)) ? sum.of[part] : before;
+    }
+  }
+  if constexpr (part + 1 < parts) {
+    add_triangle<parts, masked, part + 1>(sum, factor, i, limit, x, begin);
+  }
+}
+
+template <int parts>
+QUEL_INLINE void convolve_all(const double* factor, const float* h, float* out, int L) {
+  constexpr int group = parts * lanes;
+  const int size = (L + group - 1) / group * group;
+  const Delayed response(h, L, size);
+  for (int n = 0; n < L; n += group) {
+    Sums<parts> sum{};
+    add_triangle<parts, false>(sum, factor, 0, L, response.data(), n);
+    for (int p = 0; p < parts; ++p) store(out + n + p * lanes, narrow(sum.of[p]));
+  }
+}
+
+/// For the outputs n from 0 on: sum += factor[k] * x[n + k], k rising from `k`, below `end` less
+/// the part's first n.
+template <int parts, int done = 0>
+QUEL_INLINE void add_falling(Sums<parts>& sum, const double* factor, int k, int end,
+                             const double* x) {
+  constexpr int left = parts - done;
+  for (; k < end - (left - 1) * lanes; ++k) {
+    const Double f = splat<Double>(factor[k]);
+    for (int p = 0; p < left; ++p) {
+      sum.of[p] = add_exact(sum.of[p], f, load<Double>(x + k + p * lanes));
+    }
+  }
+  if constexpr (left > 1) add_falling<parts, done + 1>(sum, factor, k, end, x);
+}
+
+template <int parts>
+QUEL_INLINE void filter_all(const double* x, const double* factor, float* out, int L) {
+  constexpr int group = parts * lanes;
+  for (int n = 0; n < L; n += group) {
+    Sums<parts> sum{};
+    const int end = (L - n + lanes - 1) / lanes * lanes;
+    add_falling<parts>(sum, factor, 0, end, x + n);
+    for (int p = 0; p < parts; ++p) store(out + n + p * lanes, narrow(sum.of[p]));
+  }
 }
 
 }  // namespace convolution
@@ -30,13 +108,14 @@ QUEL_INLINE void outputs(const double* factor, int last, const double* from, flo
 static bool convolved(const float* x, const float* h, float* y, int L) {
   using namespace convolution;
   double factor[padded];
-  double response[group + padded] = {};
   float out[padded];
-  widen(factor, x, L, padded);
-  if (!all_finite(factor, padded)) return false;
-  widen(response + group, h, L, padded);
-  for (int n = 0; n < L; n += group) {
-    outputs<-1>(factor, n + group - 1, response + group + n, out + n);
+  const int size = (L + lanes - 1) / lanes * lanes;
+  widen(factor, x, L, size);
+  if (!all_finite(factor, size)) return false;
+  if (L <= 48) {
+    convolve_all<short_parts>(factor, h, out, L);
+  } else {
+    convolve_all<long_parts>(factor, h, out, L);
   }
   copy(y, out, L);
   return true;
@@ -46,12 +125,17 @@ static bool convolved(const float* x, const float* h, float* y, int L) {
 static bool filtered_backwards(const float* x, float* y, const float* h, int L) {
   using namespace convolution;
   double factor[padded];
-  double target[padded + group];
+  double target[2 * padded];
   float out[padded];
-  widen(factor, h, L, padded);
-  if (!all_finite(factor, padded)) return false;
-  widen(target, x, L, padded + group);
-  for (int n = 0; n < L; n += group) outputs<1>(factor, L - 1 - n, target + n, out + n);
+  const int size = (L + lanes - 1) / lanes * lanes;
+  widen(factor, h, L, size);
+  if (!all_finite(factor, size)) return false;
+  widen(target, x, L, 2 * size);
+  if (L <= 48) {
+    filter_all<short_parts>(target, factor, out, L);
+  } else {
+    filter_all<long_parts>(target, factor, out, L);
+  }
   copy(y, out, L);
   return true;
 }
@@ -61,26 +145,17 @@ static bool filtered_backwards(const float* x, float* y, const float* h, int L) 
 /// where it should not have a product.
 static void cut_convolved(const float* x, const float* h, float* y, int taps, int L) {
   using namespace convolution;
-  double input[group + padded] = {};
-  double factors[padded];
+  constexpr int group = long_parts * lanes;
+  const int size = (L + group - 1) / group * group;
+  const Delayed input(x, L, size);
+  double factor[padded];
   float out[padded];
-  widen(input + group, x, L, padded);
-  widen(factors, h, taps, padded);
-  Double place[parts];
-  for (int i = 0; i < group; ++i) place[i / lanes][i % lanes] = i;
+  copy(factor, h, taps);
   for (int n = 0; n < L; n += group) {
-    const double* from = input + group + n;
-    Double sum[parts];
-    for (int p = 0; p < parts; ++p) sum[p] = load<Double>(from + p * lanes);
-    for (int i = 1; i < taps && i < n + group; ++i) {
-      const Double factor = splat<Double>(factors[i]);
-      const Double first = splat<Double>(static_cast<double>(i - n));
-      for (int p = 0; p < parts; ++p) {
-        const Double more = add_exact(sum[p], factor, load<Double>(from - i + p * lanes));
-        sum[p] = place[p] >= first ? more : sum[p];
-      }
-    }
-    for (int p = 0; p < parts; ++p) store(out + n + p * lanes, narrow(sum[p]));
+    Sums<long_parts> sum;
+    for (int p = 0; p < long_parts; ++p) sum.of[p] = load<Double>(input.data() + n + p * lanes);
+    add_triangle<long_parts, true>(sum, factor, 1, taps, input.data(), n);
+    for (int p = 0; p < long_parts; ++p) store(out + n + p * lanes, narrow(sum.of[p]));
   }
   copy(y, out, L);
 }

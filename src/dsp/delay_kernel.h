@@ -81,7 +81,13 @@ static void delayed_products(const DelayedExcitation& d, const float* enter, con
     const auto of = [&](auto work) __attribute__((always_inline)) {
       work(d, enter - done, from, to, rest, xy + done, yy + done, at_cut + done, at_end + done);
     };
-    if (rest <= 4 * lanes) {
+    if (rest <= 2 * lanes) {
+      of(delay::lags_of<2>);
+      done += 2 * lanes;
+    } else if (rest <= 3 * lanes) {
+      of(delay::lags_of<3>);
+      done += 3 * lanes;
+    } else if (rest <= 4 * lanes) {
       of(delay::lags_of<4>);
       done += 4 * lanes;
     } else {

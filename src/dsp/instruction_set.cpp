@@ -24,14 +24,28 @@ InstructionSet best() {
 }  // namespace
 
 const char* name_of(InstructionSet set) {
-  return set == InstructionSet::avx2 ? "avx2" : "baseline";
+  switch (set) {
+    case InstructionSet::avx512:
+      return "avx512";
+    case InstructionSet::avx2:
+      return "avx2";
+    case InstructionSet::baseline:
+      break;
+  }
+  return "baseline";
 }
 
 bool is_available(InstructionSet set) {
   if (set == InstructionSet::baseline) return true;
 #if defined(__x86_64__)
   __builtin_cpu_init();
-  return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
+  const bool avx2 = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
+  if (set == InstructionSet::avx2) return avx2;
+  // The first processors with AVX-512 lower their clock for it, and gain nothing. Those with VBMI2
+  // came later and do not.
+  return avx2 && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+         __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl") &&
+         __builtin_cpu_supports("avx512vbmi2");
 #else
   return false;
 #endif

@@ -4,10 +4,10 @@ namespace quel {
 
 /// For what the kernels are compiled. Beside the first, which every processor of the build's
 /// architecture runs, there are sets on x86-64 only.
-enum class InstructionSet { baseline, avx2 };
+enum class InstructionSet { baseline, avx2, avx512 };
 
 inline constexpr InstructionSet instruction_sets[] = {InstructionSet::baseline,
-                                                      InstructionSet::avx2};
+                                                      InstructionSet::avx2, InstructionSet::avx512};
 
 /// What QUELCODEC_CPU calls it.
 const char* name_of(InstructionSet set);

@@ -50,11 +50,13 @@ void series_values(const float* x, int count, CosineSeries series, double* y) {
   }
 }
 
-int interlaced_roots(const float* grid, int intervals, CosineSeries first, CosineSeries second,
-                     float* roots, int wanted) {
-  const CosineSeries series[] = {first, second};
-  double on_grid[2][most_intervals + 1];
-  for (int s = 0; s < 2; ++s) series_values(grid, intervals + 1, series[s], on_grid[s]);
+namespace {
+
+using OnGrid = double[2][most_intervals + 1];
+
+// The definition: interval by interval, and behind a root the rest of its interval.
+int roots_in_order(const float* grid, int intervals, const CosineSeries* series,
+                   const OnGrid& on_grid, float* roots, int wanted) {
   int found = 0;
   int now = 0;
   float xlow = grid[0];
@@ -72,6 +74,54 @@ int interlaced_roots(const float* grid, int intervals, CosineSeries first, Cosin
       now = 1 - now;
       series_values(&xlow, 1, series[now], &ylow);
     }
+  }
+  return found;
+}
+
+// As if no interval held two roots: then they do not depend on each other. -1 where one does.
+int separate_roots(const float* grid, int intervals, const CosineSeries* series,
+                   const OnGrid& on_grid, float* roots, int wanted) {
+  constexpr int most = 16;
+  if (wanted > most) return -1;
+  int end[most];  // of each root's interval
+  int found = 0;
+  for (int j = 1; found < wanted && j <= intervals; ++j) {
+    const double* y = on_grid[found % 2];
+    if (y[j] * y[j - 1] <= 0.0) end[found++] = j;
+  }
+  float by_series[2][most / 2];
+  for (int k = 0; k < found; ++k) {
+    const double* y = on_grid[k % 2] + end[k];
+    const float* x = grid + end[k];
+    roots[k] = by_series[k % 2][k / 2] = refine_root(x[0], y[0], x[-1], y[-1], series[k % 2]);
+  }
+  // The other series must not change its sign between a root and the end of its interval.
+  for (int s = 0; s < 2; ++s) {
+    double others[most / 2];
+    const int count = (found + 1 - s) / 2;
+    series_values(by_series[s], count, series[1 - s], others);
+    for (int i = 0; i < count; ++i) {
+      const int k = 2 * i + s;
+      if (k + 1 < wanted && on_grid[1 - s][end[k]] * others[i] <= 0.0) return -1;
+    }
+  }
+  return found;
+}
+
+}  // namespace
+
+int interlaced_roots(const float* grid, int intervals, CosineSeries first, CosineSeries second,
+                     float* roots, int wanted) {
+  const CosineSeries series[] = {first, second};
+  OnGrid on_grid;
+  for (int s = 0; s < 2; ++s) series_values(grid, intervals + 1, series[s], on_grid[s]);
+  const int found = separate_roots(grid, intervals, series, on_grid, roots, wanted);
+  if (found < 0) return roots_in_order(grid, intervals, series, on_grid, roots, wanted);
+  if constexpr (check_kernels) {
+    std::vector<float> in_order(static_cast<std::size_t>(wanted));
+    const int all = roots_in_order(grid, intervals, series, on_grid, in_order.data(), wanted);
+    require_same("interlaced_roots", &found, &all, 1);
+    require_same("interlaced_roots", roots, in_order.data(), all);
   }
   return found;
 }

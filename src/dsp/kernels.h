@@ -17,6 +17,9 @@ inline constexpr int longest_lag = 143;
 inline constexpr int interpolation_taps = 20;
 inline constexpr int interpolation_gap = 8;
 
+/// Most rows of a codebook.
+inline constexpr int codebook_max = 256;
+
 /// A stretch of an all-pole recursion.
 struct Recursion {
   const float* a;  ///< [0..m]
@@ -68,6 +71,9 @@ extern const DspKernels dsp_kernels;
 }
 #if defined(__x86_64__)
 namespace avx2 {
+extern const DspKernels dsp_kernels;
+}
+namespace avx512 {
 extern const DspKernels dsp_kernels;
 }
 #endif

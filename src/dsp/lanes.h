@@ -29,6 +29,7 @@
 #endif
 
 #define QUEL_INLINE static inline __attribute__((always_inline))
+#define QUEL_MEMBER __attribute__((always_inline))
 
 #define QUEL_MEMBER inline __attribute__((always_inline))
 
@@ -50,6 +51,16 @@ using Float = Lanes<2 * lanes>::Float;          ///< a register of floats
 using Mask = decltype(Double{} < Double{});     ///< over Double, a lane 0 or -1
 using FloatMask = decltype(Float{} < Float{});  ///< over Float
 
+/// The widest register of floats, up to Float, that `count` of them fill.
+template <int count>
+using Row = typename Lanes<(count < 2 * lanes ? count : 2 * lanes)>::Float;
+
+/// A number that a lambda can take at compile time.
+template <int n>
+struct Constant {
+  static constexpr int value = n;
+};
+
 template <typename V, typename T>
 QUEL_INLINE V load(const T* p) {
   V v;
@@ -70,7 +81,7 @@ QUEL_INLINE V splat(T x) {
 
 QUEL_INLINE Double widen(Half x) {
 #if defined(__AVX512F__) && QUEL_LANES == 8
-  return _mm512_cvtps_pd(x);
+  return _mm512_maskz_cvtps_pd(0xff, x);  // the other form warns of its undefined source
 #elif defined(__AVX__) && QUEL_LANES == 4
   return _mm256_cvtps_pd(x);
 #elif defined(__SSE2__) && QUEL_LANES == 2

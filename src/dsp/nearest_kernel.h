@@ -1,38 +1,51 @@
 #pragma once
 
+#include "dsp/across_lanes.h"
+#include "dsp/kernels.h"
 #include "dsp/lanes.h"
 
 namespace quel::QUEL_SET {
 
 /// Row of a codebook with the least squared distance from x below `limit`, the lowest of equals; 0
-/// where there is none. Lanes across rows.
+/// where there is none. Distances are in double; those in float, lanes across rows, say which rows
+/// come into question, and are few.
 ///
-/// x        [0..dim-1]
+/// A distance in float is off by seven roundings at most, below 2^-21 of it, or by as many times
+/// the smallest float. So no row beyond the least one's 1 + 2^-19 and a bit can be the nearest.
+///
+/// x        [0..dim-1], dim at most 4
 /// columns  [0..size*dim-1] the codebook column by column
-/// size     rows, a multiple of 8
+/// size     rows, a multiple of 16, at most `codebook_max`
 static int nearest_row(const float* x, const float* columns, int dim, int size, double limit) {
-  double row[lanes];
-  for (int l = 0; l < lanes; ++l) row[l] = l;
-  Double now = load<Double>(row), best = splat<Double>(limit), at{};
-  for (int r = 0; r < size; r += lanes) {
-    Double distance{};
+  constexpr int width = 2 * lanes;
+  float rough[codebook_max];
+  Float least = splat<Float>(__builtin_inff());
+  for (int r = 0; r < size; r += width) {
+    Float distance{};
     for (int t = 0; t < dim; ++t) {
-      const Double e =
-          splat<Double>(static_cast<double>(x[t])) - widen(load<Half>(columns + t * size + r));
+      const Float e = splat<Float>(x[t]) - load<Float>(columns + t * size + r);
       distance += e * e;
     }
-    const Mask nearer = distance < best;
-    best = nearer ? distance : best;
-    at = nearer ? now : at;
-    now += splat<Double>(static_cast<double>(lanes));
+    store(rough + r, distance);
+    least = distance < least ? distance : least;
   }
-  double least = best[0], found = at[0];
-  for (int l = 1; l < lanes; ++l) {
-    const bool better = best[l] < least || (best[l] == least && at[l] < found);
-    least = better ? best[l] : least;
-    found = better ? at[l] : found;
+  const Float bound = splat<Float>(smallest_lane(least) * (1.0f + 0x1p-19f) + 1e-36f);
+  double best = limit;
+  int found = 0;
+  for (int r = 0; r < size; r += width) {
+    unsigned near = ~greater(load<Float>(rough + r), bound) & ((1u << (width - 1)) * 2 - 1);
+    for (; near != 0; near &= near - 1) {
+      const int row = r + __builtin_ctz(near);
+      double distance = 0.0;
+      for (int t = 0; t < dim; ++t) {
+        const double e = static_cast<double>(x[t]) - columns[t * size + row];
+        distance += e * e;
+      }
+      found = distance < best ? row : found;
+      best = distance < best ? distance : best;
+    }
   }
-  return static_cast<int>(found);
+  return found;
 }
 
 }  // namespace quel::QUEL_SET

@@ -47,15 +47,15 @@ class Scratch {
                 "the stack is 4-byte aligned and holds nothing that needs construction");
 
  public:
-  explicit Scratch(int n) : bytes_(static_cast<std::ptrdiff_t>(n) * 4) {
+  explicit Scratch(int n) : top_(i_heap), bytes_(static_cast<std::ptrdiff_t>(n) * 4) {
 #ifndef NDEBUG
     count_scratch(bytes_);
 #endif
-    i_heap -= bytes_;
-    data_ = reinterpret_cast<T*>(i_heap);
+    top_ -= bytes_;
+    data_ = reinterpret_cast<T*>(top_);
   }
   ~Scratch() {
-    i_heap += bytes_;
+    top_ += bytes_;
 #ifndef NDEBUG
     count_scratch(-bytes_);
 #endif
@@ -71,6 +71,7 @@ class Scratch {
   }
 
  private:
+  std::byte*& top_;  // this thread's, looked up once: in a shared library that is a call
   std::ptrdiff_t bytes_;
   T* data_;
 };

@@ -1,99 +1,121 @@
 #pragma once
 
+#include "dsp/across_lanes.h"
 #include "dsp/lanes.h"
 
 namespace quel::QUEL_SET {
 
+/// Of n / d and other_n / other_d the larger one, lane by lane, where the denominators are
+/// positive.
+template <typename V>
+QUEL_INLINE void take_larger(V& n, V& d, V other_n, V other_d) {
+  const V with = d * other_n, without = n * other_d;
+  n = with > without ? other_n : n;
+  d = with > without ? other_d : d;
+}
+
+/// The largest n / d of all lanes, in lane 0.
+template <typename V, typename T>
+QUEL_INLINE void take_largest(V n, V d, T& largest_n, T& largest_d) {
+  if constexpr (sizeof(V) > 16) {
+    auto low_n = low_half(n), low_d = low_half(d);
+    take_larger(low_n, low_d, high_half(n), high_half(d));
+    take_largest(low_n, low_d, largest_n, largest_d);
+  } else {
+    take_larger(n, d, swapped_halves(n), swapped_halves(d));
+    if constexpr (width_of<V> == 4) {
+      take_larger(n, d, swapped_neighbours(n), swapped_neighbours(d));
+    }
+    largest_n = n[0];
+    largest_d = d[0];
+  }
+}
+
 /// The search for the pair of largest num / den by guess and proof. In order, row by row, it takes
 /// a pair e where den_now * num_e - num_now * den_e > 0, starting from num -1 and den 1. So it ends
 /// with w if w would be taken after the start and after every pair before it, and no pair behind it
-/// would be taken after w. The guess is the largest quotient; the proof tries both for all pairs.
+/// would be taken after w. A difference is above 0 where its first term is the larger, so the terms
+/// are compared: e beats w where num_e * den_w > den_e * num_w, and w beats e the other way round.
+/// The guess is the largest quotient, whichever way the lanes come to it. No pair may beat it; then
+/// the search ends with the first pair that it does not beat, if that is one of the same num and
+/// den, itself or its equal.
 ///
 /// V  a register of T, whose lanes lie across columns
 ///
 /// A search first lists its rows, without branches, which would go either way at random.
 template <typename V, typename T, int max_rows, int columns>
 struct PairSearch {
-  static constexpr int width = static_cast<int>(sizeof(V) / sizeof(T));
+  static constexpr int width = width_of<V>;
   static constexpr int parts = columns / width;
-  static_assert(parts * width == columns);
+  static_assert(parts * width == columns && columns < 32);
 
   T num[max_rows][columns];
   T den[max_rows][columns];
-  V best_num[parts], best_den[parts], best_row[parts];  // of each column
-  int rows = 0;
-  int row = 0, column = 0;  // the pair found
+  V most_num, most_den;  // the largest of the lanes' columns
+  T num_w, den_w;        // the guess
+  int row, column;       // the pair found
 
-  __attribute__((always_inline)) PairSearch() {
-    for (int p = 0; p < parts; ++p) {
-      best_num[p] = splat<V>(T{-1});
-      best_den[p] = splat<V>(T{1});
-      best_row[p] = V{};
-    }
-  }
-
-  /// Columns p * width and following of the row in work.
-  __attribute__((always_inline)) void put(int p, V n, V d) {
-    store(num[rows] + p * width, n);
-    store(den[rows] + p * width, d);
-    const auto taken = best_den[p] * n - best_num[p] * d > V{};
-    best_num[p] = taken ? n : best_num[p];
-    best_den[p] = taken ? d : best_den[p];
-    best_row[p] = taken ? splat<V>(static_cast<T>(rows)) : best_row[p];
-  }
-
-  /// False where the guess does not prove right.
-  __attribute__((always_inline)) bool find() {
+  /// All of it: false where there is no row or no guess proves right. Several searches side by side
+  /// take the steps by turns, since each waits for itself.
+  ///
+  /// pair  (row, part, n, d) gives the columns part * width and following of a row
+  template <typename Pair>
+  QUEL_MEMBER bool find(int rows, bool spoil, Pair pair) {
     if (rows == 0) return false;
-    guess();
-    if (search_spoiled()) column = (column + 5) % columns;
-    return is_proved();
+    list(rows, pair);
+    guess(spoil);
+    return prove(rows);
   }
 
-  // Of equal quotients the first row's counts, then the first column's.
-  __attribute__((always_inline)) void guess() {
-    T place[columns];
-    for (int j = 0; j < columns; ++j) place[j] = static_cast<T>(j);
-    V q = best_num[0] / best_den[0], in_row = best_row[0], in_column = load<V>(place);
-    for (int p = 1; p < parts; ++p) {
-      const V other = best_num[p] / best_den[p];
-      const auto better = (other > q) | ((other == q) & (best_row[p] < in_row));
-      q = better ? other : q;
-      in_row = better ? best_row[p] : in_row;
-      in_column = better ? load<V>(place + p * width) : in_column;
-    }
-    T largest = q[0], first = in_row[0] * columns + in_column[0];
-    for (int l = 1; l < width; ++l) {
-      const T at = in_row[l] * columns + in_column[l];
-      const bool better = (q[l] > largest) | (static_cast<int>(q[l] == largest) & (at < first));
-      largest = better ? q[l] : largest;
-      first = better ? at : first;
-    }
-    row = static_cast<int>(first) / columns;
-    column = static_cast<int>(first) % columns;
-  }
-
-  __attribute__((always_inline)) bool is_proved() const {
-    const T num_w = num[row][column], den_w = den[row][column];
-    if (!(num_w + den_w > T{0})) return false;
-    const V n_w = splat<V>(num_w), d_w = splat<V>(den_w);
-    T order[columns];
-    for (int j = 0; j < columns; ++j) order[j] = static_cast<T>(j - column);
-    decltype(V{} < V{}) wrong{};
-    // Both tests for every pair and a choice by its place: branches would guess wrong more slowly.
-    T row_place = static_cast<T>(-row * columns);
-    for (int r = 0; r < rows; ++r) {
-      for (int p = 0; p < parts; ++p) {
-        const V n = load<V>(num[r] + p * width), d = load<V>(den[r] + p * width);
-        const V place = load<V>(order + p * width) + splat<V>(row_place);
-        wrong |= (~(d * n_w - n * d_w > V{}) & (place < V{})) |
-                 ((d_w * n - n_w * d > V{}) & (place > V{}));
+  /// Lists rows 0..rows-1.
+  template <typename Pair>
+  QUEL_MEMBER void list(int rows, Pair pair) {
+    for (int p = 0; p < parts; ++p) {
+      V n = splat<V>(T{-1}), d = splat<V>(T{1});
+      for (int r = 0; r < rows; ++r) {
+        V row_n, row_d;
+        pair(r, p, row_n, row_d);
+        store(num[r] + p * width, row_n);
+        store(den[r] + p * width, row_d);
+        take_larger(n, d, row_n, row_d);
       }
-      row_place += static_cast<T>(columns);
+      if (p > 0) take_larger(n, d, most_num, most_den);
+      most_num = n;
+      most_den = d;
     }
-    long long any = 0;
-    for (int l = 0; l < width; ++l) any |= wrong[l];
-    return any == 0;
+  }
+
+  QUEL_MEMBER void guess(bool spoil) {
+    take_largest(most_num, most_den, num_w, den_w);
+    if (!spoil) return;
+    num_w = num[0][5];
+    den_w = den[0][5];
+  }
+
+  /// Where others equal the guess, the first of them may be another: then that one is tried.
+  QUEL_MEMBER bool prove(int rows) {
+    return is_proved(rows) || (num_w = num[row][column], den_w = den[row][column], is_proved(rows));
+  }
+
+  /// Sets row and column to the first pair that w does not beat.
+  QUEL_MEMBER bool is_proved(int rows) {
+    const V n_w = splat<V>(num_w), d_w = splat<V>(den_w);
+    unsigned beaten = 0, first = 0;
+    for (int r = rows - 1; r >= 0; --r) {
+      unsigned lost = 0;
+      for (int p = 0; p < parts; ++p) {
+        const V of_w = load<V>(den[r] + p * width) * n_w, of_e = load<V>(num[r] + p * width) * d_w;
+        beaten |= greater(of_e, of_w);
+        lost |= greater(of_w, of_e) << (p * width);
+      }
+      const unsigned even = ~lost & ((1u << columns) - 1);
+      const unsigned place = static_cast<unsigned>(r * columns + __builtin_ctz(even | 1u << 31));
+      first = even != 0 ? place : first;
+    }
+    row = static_cast<int>(first / columns);
+    column = static_cast<int>(first % columns);
+    return beaten == 0 && num[row][column] == num_w && den[row][column] == den_w &&
+           num_w + den_w > T{0};
   }
 };
 

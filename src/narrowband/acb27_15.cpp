@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstddef>
+#include <vector>
 
 #include "dsp/invsqrt.h"
 #include "dsp/kernel_checks.h"
@@ -86,8 +88,7 @@ void search_pair(int tx, int ty, float* ps, float* alp, int* ix, int* iy, const 
 void cor_h_vec(const float* h, const float* y, int track, const float* sign, const float* rr_diag,
                float* out) {
   constexpr int stride = 32;
-  Scratch phases(3 * stride);
-  std::fill_n(phases.data(), 3 * stride, 0.0f);
+  float phases[3 * stride] = {};
   for (int n = 0; n < acb_len; ++n) phases[n % 3 * stride + n / 3] = y[n];
   const auto from = [&](int n) { return &phases[n % 3 * stride + n / 3]; };
   const float* y0 = from(track);
@@ -140,6 +141,8 @@ struct TrackSearch {
     cross_blocks(h, 3, 3, sign, rr.data());
   }
 
+  PulseTracks tracks() { return {dn, sel, h, sign, rr_diag.data(), rr.data()}; }
+
   void clear_y() { std::fill_n(y.data(), acb_len, 0.0f); }
   void add_to_y(int position) { add_pulse(y.data(), h, position, sign[position]); }
 
@@ -166,6 +169,68 @@ struct TrackSearch {
   }
 };
 
+// ACB_27's three rotations, a step after the other.
+void plain_six(TrackSearch& search, PlacedPulses* placed) {
+  for (int k = 0; k < 3; ++k) {
+    auto& [ps, alp, p] = placed[k];
+    ps = alp = 0.0f;
+    search.first_pair(ipos[k], ipos[k + 1], &ps, &alp, &p[0]);
+    search.clear_y();
+    search.add_to_y(p[0]);
+    search.add_to_y(p[1]);
+    search.next_pair(ipos[k + 2], ipos[k + 3], &ps, &alp, &p[2]);
+    search.add_to_y(p[2]);
+    search.add_to_y(p[3]);
+    search.next_pair(ipos[k + 4], ipos[k + 5], &ps, &alp, &p[4]);
+  }
+}
+
+// ACB_15's nine ways, three from the first pulses of each track.
+void plain_three(TrackSearch& search, const int (*first)[3], PlacedPulses* placed) {
+  for (int k = 0; k < 3; ++k) {
+    for (int i = 0; i < 3; ++i) {
+      auto& [ps, alp, p] = placed[3 * k + i];
+      const int c = p[0] = first[k][i];
+      ps = search.dn[c];
+      alp = search.rr_diag[16 * k + c / 3];
+      search.clear_y();
+      search.add_to_y(c);
+      search.next_pair(ipos[k + 1], ipos[k + 2], &ps, &alp, &p[1]);
+    }
+  }
+}
+
+// All `ways` through the tracks: by the kernel, or else by the plain search.
+template <typename Kernel, typename Plain>
+void place(int ways, int pulses, PlacedPulses* placed, Kernel kernel, Plain plain) {
+  if (!kernel(placed)) return plain(placed);
+  if constexpr (check_kernels) {
+    std::vector<PlacedPulses> wanted(placed, placed + ways);
+    plain(wanted.data());
+    for (int k = 0; k < ways; ++k) {
+      const PlacedPulses& w = wanted[static_cast<std::size_t>(k)];
+      require_same("pulses", placed[k].position, w.position, pulses);
+      require_same("pulses' correlation", &placed[k].ps, &w.ps, 1);
+      require_same("pulses' energy", &placed[k].alp, &w.alp, 1);
+    }
+  }
+}
+
+// The way of the largest ps^2 / alp, the first of equals; `best` where none is above nothing.
+PlacedPulses best_of(const PlacedPulses* placed, int ways, PlacedPulses best) {
+  float psk = -1.0f;
+  float alpk = 1.0f;
+  for (int k = 0; k < ways; ++k) {
+    const auto& [ps, alp, position] = placed[k];
+    if (alpk * (ps * ps) - psk * alp > 0.0f) {
+      psk = ps * ps;
+      alpk = alp;
+      best = placed[k];
+    }
+  }
+  return best;
+}
+
 // Marks the largest measure of a track with -1 and returns its position, the lowest of equals.
 int mark_largest(float* sel, int track) {
   int best = track;
@@ -176,23 +241,33 @@ int mark_largest(float* sel, int track) {
   return best;
 }
 
+constexpr int marked = 6;  // of each track
+
+void plain_preselect(float* sel, int (&first)[3][3]) {
+  for (int track = 0; track < 3; ++track) {
+    for (int& p : first[track]) p = mark_largest(sel, track);
+    for (int i = 3; i < marked; ++i) mark_largest(sel, track);
+  }
+}
+
 // Marks the six largest measures of each track, and gives the first three of each in falling order.
 void preselect(float* sel, int (&first)[3][3]) {
-  constexpr int marked = 6;
   int rank[acb_len];
-  if (!dsp_kernels().ranked(sel, 3, rank)) {
-    for (int track = 0; track < 3; ++track) {
-      for (int& p : first[track]) p = mark_largest(sel, track);
-      for (int i = 3; i < marked; ++i) mark_largest(sel, track);
-    }
-    return;
-  }
+  if (!dsp_kernels().ranked(sel, 3, rank)) return plain_preselect(sel, first);
+  std::array<float, acb_len> wanted;
+  if constexpr (check_kernels) std::copy_n(sel, acb_len, wanted.begin());
   int by_rank[3][16];
   for (int j = 0; j < 16; ++j) {
     for (int track = 0; track < 3; ++track) by_rank[track][rank[3 * j + track]] = 3 * j + track;
   }
   for (int track = 0; track < 3; ++track) std::copy_n(by_rank[track], 3, first[track]);
   for (int n = 0; n < acb_len; ++n) sel[n] = rank[n] < marked ? -1.0f : sel[n];
+  if constexpr (check_kernels) {
+    int wanted_first[3][3];
+    plain_preselect(wanted.data(), wanted_first);
+    require_same("preselection", sel, wanted.data(), acb_len);
+    for (int t = 0; t < 3; ++t) require_same("preselection", first[t], wanted_first[t], 3);
+  }
 }
 
 // What brings res to the level of dn; 0 where there is no such factor (silence).
@@ -238,30 +313,15 @@ void ACB_27(float* dn, float* res, const float* h, std::int32_t* index) {
   preselect(sel, first_pulses);
 
   TrackSearch search(dn, sel, h, sign.data());
-  float psk = -1.0f;
-  float alpk = 1.0f;
-  std::array<int, 6> best = {0, 1, 2, 0, 1, 2};
-  for (int k = 0; k < 3; ++k) {
-    float ps = 0.0f;
-    float alp = 0.0f;
-    std::array<int, 6> p;
-    search.first_pair(ipos[k], ipos[k + 1], &ps, &alp, &p[0]);
-    search.clear_y();
-    search.add_to_y(p[0]);
-    search.add_to_y(p[1]);
-    search.next_pair(ipos[k + 2], ipos[k + 3], &ps, &alp, &p[2]);
-    search.add_to_y(p[2]);
-    search.add_to_y(p[3]);
-    search.next_pair(ipos[k + 4], ipos[k + 5], &ps, &alp, &p[4]);
-    if (alpk * (ps * ps) - psk * alp > 0.0f) {
-      psk = ps * ps;
-      alpk = alp;
-      best = p;
-    }
-  }
+  PlacedPulses placed[3];
+  place(
+      3, 6, placed,
+      [&](PlacedPulses* out) { return narrowband_kernels().place_six(search.tracks(), out); },
+      [&](PlacedPulses* out) { plain_six(search, out); });
+  const PlacedPulses best = best_of(placed, 3, {0.0f, 0.0f, {0, 1, 2, 0, 1, 2}});
 
   std::fill_n(index, 3, -1);
-  for (const int p : best) {
+  for (const int p : best.position) {
     std::int32_t& word = index[p % 3];
     const std::int32_t pulse = pulse_word(p, sign.data());
     word = word < 0 ? pulse : pair_word(word, pulse);
@@ -280,25 +340,18 @@ void ACB_15(float* dn, float* work, const float* h, std::int32_t* index) {
   preselect(sel, first_pulses);
 
   TrackSearch search(dn, sel, h, sign.data());
-  float psk = -1.0f;
-  float alpk = 1.0f;
-  std::array<int, 3> best = {0, 1, 2};
-  for (int k = 0; k < 3; ++k) {
-    for (const int c : first_pulses[ipos[k]]) {
-      float ps = dn[c];
-      float alp = search.rr_diag[16 * ipos[k] + c / 3];
-      std::array<int, 3> p = {c};
-      search.clear_y();
-      search.add_to_y(c);
-      search.next_pair(ipos[k + 1], ipos[k + 2], &ps, &alp, &p[1]);
-      if (alpk * (ps * ps) - psk * alp > 0.0f) {
-        psk = ps * ps;
-        alpk = alp;
-        best = p;
-      }
-    }
+  PlacedPulses placed[9];
+  place(
+      9, 3, placed,
+      [&](PlacedPulses* out) {
+        return narrowband_kernels().place_three(search.tracks(), first_pulses, out);
+      },
+      [&](PlacedPulses* out) { plain_three(search, first_pulses, out); });
+  const PlacedPulses best = best_of(placed, 9, {0.0f, 0.0f, {0, 1, 2}});
+  for (int i = 0; i < 3; ++i) {
+    const int p = best.position[i];
+    index[p % 3] = pulse_word(p, sign.data());
   }
-  for (const int p : best) index[p % 3] = pulse_word(p, sign.data());
 }
 
 }  // namespace quel

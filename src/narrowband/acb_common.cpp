@@ -14,6 +14,17 @@ void add_pulse(float* y, const float* filt, int position, float sign) {
   for (int n = position; n < acb_len; ++n) y[n] += sign * filt[n - position];
 }
 
+PulseSum::PulseSum(const float* filt, float* out) : out_(out) {
+  std::fill_n(shape_, acb_len, 0.0f);
+  std::copy_n(filt, acb_len, shape_ + acb_len);
+  std::fill_n(out, acb_len, 0.0f);
+}
+
+void PulseSum::add(int position, float sign) {
+  const float* shape = shape_ + acb_len - position;
+  for (int n = 0; n < acb_len; ++n) out_[n] += sign * shape[n];
+}
+
 void half_energies(const float* h, int track, int step, float* out) {
   const int count = acb_len / step;
   float sum = 0.0f;
@@ -63,12 +74,14 @@ void fold_signs(float* rr, int tx, int ty, int step, const float* sign) {
 }
 
 void half_energies_of_all(const float* h, int apart, int step, float* out) {
+  float from[acb_len];  // half the energy of a response that starts there
   float sum = 0.0f;
-  const int count = acb_len / step;
   for (int i = 0; i < acb_len; ++i) {
     sum += h[i] * h[i];
-    const int p = acb_len - 1 - i;
-    if (p % step % apart == 0) out[p % step / apart * count + p / step] = 0.5f * sum;
+    from[acb_len - 1 - i] = 0.5f * sum;
+  }
+  for (int track = 0; track < step; track += apart) {
+    for (int p = track; p < acb_len; p += step) *out++ = from[p];
   }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "dsp/across_lanes.h"
 #include "dsp/lanes.h"
 #include "dsp/search_kernel.h"
 #include "dsp/shift_lanes.h"
@@ -10,7 +11,6 @@ namespace quel::QUEL_SET {
 namespace pulses {
 
 constexpr int length = 48;
-constexpr int width = 2 * lanes;
 
 /// A signal dealt out to its `step` phases, zeros behind, so that what the positions of a track
 /// need at one time lies in a row.
@@ -19,16 +19,14 @@ struct Phases {
   static constexpr int row = 2 * length / step;
   float value[step * row];
 
-  __attribute__((always_inline)) explicit Phases(const float* x) {
+  QUEL_MEMBER explicit Phases(const float* x) {
     for (int r = 0; r < step; ++r) {
       for (int q = 0; q < row / 2; ++q) value[r * row + q] = x[step * q + r];
-      for (int q = row / 2; q < row; q += width) store(value + r * row + q, Float{});
+      for (int q = row / 2; q < row; ++q) value[r * row + q] = 0.0f;
     }
   }
   /// Sample n, n + step, ...
-  __attribute__((always_inline)) const float* from(int n) const {
-    return value + n % step * row + n / step;
-  }
+  QUEL_MEMBER const float* from(int n) const { return value + n % step * row + n / step; }
 };
 
 }  // namespace pulses
@@ -42,6 +40,8 @@ template <int step>
 void cross_blocks(const float* h, int blocks, const float* sign, float* rr) {
   using namespace pulses;
   constexpr int count = length / step;
+  using V = Row<count>;
+  constexpr int width = width_of<V>;
   constexpr int parts = count / width;
   float backwards[length];
   for (int k = 0; k < length; ++k) backwards[k] = h[length - 1 - k];
@@ -52,25 +52,25 @@ void cross_blocks(const float* h, int blocks, const float* sign, float* rr) {
       signs[b][j] = sign == nullptr ? 1.0f : sign[b * (step / 3) + step * j];
     }
   }
-  Float rows[3][parts] = {};
+  V rows[3][parts] = {};
   for (int jx = count - 1; jx >= 0; --jx) {
     for (int b = 0; b < blocks; ++b) {
       const int tx = b * (step / 3);
       const int next = b < 2 ? b + 1 : 0;
       const int ty = next * (step / 3);
-      Float row[parts];
+      V row[parts];
       for (int p = 0; p + 1 < parts; ++p) row[p] = shifted_down(rows[b][p], rows[b][p + 1]);
-      row[parts - 1] = shifted_down(rows[b][parts - 1], Float{});
+      row[parts - 1] = shifted_down(rows[b][parts - 1], V{});
       for (int k = step - 1; k >= 0; --k) {
-        const Float x = splat<Float>(response.from(tx + k)[jx]);
+        const V x = splat<V>(response.from(tx + k)[jx]);
         const float* const y = response.from(ty + k);
-        for (int p = 0; p < parts; ++p) row[p] += x * load<Float>(y + p * width);
+        for (int p = 0; p < parts; ++p) row[p] += x * load<V>(y + p * width);
       }
       float* const out = rr + (b * count + jx) * count;
-      const Float sign_x = splat<Float>(signs[b][jx]);
+      const V sign_x = splat<V>(signs[b][jx]);
       for (int p = 0; p < parts; ++p) {
         rows[b][p] = row[p];
-        store(out + p * width, row[p] * (sign_x * load<Float>(signs[next] + p * width)));
+        store(out + p * width, row[p] * (sign_x * load<V>(signs[next] + p * width)));
       }
     }
   }
@@ -81,19 +81,21 @@ static void cor_h_vec_pair(const float* h, const float* y, const int* two, const
                            const float* rr_diag, float* out) {
   using namespace pulses;
   constexpr int count = 16;
+  using V = Row<count>;
+  constexpr int width = width_of<V>;
   constexpr int parts = count / width;
   const Phases<3> phases(y);
-  Float sum[2][parts] = {};
+  V sum[2][parts] = {};
   const float* from[2][3];
   for (int t = 0; t < 2; ++t) {
     for (int r = 0; r < 3; ++r) from[t][r] = phases.from(two[t] + r);
   }
   for (int q = 0; q < length / 3; ++q) {
     for (int r = 0; r < 3; ++r) {
-      const Float tap = splat<Float>(h[3 * q + r]);
+      const V tap = splat<V>(h[3 * q + r]);
       for (int t = 0; t < 2; ++t) {
         for (int p = 0; p < parts; ++p) {
-          sum[t][p] += tap * load<Float>(from[t][r] + q + p * width);
+          sum[t][p] += tap * load<V>(from[t][r] + q + p * width);
         }
       }
     }
@@ -114,27 +116,28 @@ bool best_pair(int tx, int ty, float* ps, float* alp, int* ix, int* iy, const fl
                const float* sel, const float* rr_x, const float* rr_y, const float* block) {
   using namespace pulses;
   constexpr int count = length / step;
-  constexpr int parts = count / width;
-  PairSearch<Float, float, count, count> search;
+  using V = Row<count>;
+  constexpr int width = width_of<V>;
+  PairSearch<V, float, count, count> search;
   int candidate[count];
   int candidates = 0;
   for (int jx = 0; jx < count; ++jx) {
     candidate[candidates] = jx;
     candidates += static_cast<int>(sel == nullptr || sel[tx + step * jx] < 0.0f);
   }
-  float dn_y[count];
+  float dn_y[count], ps1[count], alp1[count];
   for (int j = 0; j < count; ++j) dn_y[j] = dn[ty + step * j];
-  for (; search.rows < candidates; ++search.rows) {
-    const int jx = candidate[search.rows];
-    const Float ps1 = splat<Float>(*ps + dn[tx + step * jx]);
-    const Float alp1 = splat<Float>(*alp + rr_x[jx]);
-    for (int p = 0; p < parts; ++p) {
-      const Float ps2 = ps1 + load<Float>(dn_y + p * width);
-      const Float cross = load<Float>(block + jx * count + p * width);
-      search.put(p, ps2 * ps2, alp1 + load<Float>(rr_y + p * width) + cross);
-    }
+  for (int row = 0; row < candidates; ++row) {
+    ps1[row] = *ps + dn[tx + step * candidate[row]];
+    alp1[row] = *alp + rr_x[candidate[row]];
   }
-  if (!search.find()) return false;
+  const auto of_row = [&](int row, int p, V& num, V& den) __attribute__((always_inline)) {
+    const V ps2 = splat<V>(ps1[row]) + load<V>(dn_y + p * width);
+    num = ps2 * ps2;
+    den = splat<V>(alp1[row]) + load<V>(rr_y + p * width) +
+          load<V>(block + candidate[row] * count + p * width);
+  };
+  if (!search.find(candidates, search_spoiled(), of_row)) return false;
   *ix = tx + step * candidate[search.row];
   *iy = ty + step * search.column;
   *ps = *ps + dn[*ix] + dn[*iy];
@@ -149,24 +152,21 @@ static bool best_opposite_pair(const float* dn, const float* rr_diag, const floa
                                int* b) {
   using namespace pulses;
   constexpr int count = 16;
-  constexpr int parts = count / width;
-  PairSearch<Float, float, 2 * count, count> search;
-  for (int track = 0; track < 2; ++track) {
-    float dn_b[count];
-    for (int j = 0; j < count; ++j) dn_b[j] = dn[3 * j + track + 1];
-    for (int j = 0; j < count; ++j) {
-      const Float dn_a = splat<Float>(dn[3 * j + track]);
-      const Float energy_a = splat<Float>(rr_diag[count * track + j]);
-      for (int p = 0; p < parts; ++p) {
-        const Float difference = dn_a - load<Float>(dn_b + p * width);
-        const Float energy_b = load<Float>(rr_diag + count * (track + 1) + p * width);
-        const Float cross = load<Float>(rr + count * (count * track + j) + p * width);
-        search.put(p, difference * difference, energy_a + energy_b - cross);
-      }
-      ++search.rows;
-    }
+  using V = Row<count>;
+  constexpr int width = width_of<V>;
+  float dn_b[2][count];
+  for (int j = 0; j < count; ++j) {
+    for (int track = 0; track < 2; ++track) dn_b[track][j] = dn[3 * j + track + 1];
   }
-  if (!search.find()) return false;
+  PairSearch<V, float, 2 * count, count> search;
+  const auto of_row = [&](int row, int p, V& num, V& den) __attribute__((always_inline)) {
+    const int track = row / count, j = row % count;
+    const V difference = splat<V>(dn[3 * j + track]) - load<V>(dn_b[track] + p * width);
+    num = difference * difference;
+    den = splat<V>(rr_diag[row]) + load<V>(rr_diag + count * (track + 1) + p * width) -
+          load<V>(rr + count * row + p * width);
+  };
+  if (!search.find(2 * count, search_spoiled(), of_row)) return false;
   const int track = search.row / count;
   *a = 3 * (search.row % count) + track;
   *b = 3 * search.column + track + 1;

@@ -35,15 +35,21 @@ constexpr int max_subframes = max_len_frame / L;
 constexpr int window_length = static_cast<int>(window.size());
 constexpr int min_len_frame = window_length - NarrowbandEncoder::speech_past;
 
-// Working vectors of one subframe.
+// Working vectors of one subframe, carved from the scratch stack at once.
 struct Subframe {
-  Scratch<> ap1{M + 1}, ap2{M + 1};  // weighted LP filters
-  Scratch<> res{L};                  // LP residual
-  Scratch<> error{M + L};            // weighting filter's input, behind its past
-  Scratch<> xn{L}, x2{L};            // pitch target, codebook target
-  Scratch<> h{L}, h2{L}, F{L};       // weighted synthesis response, the same through F, F
-  Scratch<> y1{L}, y2{L}, code{L};   // filtered adaptive vector, filtered code vector, code vector
-  Scratch<> dn{L};                   // backward-filtered target
+  Scratch<> all{2 * (M + 1) + M + 10 * L};
+  float* ap1 = all.data();  // weighted LP filters
+  float* ap2 = ap1 + M + 1;
+  float* res = ap2 + M + 1;   // LP residual
+  float* error = res + L;     // weighting filter's input, behind its past
+  float* xn = error + M + L;  // pitch target, codebook target
+  float* x2 = xn + L;
+  float* h = x2 + L;  // weighted synthesis response, the same through F
+  float* h2 = h + L;
+  float* y1 = h2 + L;  // filtered adaptive vector, filtered code vector, code vector
+  float* y2 = y1 + L;
+  float* code = y2 + L;
+  float* dn = code + L;  // backward-filtered target
 };
 
 // Where a frame stands in its search for lags.
@@ -69,8 +75,10 @@ void analyse(const NarrowbandEncoder& st, int len_frame, float* isp) {
   a2isp(a.data(), isp, st.isp_old.data(), M);
 }
 
-// Coded-frame speech through W(z) = A(z/gamma1)/A(z/gamma2).
-void weight_speech(NarrowbandEncoder& st, const Mode& mode, const float* A, int subframes) {
+// Coded-frame speech through W(z) = A(z/gamma1)/A(z/gamma2). Beside it goes the first subframe's F
+// before it is sharpened, and the others' beside the synthesis of the subframe before each.
+void weight_speech(NarrowbandEncoder& st, const Mode& mode, const float* A, int subframes,
+                   float* F) {
   Scratch ap1(M + 1), ap2(M + 1);
   for (int k = 0; k < subframes; ++k) {
     const float* speech = st.speech.data() + NarrowbandEncoder::coded_start + k * L;
@@ -78,7 +86,7 @@ void weight_speech(NarrowbandEncoder& st, const Mode& mode, const float* A, int 
     pondai(A + k * (M + 1), ap1.data(), mode.gamma1, M);
     pondai(A + k * (M + 1), ap2.data(), mode.gamma2, M);
     residu(ap1.data(), M, speech, wsp, L);
-    syn_filt(ap2.data(), M, wsp, wsp, L, st.mem_w.data(), 1);
+    filter_with_pulses(ap2.data(), wsp, wsp, st.mem_w.data(), {F, F, k == 0 ? A : nullptr});
   }
 }
 
@@ -100,26 +108,25 @@ PitchSearch open_loop(NarrowbandEncoder& st, std::int32_t flavor, int len_frame)
 // Residual, target and impulse response of the subframe.
 void find_target(const NarrowbandEncoder& st, const Mode& mode, const float* A, const float* Aq,
                  const float* speech, Subframe& sub) {
-  pondai(A, sub.ap1.data(), mode.gamma1, M);
-  pondai(A, sub.ap2.data(), mode.gamma2, M);
-  residu(Aq, M, speech, sub.res.data(), L);
+  pondai(A, sub.ap1, mode.gamma1, M);
+  pondai(A, sub.ap2, mode.gamma2, M);
+  residu(Aq, M, speech, sub.res, L);
 
   // Trial filtering: the memories move on when the subframe's excitation is known. Target and
   // response go through the same two filters side by side.
   Scratch silence(M);
   set_zero(silence.data(), M);
-  float* h = sub.h.data();
-  std::copy_n(sub.ap1.data(), M + 1, h);
+  float* h = sub.h;
+  std::copy_n(sub.ap1, M + 1, h);
   set_zero(h + M + 1, L - M - 1);
-  float* error = sub.error.data() + M;
-  std::copy_n(st.mem_err.data(), M, sub.error.data());
-  syn_filt_both(M, {Aq, sub.res.data(), error, L, sub.error.data(), 0},
-                {Aq, h, h, L, silence.data(), 0});
-  residu(sub.ap1.data(), M, error, sub.xn.data(), L);
+  float* error = sub.error + M;
+  std::copy_n(st.mem_err.data(), M, sub.error);
+  syn_filt_both(M, {Aq, sub.res, error, L, sub.error, 0}, {Aq, h, h, L, silence.data(), 0});
+  residu(sub.ap1, M, error, sub.xn, L);
   Scratch memory(M);
   std::copy_n(st.mem_w0.data(), M, memory.data());
-  syn_filt_both(M, {sub.ap2.data(), sub.xn.data(), sub.xn.data(), L, memory.data(), 0},
-                {sub.ap2.data(), h, h, L, silence.data(), 0});
+  syn_filt_both(M, {sub.ap2, sub.xn, sub.xn, L, memory.data(), 0},
+                {sub.ap2, h, h, L, silence.data(), 0});
 }
 
 // Closed-loop lag around the range, its index, and the adaptive vector in exc. Returns T0.
@@ -128,8 +135,8 @@ int find_pitch(PitchSearch& search, std::int32_t flavor, int offset, float* exc,
   const bool absolute = offset == 0 || (flavor == 2 && offset == second_half);
   if (absolute && offset != 0) search.range = range_around_open_loop(search.second_open_loop);
   int frac = 0;
-  const int T0 = pitch_fr(exc, sub.xn.data(), sub.h.data(), search.range.t0_min,
-                          search.range.t0_max, absolute ? 0 : offset, &frac);
+  const int T0 = pitch_fr(exc, sub.xn, sub.h, search.range.t0_min, search.range.t0_max,
+                          absolute ? 0 : offset, &frac);
   if (absolute) {
     *lag_index = encode_absolute_lag(T0, &frac);
     search.range = range_around_lag(T0);
@@ -150,9 +157,10 @@ float limited_pitch_gain(double gain, bool crowded) {
 
 // Searches the flavor's codebook and rebuilds its choice: the code vector and the same filtered.
 // Returns the number of words written to prm.
-int find_code(std::int32_t flavor, bool two_pulses, Subframe& sub, std::int32_t* prm) {
-  float* dn = sub.dn.data();
-  const float* h2 = sub.h2.data();
+int find_code(std::int32_t flavor, bool two_pulses, const float* F, Subframe& sub,
+              std::int32_t* prm) {
+  float* dn = sub.dn;
+  const float* h2 = sub.h2;
   if (flavor == 2) {
     if (two_pulses) {
       acb_2p10b(dn, h2, prm);
@@ -160,23 +168,23 @@ int find_code(std::int32_t flavor, bool two_pulses, Subframe& sub, std::int32_t*
       acb_3p10b(dn, h2, prm);
     }
     const auto rebuild = two_pulses ? dec_acb_2p10b : dec_acb_3p10b;
-    rebuild(prm[0], sub.F.data(), sub.code.data());
-    rebuild(prm[0], h2, sub.y2.data());
+    rebuild(prm[0], F, sub.code);
+    rebuild(prm[0], h2, sub.y2);
     return 1;
   }
   const auto search = flavor == 1 ? ACB_27 : ACB_15;
   const auto rebuild = flavor == 1 ? dec_ACB_27 : dec_ACB_15;
-  search(dn, sub.res.data(), h2, prm);
-  rebuild(prm, sub.F.data(), sub.code.data());
-  rebuild(prm, h2, sub.y2.data());
+  search(dn, sub.res, h2, prm);
+  rebuild(prm, F, sub.code);
+  rebuild(prm, h2, sub.y2);
   return 3;
 }
 
-// Filter memories after the subframe's excitation is known.
+// Filter memories after the subframe's excitation is known, and the next subframe's F.
 void update_memories(NarrowbandEncoder& st, const float* Aq, const float* speech, const float* exc,
-                     float gain_pit, float gain_code, Subframe& sub) {
+                     float gain_pit, float gain_code, const Pulses& pulses, Subframe& sub) {
   Scratch synth(L);
-  syn_filt(Aq, M, exc, synth.data(), L, st.mem_syn.data(), 1);
+  filter_with_pulses(Aq, exc, synth.data(), st.mem_syn.data(), pulses);
   for (int j = 0; j < M; ++j) {
     const int n = L - M + j;
     const auto m = static_cast<std::size_t>(j);
@@ -186,38 +194,38 @@ void update_memories(NarrowbandEncoder& st, const float* Aq, const float* speech
   }
 }
 
-// Codes one subframe; returns the words written to prm.
+// Codes one subframe; returns the words written to prm. F comes in as weight_speech leaves it, and
+// goes out so for the next subframe, whose filter is A_next.
 int code_subframe(NarrowbandEncoder& st, const Mode& mode, std::int32_t flavor, int offset,
-                  const float* A, const float* Aq, std::int32_t crowded, PitchSearch& search,
-                  std::int32_t* prm) {
+                  const float* A, const float* A_next, const float* Aq, std::int32_t crowded,
+                  PitchSearch& search, float* F, std::int32_t* prm) {
   Subframe sub;
   const float* speech = st.speech.data() + NarrowbandEncoder::coded_start + offset;
   float* exc = st.exc.data() + NarrowbandEncoder::exc_past + offset;
 
   find_target(st, mode, A, Aq, speech, sub);
   // Lags below 48 read past the history: the residual stands in for excitation yet unknown.
-  mvr2r(sub.res.data(), exc, L);
+  mvr2r(sub.res, exc, L);
   const int T0 = find_pitch(search, flavor, offset, exc, sub, prm);
 
   float g_coeff[5];
-  convolve(exc, sub.h.data(), sub.y1.data(), L);
-  float gain_pit =
-      limited_pitch_gain(corr_xy1(sub.xn.data(), sub.y1.data(), g_coeff, L), crowded == 1);
-  updt_tar(sub.xn.data(), sub.x2.data(), sub.y1.data(), gain_pit, L);
+  convolve(exc, sub.h, sub.y1, L);
+  float gain_pit = limited_pitch_gain(corr_xy1(sub.xn, sub.y1, g_coeff, L), crowded == 1);
+  updt_tar(sub.xn, sub.x2, sub.y1, gain_pit, L);
 
-  find_F(mode, A, T0, sub.F.data());
-  convolve(sub.F.data(), sub.h.data(), sub.h2.data(), L);
-  backfil2(sub.x2.data(), sub.dn.data(), sub.h2.data(), L);
-  if (flavor == 1) updt_tar(sub.res.data(), sub.res.data(), exc, gain_pit, L);
-  const int words = find_code(flavor, st.old_gain_pit >= 0.8f, sub, prm + 1);
+  sharpen_F(mode, T0, F);
+  convolve(F, sub.h, sub.h2, L);
+  backfil2(sub.x2, sub.dn, sub.h2, L);
+  if (flavor == 1) updt_tar(sub.res, sub.res, exc, gain_pit, L);
+  const int words = find_code(flavor, st.old_gain_pit >= 0.8f, F, sub, prm + 1);
 
   float gain_code = 0.0f;
-  corr_xy2(sub.xn.data(), sub.y1.data(), sub.y2.data(), g_coeff, L);
-  prm[1 + words] = q_gain2(st.gains, sub.code.data(), L, &gain_pit, &gain_code, g_coeff, crowded);
+  corr_xy2(sub.xn, sub.y1, sub.y2, g_coeff, L);
+  prm[1 + words] = q_gain2(st.gains, sub.code, L, &gain_pit, &gain_code, g_coeff, crowded);
   if (flavor == 2) st.old_gain_pit = gain_pit;
 
-  find_exc(exc, sub.code.data(), gain_pit, gain_code, L);
-  update_memories(st, Aq, speech, exc, gain_pit, gain_code, sub);
+  find_exc(exc, sub.code, gain_pit, gain_code, L);
+  update_memories(st, Aq, speech, exc, gain_pit, gain_code, {F, F, A_next}, sub);
   return 2 + words;
 }
 
@@ -239,13 +247,13 @@ void cod_swt(NarrowbandEncoder& st, const Mode& mode, const std::int16_t* speech
   if (subframes < 1 || len_frame < min_len_frame) return;
 
   Scratch A(max_subframes * (M + 1)), Aq(max_subframes * (M + 1));
-  Scratch isp(M), isp_q(M);
+  Scratch isp(M), isp_q(M), F(L);
   std::int32_t crowded = 0;
 
   take_speech(st, speech, len_frame);
   analyse(st, len_frame, isp.data());
   interpol_lpc(isp.data(), st.isp_old.data(), A.data(), subframes);
-  weight_speech(st, mode, A.data(), subframes);
+  weight_speech(st, mode, A.data(), subframes, F.data());
   q_isf_ma(st.isf, isp.data(), isp_q.data(), prm + 1, &crowded);
   interpol_lpc(isp_q.data(), st.ispq_old.data(), Aq.data(), subframes);
   std::copy_n(isp.data(), M, st.isp_old.data());
@@ -254,8 +262,10 @@ void cod_swt(NarrowbandEncoder& st, const Mode& mode, const std::int16_t* speech
 
   std::int32_t* word = prm + 6;
   for (int k = 0; k < subframes; ++k) {
-    word += code_subframe(st, mode, flavor, k * L, A.data() + k * (M + 1), Aq.data() + k * (M + 1),
-                          crowded, search, word);
+    const float* A_now = A.data() + k * (M + 1);
+    const float* A_next = k + 1 < subframes ? A_now + M + 1 : nullptr;
+    word += code_subframe(st, mode, flavor, k * L, A_now, A_next, Aq.data() + k * (M + 1), crowded,
+                          search, F.data(), word);
   }
 
   std::copy_n(st.speech.data() + len_frame, NarrowbandEncoder::speech_past, st.speech.data());

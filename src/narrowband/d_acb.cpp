@@ -1,31 +1,28 @@
 #include "narrowband/d_acb.h"
 
-#include <algorithm>
-
 #include "narrowband/acb_common.h"
 
 namespace quel {
 
-using narrowband::acb_len;
-using narrowband::add_pulse;
+using narrowband::PulseSum;
 
 void dec_ACB_27(const std::int32_t* index, const float* filt, float* out) {
-  std::fill_n(out, acb_len, 0.0f);
+  PulseSum sum(filt, out);
   for (int track = 0; track < 3; ++track) {
     const std::int32_t word = index[track];
     const int p1 = 3 * ((word >> 4) & 15) + track;
     const int p2 = 3 * (word & 15) + track;
     const float sign = (word & 256) != 0 ? -1.0f : 1.0f;
-    add_pulse(out, filt, p1, sign);
-    add_pulse(out, filt, p2, p2 < p1 ? -sign : sign);
+    sum.add(p1, sign);
+    sum.add(p2, p2 < p1 ? -sign : sign);
   }
 }
 
 void dec_ACB_15(const std::int32_t* index, const float* filt, float* out) {
-  std::fill_n(out, acb_len, 0.0f);
+  PulseSum sum(filt, out);
   for (int track = 0; track < 3; ++track) {
     const std::int32_t word = index[track];
-    add_pulse(out, filt, 3 * (word & 15) + track, (word & 16) != 0 ? -1.0f : 1.0f);
+    sum.add(3 * (word & 15) + track, (word & 16) != 0 ? -1.0f : 1.0f);
   }
 }
 

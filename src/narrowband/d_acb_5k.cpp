@@ -1,28 +1,25 @@
 #include "narrowband/d_acb_5k.h"
 
-#include <algorithm>
-
 #include "narrowband/acb_common.h"
 
 namespace quel {
 
-using narrowband::acb_len;
-using narrowband::add_pulse;
+using narrowband::PulseSum;
 
 void dec_acb_2p10b(std::int32_t index, const float* filt, float* out) {
-  std::fill_n(out, acb_len, 0.0f);
+  PulseSum sum(filt, out);
   const int offset = (index >> 8) & 1;
   const float sign = (index & 512) != 0 ? -1.0f : 1.0f;
-  add_pulse(out, filt, 3 * ((index >> 4) & 15) + offset, sign);
-  add_pulse(out, filt, 3 * (index & 15) + offset + 1, -sign);
+  sum.add(3 * ((index >> 4) & 15) + offset, sign);
+  sum.add(3 * (index & 15) + offset + 1, -sign);
 }
 
 void dec_acb_3p10b(std::int32_t index, const float* filt, float* out) {
-  std::fill_n(out, acb_len, 0.0f);
+  PulseSum sum(filt, out);
   const int flip = 2 * ((index >> 9) & 1);
   for (int track = 4; track >= 0; track -= 2, index >>= 3) {
     const int position = 6 * (index & 7) + track;
-    add_pulse(out, filt, position, (position + flip) % 4 == 0 ? 1.0f : -1.0f);
+    sum.add(position, (position + flip) % 4 == 0 ? 1.0f : -1.0f);
   }
 }
 

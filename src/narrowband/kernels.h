@@ -12,6 +12,22 @@ struct HighPass {
   float *memx, *memy;  ///< [0..1] move on
 };
 
+/// What the searches over three tracks go by.
+struct PulseTracks {
+  const float* dn;       ///< [0..47] backward-filtered target, sign-free
+  const float* sel;      ///< [0..47] negative at the candidates
+  const float* h;        ///< [0..47]
+  const float* sign;     ///< [0..47]
+  const float* rr_diag;  ///< [0..47] half energies, track by track
+  const float* rr;       ///< [0..767] cross-correlations of each track with the next
+};
+
+/// Pulses of one way through the tracks.
+struct PlacedPulses {
+  float ps, alp;
+  int position[6];
+};
+
 /// The fast forms of this folder's routines, compiled for one instruction set; see dsp/kernels.h.
 struct NarrowbandKernels {
   void (*cross_blocks3)(const float* h, int blocks, const float* sign, float* rr);
@@ -22,6 +38,8 @@ struct NarrowbandKernels {
                      const float* sel, const float* rr_x, const float* rr_y, const float* block);
   bool (*best_pair6)(int tx, int ty, float* ps, float* alp, int* ix, int* iy, const float* dn,
                      const float* sel, const float* rr_x, const float* rr_y, const float* block);
+  bool (*place_six)(const PulseTracks& tracks, PlacedPulses* placed);
+  bool (*place_three)(const PulseTracks& tracks, const int (*first)[3], PlacedPulses* placed);
   bool (*best_opposite_pair)(const float* dn, const float* rr_diag, const float* rr, int* a,
                              int* b);
   bool (*synthesize_and_pass)(const Recursion& synthesis, const HighPass& high_pass,
@@ -37,6 +55,9 @@ extern const NarrowbandKernels narrowband_kernels;
 }
 #if defined(__x86_64__)
 namespace avx2 {
+extern const NarrowbandKernels narrowband_kernels;
+}
+namespace avx512 {
 extern const NarrowbandKernels narrowband_kernels;
 }
 #endif

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "narrowband/acb27_15_kernel.h"
 #include "narrowband/acb_kernel.h"
 #include "narrowband/decoder_kernel.h"
 #include "narrowband/kernels.h"
@@ -12,6 +13,8 @@ const NarrowbandKernels narrowband_kernels = {
     .cor_h_vec_pair = cor_h_vec_pair,
     .best_pair3 = best_pair<3>,
     .best_pair6 = best_pair<6>,
+    .place_six = place_six,
+    .place_three = place_three,
     .best_opposite_pair = best_opposite_pair,
     .synthesize_and_pass = synthesize_and_pass,
     .level_and_pass = level_and_pass,

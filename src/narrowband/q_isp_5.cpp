@@ -61,7 +61,7 @@ constexpr Codebook codebook5(dico5_isf);
 // nearest_row of a whole codebook.
 template <std::size_t rows>
 std::int32_t search(const Codebook<rows>& codebook, const float* r, float* rq) {
-  static_assert(rows % 8 == 0);
+  static_assert(rows % 16 == 0 && rows <= codebook_max);
   constexpr int size = static_cast<int>(rows);
   const int index = dsp_kernels().nearest_row(r, codebook.columns.data(), 2, size, largest);
   if constexpr (check_kernels) {

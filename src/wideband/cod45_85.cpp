@@ -22,12 +22,6 @@ constexpr int candidates = 8;  // preselected positions per track
 constexpr int ipos[25] = {0, 1, 2, 3, 4, 0, 1, 2, 3, 4, 0, 1, 2,
                           3, 4, 0, 1, 2, 3, 4, 0, 1, 2, 3, 4};
 
-double energy_plus_one(const float* x) {
-  double sum = 1.0;
-  for (int n = 0; n < length; ++n) sum += static_cast<double>(x[n]) * x[n];
-  return sum;
-}
-
 /// First sample of the track with the largest value above -1; where there is none, the track's
 /// first sample.
 int largest_of_track(const float* value, int track) {
@@ -44,15 +38,22 @@ int largest_of_track(const float* value, int track) {
 
 /// Fixes the amplitude at each sample, makes dn sign-free and measures each for the preselection.
 void choose_signs(AcelpWork& work, float* dn, const float* cn) {
-  const double k_cn = std::sqrt(energy_plus_one(dn) / energy_plus_one(cn));
+  double energy_dn = 1.0, energy_cn = 1.0;  // side by side: each sum waits for itself
+  for (int n = 0; n < length; ++n) {
+    energy_dn += static_cast<double>(dn[n]) * dn[n];
+    energy_cn += static_cast<double>(cn[n]) * cn[n];
+  }
+  const double k_cn = std::sqrt(energy_dn / energy_cn);
   constexpr double k_dn = 2.0;
-  for (std::size_t n = 0; n < length; ++n) {
-    double v = k_cn * cn[n] + k_dn * dn[n];
-    const bool negative = v < 0.0;
-    work.sign[n] = negative ? -1.0f : 1.0f;
-    dn[n] = negative ? -dn[n] : dn[n];
-    v = negative ? -v : v;
-    work.dn2[n] = static_cast<float>(v);
+  float* const signs = work.sign.data();
+  float* const dn2 = work.dn2.data();
+  for (int n = 0; n < length; ++n) {
+    // Without a branch, which would go either way at random.
+    const double v = k_cn * cn[n] + k_dn * dn[n];
+    const float sign = v < 0.0 ? -1.0f : 1.0f;
+    signs[n] = sign;
+    dn[n] *= sign;
+    dn2[n] = static_cast<float>(v * sign);
   }
 }
 
@@ -84,14 +85,16 @@ void preselect(float* measure, int* largest) {
 void build_energies(AcelpWork& work, const float* h) {
   for (std::size_t n = 0; n < length; ++n) {
     work.h_plus[length + n] = h[n];
-    work.h_minus[length + n] = -h[n];
   }
+  std::array<float, length> from;  // half the energy of a response that starts there
   double energy = 0.0;
-  for (int i = length - 1; i >= 0; --i) {
-    const double tap = h[length - 1 - i];
-    energy += tap * tap;
-    work.rrixix[static_cast<std::size_t>(positions * (i % tracks) + i / tracks)] =
-        static_cast<float>(0.5 * energy);
+  for (std::size_t n = 0; n < length; ++n) {
+    energy += static_cast<double>(h[n]) * h[n];
+    from[length - 1 - n] = static_cast<float>(0.5 * energy);
+  }
+  float* out = work.rrixix.data();
+  for (std::size_t t = 0; t < tracks; ++t) {
+    for (std::size_t i = t; i < length; i += tracks) *out++ = from[i];
   }
 }
 
@@ -124,25 +127,6 @@ void build_matrices(AcelpWork& work, const float* h) {
   }
 }
 
-/// cor_h_vec of two tracks, cor [0..31].
-void pulse_correlations(const AcelpWork& work, const float* h, const int* two, float* cor) {
-  const float* sign = work.sign.data();
-  const float* rrixix = work.rrixix.data();
-  const auto by_definition = [&](float* out) {
-    for (int t = 0; t < 2; ++t) {
-      wideband::cor_h_vec(h, work.vec.data(), two[t], sign, rrixix, out + t * positions);
-    }
-  };
-  if (!wideband_kernels().pulse_correlations(h, work.vec.data(), two, sign, rrixix, cor)) {
-    return by_definition(cor);
-  }
-  if constexpr (check_kernels) {
-    std::array<float, 2 * positions> wanted;
-    by_definition(wanted.data());
-    require_same("cor_h_vec", cor, wanted.data(), 2 * positions);
-  }
-}
-
 int best_start(const AcelpWork& work, const float* dn) {
   int best = 0;
   float max = dn[work.pos_max[0]] + dn[work.pos_max[1]];
@@ -160,42 +144,74 @@ int best_start(const AcelpWork& work, const float* dn) {
 /// y [0..79] += the filtered pulse at this sample. The zeros before the response make the shift
 /// need no bounds.
 void add_pulse(const AcelpWork& work, int sample, float* y) {
-  const bool positive = work.sign[static_cast<std::size_t>(sample)] > 0.0f;
-  const float* h = (positive ? work.h_plus : work.h_minus).data() + length - sample;
-  for (int n = 0; n < length; ++n) y[n] += h[n];
+  const float sign = work.sign[static_cast<std::size_t>(sample)];
+  const float* h = work.h_plus.data() + length - sample;
+  for (int n = 0; n < length; ++n) y[n] += sign * h[n];
 }
 
-/// Places ten pulses in one rotation of the track order.
-AcelpScore place_pulses(AcelpWork& work, const AcelpSettings& settings, const float* dn,
-                        const float* h, const int* order) {
-  auto& position = work.position;
+/// The first two pulses of a rotation, and where the search for the others starts.
+PlacedPulses16 first_pulses(const AcelpWork& work, const float* dn, const int* order) {
+  PlacedPulses16 placed;
   for (std::size_t k = 0; k < pulses; ++k) {
-    position[k] = work.pos_max[static_cast<std::size_t>(order[k])];
+    placed.position[k] = work.pos_max[static_cast<std::size_t>(order[k])];
   }
   const float* rrixix = work.rrixix.data();
-  const float* rrixiy = work.rrixiy.data();
+  const int p0 = placed.position[0] / tracks;
+  const int p1 = placed.position[1] / tracks;
+  placed.ps = dn[placed.position[0]] + dn[placed.position[1]];
+  placed.alp = static_cast<float>(
+      static_cast<double>(rrixix[order[0] * positions + p0]) + rrixix[order[1] * positions + p1] +
+      work.rrixiy[static_cast<std::size_t>((order[0] * positions + p0) * positions + p1)]);
+  return placed;
+}
+
+/// Places the others.
+void plain_place(AcelpWork& work, bool from_signs, const float* dn, const float* h,
+                 const int* order, PlacedPulses16& placed) {
   float* vec = work.vec.data();
-  const int p0 = position[0] / tracks;
-  const int p1 = position[1] / tracks;
-  AcelpScore score{dn[position[0]] + dn[position[1]], 0.0f};
-  score.alp = static_cast<float>(static_cast<double>(rrixix[order[0] * positions + p0]) +
-                                 rrixix[order[1] * positions + p1] +
-                                 rrixiy[(order[0] * positions + p0) * positions + p1]);
-  const bool from_signs = settings.running_vector_from_signs != 0;
   for (int n = 0; n < length; ++n) {
     vec[n] = from_signs ? -work.sign[static_cast<std::size_t>(n)] : 0.0f;
   }
   for (std::size_t k = 2; k < pulses; k += 2) {
-    add_pulse(work, position[k - 2], vec);
-    add_pulse(work, position[k - 1], vec);
-    const int x = order[k];
-    const int y = order[k + 1];
-    float cor[2 * positions];
-    pulse_correlations(work, h, order + k, cor);
-    wideband::search_ixiy(work, x, y, &score.ps, &score.alp, &position[k], &position[k + 1], dn,
-                          cor, cor + positions, rrixiy);
+    add_pulse(work, placed.position[k - 2], vec);
+    add_pulse(work, placed.position[k - 1], vec);
+    float cor[2][positions];
+    for (std::size_t t = 0; t < 2; ++t) {
+      wideband::cor_h_vec(h, vec, order[k + t], work.sign.data(), work.rrixix.data(), cor[t]);
+    }
+    wideband::search_ixiy(work, order[k], order[k + 1], &placed.ps, &placed.alp,
+                          &placed.position[k], &placed.position[k + 1], dn, cor[0], cor[1],
+                          work.rrixiy.data());
   }
-  return score;
+}
+
+/// All rotations from track `start` on.
+void place_pulses(AcelpWork& work, bool from_signs, const float* dn, const float* h, int start,
+                  int rotations, PlacedPulses16* placed) {
+  std::array<PlacedPulses16, tracks> begun;
+  for (int i = 0; i < rotations; ++i) {
+    placed[i] = begun[static_cast<std::size_t>(i)] = first_pulses(work, dn, ipos + start + i);
+  }
+  const auto by_definition = [&](PlacedPulses16* out) {
+    for (int i = 0; i < rotations; ++i) {
+      out[i] = begun[static_cast<std::size_t>(i)];
+      plain_place(work, from_signs, dn, h, ipos + start + i, out[i]);
+    }
+  };
+  const PulseTracks16 in = {
+      dn,         work.dn2.data(), h, work.sign.data(), work.rrixix.data(), work.rrixiy.data(),
+      from_signs, work.room.data()};
+  if (!wideband_kernels().place_ten(in, start, rotations, placed)) return by_definition(placed);
+  if constexpr (check_kernels) {
+    std::array<PlacedPulses16, tracks> wanted;
+    by_definition(wanted.data());
+    for (int i = 0; i < rotations; ++i) {
+      const PlacedPulses16& w = wanted[static_cast<std::size_t>(i)];
+      require_same("ACELP_45_85", placed[i].position, w.position, pulses);
+      require_same("ACELP_45_85's correlation", &placed[i].ps, &w.ps, 1);
+      require_same("ACELP_45_85's energy", &placed[i].alp, &w.alp, 1);
+    }
+  }
 }
 
 /// 9-bit index of a track from its two pulse words, sign * 16 + position number. The order of the
@@ -245,9 +261,9 @@ void cor_h_vec(const float* h, const float* vec, int track, const float* sign, c
   }
 }
 
-void plain::search_ixiy(const AcelpWork& work, int track_x, int track_y, float* ps, float* alp,
-                        std::int32_t* ix, std::int32_t* iy, const float* dn, const float* cor_x,
-                        const float* cor_y, const float* rrixiy) {
+void search_ixiy(const AcelpWork& work, int track_x, int track_y, float* ps, float* alp,
+                 std::int32_t* ix, std::int32_t* iy, const float* dn, const float* cor_x,
+                 const float* cor_y, const float* rrixiy) {
   double sq_best = -1.0;
   double alp_best = 1.0;
   for (int x = track_x; x < length; x += tracks) {
@@ -271,24 +287,6 @@ void plain::search_ixiy(const AcelpWork& work, int track_x, int track_y, float* 
   *alp = static_cast<float>(alp_best);
 }
 
-void search_ixiy(const AcelpWork& work, int track_x, int track_y, float* ps, float* alp,
-                 std::int32_t* ix, std::int32_t* iy, const float* dn, const float* cor_x,
-                 const float* cor_y, const float* rrixiy) {
-  float wanted[] = {*ps, *alp};
-  std::int32_t pair[] = {*ix, *iy};
-  if (!wideband_kernels().best_pair(track_x, track_y, ps, alp, ix, iy, dn, work.dn2.data(), cor_x,
-                                    cor_y, rrixiy + track_x * positions * positions)) {
-    plain::search_ixiy(work, track_x, track_y, ps, alp, ix, iy, dn, cor_x, cor_y, rrixiy);
-  } else if constexpr (check_kernels) {
-    plain::search_ixiy(work, track_x, track_y, wanted, wanted + 1, pair, pair + 1, dn, cor_x, cor_y,
-                       rrixiy);
-    const float got[] = {*ps, *alp};
-    const std::int32_t got_pair[] = {*ix, *iy};
-    require_same("search_ixiy", got, wanted, 2);
-    require_same("search_ixiy", got_pair, pair, 2);
-  }
-}
-
 }  // namespace wideband
 
 void ACELP_45_85(AcelpWork& work, const AcelpSettings& settings, float* dn, const float* cn,
@@ -304,14 +302,17 @@ void ACELP_45_85(AcelpWork& work, const AcelpSettings& settings, float* dn, cons
   work.best_score = {};
   double psk = -1.0;
   double alp_best = 1.0;
+  std::array<PlacedPulses16, tracks> placed;
+  place_pulses(work, settings.running_vector_from_signs != 0, dn, h, start, iterations,
+               placed.data());
   for (int it = 0; it < iterations; ++it) {
-    const AcelpScore score = place_pulses(work, settings, dn, h, ipos + start + it);
-    const double sq = static_cast<double>(score.ps) * score.ps;
-    if (alp_best * sq - psk * score.alp > 0.0) {
-      work.best_position = work.position;
-      work.best_score = score;
+    const auto& [ps, alp, position] = placed[static_cast<std::size_t>(it)];
+    const double sq = static_cast<double>(ps) * ps;
+    if (alp_best * sq - psk * alp > 0.0) {
+      std::copy_n(position, pulses, work.best_position.begin());
+      work.best_score = {ps, alp};
       psk = sq;
-      alp_best = score.alp;
+      alp_best = alp;
     }
   }
   build_code(work, code, y, indices);

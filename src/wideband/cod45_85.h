@@ -29,13 +29,13 @@ struct AcelpWork {
   std::array<float, 80> dn2{};            ///< preselection measure; negative marks a candidate
   std::array<std::int32_t, 5> pos_max{};  ///< per track, the sample of the largest measure
   std::array<float, 160> h_plus{};        ///< 80 zeros, then h
-  std::array<float, 160> h_minus{};       ///< 80 zeros, then -h
   std::array<float, 80> rrixix{};         ///< [16 t + p] half energy of h from sample t + 5 p on
   std::array<float, 1280> rrixiy{};  ///< [256 t + 16 p + q] sample t + 5 p with the next track's
-  std::array<std::int32_t, 10> position{};       ///< pulses of the rotation being tried
   std::array<std::int32_t, 10> best_position{};  ///< pulses of the best rotation so far
   AcelpScore best_score;                ///< theirs; zeros where no rotation was better than nothing
   std::array<std::int32_t, 20> slot{};  ///< [4 t ..] pulse words of track t; -1 is free
+  /// Signals as doubles, of the kernel: h, and by track the running vectors of two rotations.
+  std::array<double, 80 + 2 * 160> room{};
 };
 
 /// Searches the algebraic codebook of one 80-sample subframe (J.-P. Adoul et al., "Fast CELP coding
@@ -92,13 +92,6 @@ void cor_h_vec(const float* h, const float* vec, int track, const float* sign, c
 void search_ixiy(const AcelpWork& work, int track_x, int track_y, float* ps, float* alp,
                  std::int32_t* ix, std::int32_t* iy, const float* dn, const float* cor_x,
                  const float* cor_y, const float* rrixiy);
-
-namespace plain {
-/// The definition of `search_ixiy`.
-void search_ixiy(const AcelpWork& work, int track_x, int track_y, float* ps, float* alp,
-                 std::int32_t* ix, std::int32_t* iy, const float* dn, const float* cor_x,
-                 const float* cor_y, const float* rrixiy);
-}  // namespace plain
 
 }  // namespace wideband
 }  // namespace quel

@@ -111,37 +111,43 @@ void code_subframe(WidebandEncoder& state, const float* Aq, int i, LagWindow16& 
                    std::int32_t* prm) {
   const float* res = state.res.data() + i;
   float* exc = state.exc.data() + exc_past + i;
-  Scratch xn(subframe), h(subframe), xn2(subframe), y1(subframe), dn(subframe), cn(subframe);
-  Scratch code(subframe), y2(subframe);
-  set_target(state, Aq, res, xn.data(), h.data());
+  Scratch all(8 * subframe);
+  float* const xn = all.data();
+  float* const h = xn + subframe;
+  float* const xn2 = h + subframe;
+  float* const y1 = xn2 + subframe;
+  float* const dn = y1 + subframe;
+  float* const cn = dn + subframe;
+  float* const code = cn + subframe;
+  float* const y2 = code + subframe;
+  set_target(state, Aq, res, xn, h);
 
   // Lags shorter than the subframe meet a plausible signal.
   mvr2r(res, exc, subframe);
   int frac = 0;
-  const int T0 = pitchfr3(exc, xn.data(), h.data(), window.min, window.max, &frac, i, subframe);
+  const int T0 = pitchfr3(exc, xn, h, window.min, window.max, &frac, i, subframe);
   prm[0] = enc_lag3(T0, frac, &window.min, &window.max, pit_min, pit_max, i);
   pred_lt16(exc, T0, frac, subframe);
-  convolve16(exc, h.data(), y1.data(), subframe);
-  auto gain_pit = static_cast<float>(get_gain(xn.data(), y1.data(), subframe));
+  convolve16(exc, h, y1, subframe);
+  auto gain_pit = static_cast<float>(get_gain(xn, y1, subframe));
   prm[1] = q_gain_pitch(&gain_pit);
-  updt_tar(xn.data(), xn2.data(), y1.data(), gain_pit, subframe);
+  updt_tar(xn, xn2, y1, gain_pit, subframe);
 
   const float sharpening = std::min(gain_pit, 1.0f);
-  pit_shrp(h.data(), T0, sharpening, subframe);
-  corr_xh(xn2.data(), dn.data(), h.data(), subframe);
-  updt_tar(res, cn.data(), exc, gain_pit, subframe);
-  ACELP_45_85(state.acelp, state.settings, dn.data(), cn.data(), h.data(), code.data(), y2.data(),
-              prm + 2);
-  pit_shrp(code.data(), T0, sharpening, subframe);
-  auto gain_code = static_cast<float>(get_gain(xn2.data(), y2.data(), subframe));
-  prm[7] = q_gain_code(state.gains, code.data(), subframe, &gain_code);
+  pit_shrp(h, T0, sharpening, subframe);
+  corr_xh(xn2, dn, h, subframe);
+  updt_tar(res, cn, exc, gain_pit, subframe);
+  ACELP_45_85(state.acelp, state.settings, dn, cn, h, code, y2, prm + 2);
+  pit_shrp(code, T0, sharpening, subframe);
+  auto gain_code = static_cast<float>(get_gain(xn2, y2, subframe));
+  prm[7] = q_gain_code(state.gains, code, subframe, &gain_code);
 
   for (int n = 0; n < subframe; ++n) {
     exc[n] = static_cast<float>(static_cast<double>(gain_pit) * exc[n] +
                                 static_cast<double>(gain_code) * code[n]);
   }
-  updt_tar(xn2.data() + subframe - order, state.mem_target.data(), y2.data() + subframe - order,
-           gain_code, order);
+  updt_tar(xn2 + subframe - order, state.mem_target.data(), y2 + subframe - order, gain_code,
+           order);
 }
 
 void shift_histories(WidebandEncoder& state) {

@@ -8,14 +8,28 @@
 
 namespace quel {
 
+/// What the search over five tracks goes by.
+struct PulseTracks16 {
+  const float* dn;      ///< [0..79] backward-filtered target, sign-free
+  const float* dn2;     ///< [0..79] negative at the candidates
+  const float* h;       ///< [0..79]
+  const float* sign;    ///< [0..79]
+  const float* rrixix;  ///< [0..79] half energies, track by track
+  const float* rrixiy;  ///< [0..1279] cross-correlations of each track with the next
+  bool from_signs;      ///< whether running vectors start from the negated signs
+  double* room;         ///< [0..399] scribbled on
+};
+
+/// Pulses of one rotation.
+struct PlacedPulses16 {
+  float ps, alp;
+  std::int32_t position[10];
+};
+
 /// The fast forms of this folder's routines, compiled for one instruction set; see dsp/kernels.h.
 struct WidebandKernels {
   bool (*pulse_matrices)(const float* h, const float* sign, float* rrixiy);
-  bool (*pulse_correlations)(const float* h, const float* vec, const int* tracks, const float* sign,
-                             const float* rrixix, float* cor);
-  bool (*best_pair)(int track_x, int track_y, float* ps, float* alp, std::int32_t* ix,
-                    std::int32_t* iy, const float* dn, const float* dn2, const float* cor_x,
-                    const float* cor_y, const float* rrixiy);
+  bool (*place_ten)(const PulseTracks16& tracks, int start, int ways, PlacedPulses16* placed);
   void (*response_matrix)(const float* h, float* phi);
   void (*find_pulses)(const wideband::PulseQuestion& question, wideband::Pulses& pulses);
   void (*interpolated_filters16)(const float* lsp_old, const float* lsp_new, float* Az);
@@ -28,6 +42,9 @@ extern const WidebandKernels wideband_kernels;
 }
 #if defined(__x86_64__)
 namespace avx2 {
+extern const WidebandKernels wideband_kernels;
+}
+namespace avx512 {
 extern const WidebandKernels wideband_kernels;
 }
 #endif

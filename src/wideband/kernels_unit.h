@@ -10,8 +10,7 @@ namespace quel::QUEL_SET {
 
 const WidebandKernels wideband_kernels = {
     .pulse_matrices = pulse_matrices,
-    .pulse_correlations = pulse_correlations,
-    .best_pair = best_pair,
+    .place_ten = place_ten,
     .response_matrix = response_matrix,
     .find_pulses = find_pulses,
     .interpolated_filters16 = interpolated_filters16,

@@ -37,7 +37,7 @@ constexpr double no_distance = 1e30;
 // VQ of a whole codebook.
 template <std::size_t rows, std::size_t dim>
 int search(float* x, const Codebook<rows, dim>& codebook) {
-  static_assert(rows % 8 == 0);
+  static_assert(rows % 16 == 0 && rows <= codebook_max);
   constexpr int size = static_cast<int>(rows);
   constexpr int n = static_cast<int>(dim);
   const int index = dsp_kernels().nearest_row(x, codebook.columns.data(), n, size, no_distance);

@@ -17,7 +17,7 @@ using test::size;
 // Rows in small whole numbers tie often.
 TEST(NearestKernel, FindsTheFirstOfTheNearestRows) {
   for (const int dim : {2, 3, 4}) {
-    test::for_every_case({8, 32, 128, 256}, [&](int rows, Signal kind, unsigned seed) {
+    test::for_every_case({16, 32, 128, 256}, [&](int rows, Signal kind, unsigned seed) {
       auto columns = test::noise(rows * dim, seed, 3.0);
       auto x = signal(kind, dim, seed + 1);
       if (seed % 2 == 0) {

@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
+#include <utility>
 #include <vector>
 
 #include "narrowband/Acb2_10.h"
@@ -153,6 +156,125 @@ TEST(AcbKernel, SearchesFindWhatASearchInOrderFinds) {
           got, search_in_order(step, tx, ty, ps, alp, dn.data(), step == 3 ? sel.data() : nullptr,
                                rr_x.data(), rr_y.data(), rr.data()));
     }
+  });
+}
+
+// A codebook search's input: the sign-free target, candidates marked, and what h brings.
+struct TrackInput {
+  std::vector<float> h, dn, sel, sign, diagonal, rr;
+  int first[3][3];  // of each track the first three of the six largest
+
+  // As of the wideband search: responses of speech, a mere pulse, a pulse with next to nothing
+  // behind.
+  TrackInput(int sort, Signal kind, unsigned seed)
+      : h(test::noise(48, seed, 0.3)),
+        dn(signal(kind, 48, seed + 1)),
+        sign(48),
+        diagonal(48),
+        rr(768) {
+    for (int n = 0; n < 48; ++n) {
+      float& tap = h[test::size(n)];
+      if (sort == 0) tap *= std::exp(-0.05f * static_cast<float>(n));
+      if (sort == 1) tap = 0.0f;
+      if (sort == 2) tap *= 3e-4f;
+      float& target = dn[test::size(n)];
+      if (sort == 1) target = std::round(target);
+      if (sort == 2)
+        target = 1.0f + 1.2e-7f * static_cast<float>(static_cast<unsigned>(n) * seed % 5);
+      sign[test::size(n)] = target < 0.0f ? -1.0f : 1.0f;
+      target *= sign[test::size(n)];
+    }
+    h[0] = 1.0f;
+    sel = dn;
+    for (int t = 0; t < 3; ++t) {
+      for (int k = 0; k < 6; ++k) {
+        int best = t;
+        for (int p = t; p < 48; p += 3)
+          best = sel[test::size(p)] > sel[test::size(best)] ? p : best;
+        sel[test::size(best)] = -1.0f;
+        if (k < 3) first[t][k] = best;
+      }
+    }
+    narrowband::half_energies_of_all(h.data(), 1, 3, diagonal.data());
+    narrowband::cross_blocks(h.data(), 3, 3, sign.data(), rr.data());
+  }
+  PulseTracks tracks() const {
+    return {dn.data(), sel.data(), h.data(), sign.data(), diagonal.data(), rr.data()};
+  }
+  // A pair after the other from the pulses placed [0..from-1] on; none of them, and the first pair
+  // stands alone.
+  void place_in_order(int k, int from, int pulses, PlacedPulses& placed) const {
+    for (int done = from; done < pulses; done += 2) {
+      const int tx = (k + done) % 3, ty = (k + done + 1) % 3;
+      std::vector<float> y(48), rr_x(16), rr_y(16);
+      for (int i = 0; i < done; ++i) {
+        const int p = placed.position[i];
+        narrowband::add_pulse(y.data(), h.data(), p, sign[test::size(p)]);
+      }
+      narrowband::cor_h_vec(h.data(), y.data(), tx, sign.data(), diagonal.data(), rr_x.data());
+      narrowband::cor_h_vec(h.data(), y.data(), ty, sign.data(), diagonal.data(), rr_y.data());
+      const Found found = search_in_order(3, tx, ty, placed.ps, placed.alp, dn.data(), sel.data(),
+                                          rr_x.data(), rr_y.data(), &rr[test::size(256 * tx)]);
+      placed.ps = found.ps;
+      placed.alp = found.alp;
+      placed.position[done] = found.ix;
+      placed.position[done + 1] = found.iy;
+    }
+  }
+};
+
+void expect_same_pulses(const PlacedPulses& got, const PlacedPulses& wanted, int pulses) {
+  EXPECT_TRUE(test::same(got.ps, wanted.ps)) << got.ps << ", not " << wanted.ps;
+  EXPECT_TRUE(test::same(got.alp, wanted.alp)) << got.alp << ", not " << wanted.alp;
+  for (int i = 0; i < pulses; ++i) EXPECT_EQ(got.position[i], wanted.position[i]) << i;
+}
+
+TEST(AcbKernel, PlacesThePulsesOfASearchInOrder) {
+  int proved = 0, all = 0;
+  test::for_every_case({0, 1, 2, 2, 2, 2}, [&](int sort, Signal kind, unsigned seed) {
+    const TrackInput in(sort, kind, seed + 7 * static_cast<unsigned>(all));
+    PlacedPulses six[3], three[9];
+    all += 2;
+    if (narrowband_kernels().place_six(in.tracks(), six)) {
+      ++proved;
+      for (int k = 0; k < 3; ++k) {
+        PlacedPulses wanted = {};
+        in.place_in_order(k, 0, 6, wanted);
+        expect_same_pulses(six[k], wanted, 6);
+      }
+    }
+    if (narrowband_kernels().place_three(in.tracks(), in.first, three)) {
+      ++proved;
+      for (int k = 0; k < 3; ++k) {
+        for (int i = 0; i < 3; ++i) {
+          const int c = in.first[k][i];
+          PlacedPulses wanted = {
+              in.dn[test::size(c)], in.diagonal[test::size(16 * k + c / 3)], {c}};
+          in.place_in_order(k, 1, 3, wanted);
+          expect_same_pulses(three[3 * k + i], wanted, 3);
+        }
+      }
+    }
+  });
+  // Where guesses go wrong, and where there are no numbers, the plain search takes over.
+  EXPECT_GT(proved, all / 2);
+  EXPECT_LT(proved, all);
+}
+
+TEST(AcbKernel, TakesNothingThatTheRotationsDoNotExpect) {
+  test::in_every_instruction_set([] {
+    TrackInput in(0, Signal::noise, 1);
+    PlacedPulses placed[9];
+    const auto taken = [&] {
+      return narrowband_kernels().place_six(in.tracks(), placed) ||
+             narrowband_kernels().place_three(in.tracks(), in.first, placed);
+    };
+    EXPECT_TRUE(taken());
+    std::swap(in.sel[test::size(in.first[0][0])], in.dn[47]);  // a candidate too few
+    EXPECT_FALSE(taken());
+    std::swap(in.sel[test::size(in.first[0][0])], in.dn[47]);
+    in.h[47] = std::numeric_limits<float>::quiet_NaN();
+    EXPECT_FALSE(taken());
   });
 }
 

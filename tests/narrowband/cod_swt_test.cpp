@@ -353,7 +353,7 @@ TEST_P(CodSwt, SilenceCodesToSilence) {
 
 // The exact depth, so that it does not grow unnoticed; a coder has 8188 bytes.
 TEST_P(CodSwt, ScratchPeak) {
-  constexpr int peak[] = {6536, 6536, 5000};  // of 8188
+  constexpr int peak[] = {6216, 6216, 5000};  // of 8188
   test::ScratchGauge gauge;
   encode(GetParam(), speech_like_pcm(14400, 10));
   EXPECT_EQ(gauge.deepest(), peak[GetParam()]);

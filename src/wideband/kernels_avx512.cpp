@@ -1,0 +1,5 @@
+#if defined(__x86_64__)
+#define QUEL_SET avx512
+#define QUEL_LANES 8
+#include "wideband/kernels_unit.h"
+#endif
