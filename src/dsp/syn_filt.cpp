@@ -60,12 +60,16 @@ void syn_filt_both(int m, const SynFilt& one, const SynFilt& other) {
     for (const SynFilt& c : calls) syn_filt(c.a, m, c.x, c.y, c.lg, c.mem, c.update);
     return;
   }
-  std::vector<float> wanted[2];
+  // No vectors: a small library links without the C++ one.
+  std::array<float, stretch_max> wanted[2];
+  std::array<float, 16> wanted_past[2];
   if constexpr (check_kernels) {
     for (std::size_t k = 0; k < 2; ++k) {
       const SynFilt& c = calls[k];
-      wanted[k].assign(c.x, c.x + c.lg);
-      plain::syn_filt(c.a, m, wanted[k].data(), wanted[k].data(), c.lg, c.mem, 0);
+      std::copy_n(c.x, c.lg, wanted[k].data());
+      std::copy_n(c.mem, m, wanted_past[k].data());
+      plain::syn_filt(c.a, m, wanted[k].data(), wanted[k].data(), c.lg, wanted_past[k].data(),
+                      c.update);
     }
   }
   const DspKernels& kernels = dsp_kernels();
@@ -79,7 +83,10 @@ void syn_filt_both(int m, const SynFilt& one, const SynFilt& other) {
     const SynFilt& c = calls[k];
     if (!proved[k]) plain::syn_filt(c.a, m, c.x, c.y, c.lg, past[k].data(), 1);
     if (c.update != 0) std::copy_n(past[k].data(), m, c.mem);
-    if constexpr (check_kernels) require_same("syn_filt_both", c.y, wanted[k].data(), c.lg);
+    if constexpr (check_kernels) {
+      require_same("syn_filt_both", c.y, wanted[k].data(), c.lg);
+      require_same("syn_filt_both's memory", c.mem, wanted_past[k].data(), m);
+    }
   }
 }
 

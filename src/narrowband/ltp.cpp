@@ -24,7 +24,7 @@ constexpr double bias = 0.01f;
 void plain_correlate(const float* exc, const float* xn, const float* h, int t_min, int t_max,
                      float* corr) {
   Scratch excf(subframe);
-  convolve(exc - t_min, h, excf.data(), subframe);
+  plain::convolve(exc - t_min, h, excf.data(), subframe);
   for (int k = t_min; k <= t_max; ++k) {
     if (k > t_min) {
       // One sample more of delay: a new sample enters in front, the rest moves on by one.
