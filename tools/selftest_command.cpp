@@ -1,5 +1,6 @@
 #include "tools/selftest_command.h"
 
+#include <quelcodec/quelcodec.h>
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdint>
@@ -63,7 +64,18 @@ int tell_digests(const std::vector<conformance::Digest>& digests, std::ostream& 
 }
 
 int run_selftest_command(std::ostream& out) {
-  return tell_digests(conformance::conformance_digests(), out);
+  const char* const before = quel_instruction_set();
+  std::string failed;
+  for (int k = 0; const char* name = quel_instruction_set_name(k); ++k) {
+    quel_use_instruction_set(name);
+    out << "Instruction set " << name << ":\n";
+    if (tell_digests(conformance::conformance_digests(), out) == exit_done) continue;
+    failed += (failed.empty() ? "" : ", ") + std::string(name);
+  }
+  quel_use_instruction_set(before);
+  if (failed.empty()) return exit_done;
+  out << "Failed: " << failed << '\n';
+  return exit_failed;
 }
 
 }  // namespace quel::tools

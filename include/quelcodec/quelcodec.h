@@ -65,6 +65,20 @@ int quel_bitstream(void);
  *  samples included. For whoever compares digests; units of any behaviour decode. */
 int quel_behaviour(void);
 
+/* ---- Instruction sets ------------------------------------------------------------------------
+ *
+ * The library has its inner loops for several instruction sets and takes the best that the
+ * processor has, or the one that the environment variable QUELCODEC_CPU names. The bits do not
+ * depend on it, and no program has to care; these are for tests and reports. */
+
+/** The name of the set in use: "baseline", or on x86-64 "avx2" or "avx512". */
+const char* quel_instruction_set(void);
+/** The sets that this build and this processor have, by index from 0; NULL for any other index. */
+const char* quel_instruction_set_name(int index);
+/** Uses the named set from now on, in all threads. Errors, after which nothing has changed:
+ * ARGUMENT; OPTIONS where the build or the processor has no such set. */
+int quel_use_instruction_set(const char* name);
+
 /* ---- Flavors --------------------------------------------------------------------------------- */
 
 /** Operating points. */

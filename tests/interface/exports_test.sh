@@ -29,6 +29,9 @@ running_vector_from_signs
 quel_version
 quel_bitstream
 quel_behaviour
+quel_instruction_set
+quel_instruction_set_name
+quel_use_instruction_set
 quel_flavor_info
 quel_sampling_rate
 quel_samples_per_frame

@@ -31,6 +31,11 @@ TEST(Selftest, FindsTheProjectsDigests) {
     EXPECT_THAT(out.str(), HasSubstr(std::string("  ok       ") + pinned.name + "\n"));
   }
   EXPECT_THAT(out.str(), Not(HasSubstr("DIFFERS")));
+  const std::string before = quel_instruction_set();
+  for (int k = 0; const char* name = quel_instruction_set_name(k); ++k) {
+    EXPECT_THAT(out.str(), HasSubstr("Instruction set " + std::string(name) + ":\n"));
+  }
+  EXPECT_EQ(quel_instruction_set(), before);
   EXPECT_THAT(out.str(), EndsWith("All digests are the project's " + numbers()));
 }
 
