@@ -28,7 +28,8 @@ const int narrowband = correlations("lag_correlations/samples:144/lags:124", 144
 const int wideband = correlations("lag_correlations/samples:53/lags:14", 53, 93, 14);
 
 int interpolation(const char* name, int lag, int L) {
-  const auto filter = test::noise(20, /*seed=*/1, /*deviation=*/0.1);
+  const auto floats = test::noise(20, /*seed=*/1, /*deviation=*/0.1);
+  const std::vector<double> filter(floats.begin(), floats.end());
   std::array<int, 20> place{};
   for (std::size_t k = 0; k < place.size(); ++k) place[k] = static_cast<int>(k);
   auto exc = test::speech_like(lag + 9 + L, /*seed=*/2);

@@ -7,13 +7,6 @@ namespace {
 
 using detail::polynomial;
 
-constexpr double log10_2_high = 0x1.34413509f78p-2;  // 42 bits
-constexpr double log10_2_low = 0x1.fef311f12b358p-46;
-
-// (artanh s - s) / s^3 by powers of s^2.
-constexpr double artanh_series[] = {1.0 / 3,  1.0 / 5,  1.0 / 7,  1.0 / 9,  1.0 / 11,
-                                    1.0 / 13, 1.0 / 15, 1.0 / 17, 1.0 / 19, 1.0 / 21};
-
 struct ArcSineSeries {
   double c[23];
 };
@@ -59,43 +52,8 @@ double power_of_10(double x) {
   if (!(x >= -307.0)) return x < 0.0 ? 0.0 : x;
   if (x > 308.0) return detail::infinity;
   const std::int32_t k = detail::nearest(x * log2_10);
-  const double d = (x - k * log10_2_high) - k * log10_2_low;
+  const double d = (x - k * detail::log10_2_high) - k * detail::log10_2_low;
   return detail::scaled_exponential(d * ln_10, k);
-}
-
-// With x = 2^e m, m within sqrt(1/2)..sqrt(2), and s = (m - 1) / (m + 1), |s| < 0.1716, ln m is
-// 2 artanh s. m - 1 is exact, m + 1 and the quotient are rounded; so s is off by 2 u of its value.
-// What follows s is below 0.01 of it and good to 6 roundings; the sum, the constant and the product
-// bring 1 u each. The series stops before s^22 / 23, 7e-19. So log10(m), below 0.1506, is off by
-// 5.1 u of its value, which is all where e is 0. Otherwise the result is 0.1505 or more: 5.1 u of
-// 0.1506 and 0.13 u of adding the low part are 6 u of it, and the last rounding is 1 u; e times the
-// high part is exact. In all 7 u.
-//
-// At 10^k the sum before its last rounding is off by less than 0.9 u, at 10 by less than 0.5 u
-// (1.25 + 1 is exact), and the doubles next to k are farther than twice that from it.
-double log_10(double x) {
-  constexpr double two_over_ln_10 = 0x1.bcb7b1526e50ep-1;
-  constexpr double root_of_2 = 0x1.6a09e667f3bcdp+0;
-  constexpr double smallest_normal = 0x1p-1022;
-  if (!(x > 0.0)) return x == 0.0 ? -detail::infinity : detail::not_a_number;
-  if (x == detail::infinity) return x;
-  std::int32_t e = 0;
-  if (x < smallest_normal) {
-    x *= 0x1p54;
-    e = -54;
-  }
-  constexpr std::uint64_t fraction = (std::uint64_t{1} << 52) - 1;
-  const auto word = std::bit_cast<std::uint64_t>(x);
-  e += static_cast<std::int32_t>(word >> 52) - 1023;
-  double m = std::bit_cast<double>((word & fraction) | std::bit_cast<std::uint64_t>(1.0));
-  if (m > root_of_2) {
-    m *= 0.5;
-    ++e;
-  }
-  const double s = (m - 1.0) / (m + 1.0);
-  const double s2 = s * s;
-  const double log10_m = two_over_ln_10 * (s + s * s2 * polynomial(artanh_series, s2));
-  return e * log10_2_high + (e * log10_2_low + log10_m);
 }
 
 // Up to 1/2 in magnitude the complement of the arc sine: 1.7 u off where the result is below 2,

@@ -19,7 +19,7 @@ int known_before(const float* x, int n, const float* y, int L) {
 
 }  // namespace
 
-void plain::interpolate(const float* filter, const int* place, const float* x, float* y, int L) {
+void plain::interpolate(const double* filter, const int* place, const float* x, float* y, int L) {
   for (int j = 0; j < L; ++j) {
     double sum = 0.0;
     for (int k = 0; k < interpolation_taps; ++k) {
@@ -29,7 +29,7 @@ void plain::interpolate(const float* filter, const int* place, const float* x, f
   }
 }
 
-void interpolate(const float* filter, const int* place, const float* x, float* y, int L) {
+void interpolate(const double* filter, const int* place, const float* x, float* y, int L) {
   const int all = interpolation_taps - 1 + L;
   const int known = known_before(x, all, y, L);
   if (L > stretch_max || (known < all && known < interpolation_taps - 1 + interpolation_gap)) {

@@ -50,13 +50,11 @@ QUEL_INLINE int go_on(int n, int L, const double* factors, const int* place, dou
 ///                interpolation_taps - 1 + interpolation_gap or all: the rest is y, one after
 ///                the other
 /// L              at most `stretch_max`
-static void interpolated(const float* filter, const int* place, const float* x, int known, float* y,
-                         int L) {
+static void interpolated(const double* filter, const int* place, const float* x, int known,
+                         float* y, int L) {
   using namespace interpolation;
   constexpr int size = (lead + 2 * stretch_max + 2 * interpolation_gap) / lanes * lanes;
-  double factors[interpolation_taps];
   double wide[size];
-  copy(factors, filter, interpolation_taps);
   const int all = lead + L;
   const int there = known < all ? known : all;
   widen(wide, x, there, (there + lanes - 1) / lanes * lanes);
@@ -64,12 +62,12 @@ static void interpolated(const float* filter, const int* place, const float* x, 
   const int back = known < all ? known : all;
   int n = 0;
   if (known - lead >= 2 * interpolation_gap || known >= all) {
-    n = go_on<2 * interpolation_gap>(n, L, factors, place, wide, back, y);
+    n = go_on<2 * interpolation_gap>(n, L, filter, place, wide, back, y);
   }
-  n = go_on<interpolation_gap>(n, L, factors, place, wide, back, y);
+  n = go_on<interpolation_gap>(n, L, filter, place, wide, back, y);
   if (n == L) return;
   float out[interpolation_gap];
-  outputs<interpolation_gap>(factors, place, wide + n, out, wide + back + n);
+  outputs<interpolation_gap>(filter, place, wide + n, out, wide + back + n);
   copy(y + n, out, L - n);
 }
 

@@ -59,10 +59,11 @@ struct DspKernels {
   int (*nearest_row)(const float* x, const float* columns, int dim, int size, double limit);
   void (*series_values)(const float* x, int count, const float* f, int order, double* y);
   bool (*ranked)(const float* measure, int tracks, int* rank);
-  void (*interpolated)(const float* filter, const int* place, const float* x, int known, float* y,
+  void (*interpolated)(const double* filter, const int* place, const float* x, int known, float* y,
                        int L);
   void (*interpolated_filters)(const float* isp_new, const float* isp_old, const float* weight,
                                int count, float* A);
+  double (*squares_added)(double start, const float* x, int n);
   void (*to_pcm)(const float* x, std::int16_t* out, int n);
 };
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "dsp/add_squares_kernel.h"
 #include "dsp/autocorr_kernel.h"
 #include "dsp/convolve_kernel.h"
 #include "dsp/correlation_kernel.h"
@@ -35,6 +36,7 @@ const DspKernels dsp_kernels = {
     .ranked = ranked,
     .interpolated = interpolated,
     .interpolated_filters = interpolated_filters,
+    .squares_added = squares_added,
     .to_pcm = to_pcm,
 };
 

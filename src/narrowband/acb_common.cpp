@@ -14,15 +14,20 @@ void add_pulse(float* y, const float* filt, int position, float sign) {
   for (int n = position; n < acb_len; ++n) y[n] += sign * filt[n - position];
 }
 
-PulseSum::PulseSum(const float* filt, float* out) : out_(out) {
-  std::fill_n(shape_, acb_len, 0.0f);
-  std::copy_n(filt, acb_len, shape_ + acb_len);
+void plain::place_pulses(const int* position, const float* sign, int count, const float* filt,
+                         float* out) {
   std::fill_n(out, acb_len, 0.0f);
+  for (int k = 0; k < count; ++k) add_pulse(out, filt, position[k], sign[k]);
 }
 
-void PulseSum::add(int position, float sign) {
-  const float* shape = shape_ + acb_len - position;
-  for (int n = 0; n < acb_len; ++n) out_[n] += sign * shape[n];
+void place_pulses(const int* position, const float* sign, int count, const float* filt,
+                  float* out) {
+  narrowband_kernels().pulses_placed(position, sign, count, filt, out);
+  if constexpr (check_kernels) {
+    std::vector<float> wanted(acb_len);
+    plain::place_pulses(position, sign, count, filt, wanted.data());
+    require_same("place_pulses", out, wanted.data(), acb_len);
+  }
 }
 
 void half_energies(const float* h, int track, int step, float* out) {

@@ -15,19 +15,17 @@ inline constexpr int acb_len = 48;
 /// sign      +1 or -1
 void add_pulse(float* y, const float* filt, int position, float sign);
 
-/// The same for several pulses of one shape that add up from zeros: with zeros in front of the
-/// shape a pulse takes whole vectors, whatever its position. They change nothing, since a sum that
-/// starts at +0 never is -0.
-class PulseSum {
- public:
-  /// filt, out  [0..47] apart
-  PulseSum(const float* filt, float* out);
-  void add(int position, float sign);
+/// out [0..47] = the pulses one after the other: out[n] += sign[k] * filt[n - position[k]].
+///
+/// position, sign  [0..count-1] 0..47; 1 or -1
+/// count           1..6
+/// filt            [0..47]
+void place_pulses(const int* position, const float* sign, int count, const float* filt, float* out);
 
- private:
-  float shape_[2 * acb_len];
-  float* out_;
-};
+namespace plain {
+/// The definition of `place_pulses`.
+void place_pulses(const int* position, const float* sign, int count, const float* filt, float* out);
+}  // namespace plain
 
 /// out[j] = half the energy of h from a pulse at p = track + step * j to the end of the subframe,
 /// 0.5 * (h[0]^2 + ... + h[47-p]^2). Half, so that the energy of two pulses is the sum of two

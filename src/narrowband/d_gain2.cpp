@@ -1,5 +1,7 @@
 #include "narrowband/d_gain2.h"
 
+#include <array>
+#include <cstddef>
 #include <iterator>
 
 #include "narrowband/gain_tables.h"
@@ -15,6 +17,15 @@ constexpr float t_qua_gain[][2] = {
 };
 static_assert(std::size(t_qua_gain) == nb_qua_gain);
 static_assert(narrowband::rows_rise(t_qua_gain), "the search counts on rising pitch gains");
+
+// What each row's correction leaves in the memory of the energies.
+constexpr std::array<float, nb_qua_gain> row_energy = [] {
+  std::array<float, nb_qua_gain> energy{};
+  for (std::size_t i = 0; i < energy.size(); ++i) {
+    energy[i] = narrowband::correction_energy(t_qua_gain[i][1]);
+  }
+  return energy;
+}();
 
 float conceal_pitch_gain(GainDequantizer& state, float target, int bfi, int i_subfr,
                          float fac_inter_var) {
@@ -53,7 +64,8 @@ void clear_last_gains(GainDequantizer& state) {
 
 void d_gain2(GainDequantizer& state, int index, const float* code, int L, float* gain_pit,
              float* gain_code, int bfi, int i_subfr, float fac_inter_var) {
-  const float* row = t_qua_gain[index & (nb_qua_gain - 1)];
+  const auto number = static_cast<std::size_t>(index & (nb_qua_gain - 1));
+  const float* row = t_qua_gain[number];
   if (bfi != 0) {
     *gain_pit = conceal_pitch_gain(state, row[0], bfi, i_subfr, fac_inter_var);
     state.last_gain_code = 0.8f * state.last_gain_code;
@@ -64,7 +76,7 @@ void d_gain2(GainDequantizer& state, int index, const float* code, int L, float*
   const float gcode0 = narrowband::predict_code_gain(state.past_qua_en, code, L);
   *gain_pit = state.last_gain_pit = row[0];
   *gain_code = state.last_gain_code = gcode0 * row[1];
-  narrowband::push_energy(state.past_qua_en, narrowband::correction_energy(row[1]));
+  narrowband::push_energy(state.past_qua_en, row_energy[number]);
 }
 
 }  // namespace quel

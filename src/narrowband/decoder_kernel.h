@@ -108,9 +108,9 @@ static bool level_and_pass(const float* x, float fac, float step, float* gain,
   const auto prove = [&](int n) {
     different |= pass.differences(n);
     for (int p = n; p < n + group; p += lanes) {
-      const Double sum = add_exact(splat<Double>(static_cast<double>(step)),
-                                   splat<Double>(static_cast<double>(fac)),
-                                   load<Double>(gains + p));
+      const Double sum =
+          add_exact(splat<Double>(static_cast<double>(step)),
+                    splat<Double>(static_cast<double>(fac)), load<Double>(gains + p));
       different |= different_bits(sum, load<Double>(gains + 1 + p));
     }
   };

@@ -2,13 +2,13 @@
 
 #include <algorithm>
 
+#include "dsp/add_squares.h"
 #include "dsp/elementary.h"
 
 namespace quel::narrowband {
 
 float predict_code_gain(const std::array<float, 4>& past_qua_en, const float* code, int L) {
-  double energy = 0.01f;
-  for (int i = 0; i < L; ++i) energy += static_cast<double>(code[i]) * code[i];
+  const double energy = add_squares(static_cast<double>(0.01f), code, L);
   const float ener = static_cast<float>(10.0 * log_10(energy / L));
 
   double sum = 34.0;
@@ -20,10 +20,6 @@ float predict_code_gain(const std::array<float, 4>& past_qua_en, const float* co
 void push_energy(std::array<float, 4>& past_qua_en, float energy) {
   std::copy_backward(past_qua_en.begin(), past_qua_en.end() - 1, past_qua_en.end());
   past_qua_en[0] = energy;
-}
-
-float correction_energy(float gamma) {
-  return static_cast<float>(20.0 * log_10(static_cast<double>(gamma)));
 }
 
 }  // namespace quel::narrowband

@@ -3,6 +3,8 @@
 #include <array>
 #include <cstddef>
 
+#include "dsp/elementary.h"
+
 namespace quel::narrowband {
 
 /// Rows of the joint gain table t_qua_gain: pitch gain and code-gain correction.
@@ -23,7 +25,9 @@ float predict_code_gain(const std::array<float, 4>& past_qua_en, const float* co
 void push_energy(std::array<float, 4>& past_qua_en, float energy);
 
 /// 20*log10 of a code-gain correction > 0, dB.
-float correction_energy(float gamma);
+constexpr float correction_energy(float gamma) {
+  return static_cast<float>(20.0 * log_10(static_cast<double>(gamma)));
+}
 
 /// Whether the pitch gains, the rows' first column, rise strictly.
 template <std::size_t n>

@@ -42,6 +42,8 @@ struct NarrowbandKernels {
   bool (*place_three)(const PulseTracks& tracks, const int (*first)[3], PlacedPulses* placed);
   bool (*best_opposite_pair)(const float* dn, const float* rr_diag, const float* rr, int* a,
                              int* b);
+  void (*pulses_placed)(const int* position, const float* sign, int count, const float* filt,
+                        float* out);
   bool (*synthesize_and_pass)(const Recursion& synthesis, const HighPass& high_pass,
                               const Recursion* pulses);
   bool (*level_and_pass)(const float* x, float fac, float step, float* gain,

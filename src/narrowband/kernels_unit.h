@@ -4,6 +4,7 @@
 #include "narrowband/acb_kernel.h"
 #include "narrowband/decoder_kernel.h"
 #include "narrowband/kernels.h"
+#include "narrowband/pulses_kernel.h"
 
 namespace quel::QUEL_SET {
 
@@ -16,6 +17,7 @@ const NarrowbandKernels narrowband_kernels = {
     .place_six = place_six,
     .place_three = place_three,
     .best_opposite_pair = best_opposite_pair,
+    .pulses_placed = pulses_placed,
     .synthesize_and_pass = synthesize_and_pass,
     .level_and_pass = level_and_pass,
     .mix_excitation = mix_excitation,

@@ -143,19 +143,34 @@ void interpol(const float* x, float* y, const float* tab, int L_half, int frac, 
   }
 }
 
-void pred_lt(float* exc, int T0, int frac, int L) {
-  constexpr int L_half = 10;
-  constexpr int taps = 2 * L_half;
-  T0 = std::clamp(T0, 11, 144);
-  // As `interpol`, with the phase against the lag's sign.
-  const float* first = exc - T0 - (frac > 0 ? L_half : L_half - 1);
-  float filter[taps];
-  int place[taps];
-  for (int k = 0; k < taps; ++k) {
-    filter[k] = narrowband::inter3_2[frac > 0 ? 2 * taps - 1 - 2 * k : 2 * k + (frac < 0 ? 1 : 0)];
-    place[k] = k;
+namespace {
+
+constexpr int reach = 10;  // taps a side
+
+// By phase, -1 to 1 third of a sample, where the signal is read forwards. As `interpol`, with the
+// phase against the lag's sign.
+constexpr auto filters = [] {
+  std::array<std::array<double, 2 * reach>, 3> filter{};
+  for (std::size_t k = 0; k < 2 * reach; ++k) {
+    filter[0][k] = narrowband::inter3_2[2 * k + 1];
+    filter[1][k] = narrowband::inter3_2[2 * k];
+    filter[2][k] = narrowband::inter3_2[4 * reach - 1 - 2 * k];
   }
-  interpolate(filter, place, first, exc, L);
+  return filter;
+}();
+constexpr auto places = [] {
+  std::array<int, 2 * reach> place{};
+  for (std::size_t k = 0; k < place.size(); ++k) place[k] = static_cast<int>(k);
+  return place;
+}();
+
+}  // namespace
+
+void pred_lt(float* exc, int T0, int frac, int L) {
+  T0 = std::clamp(T0, 11, 144);
+  const float* first = exc - T0 - (frac > 0 ? reach : reach - 1);
+  const std::size_t phase = frac > 0 ? 2 : frac < 0 ? 0 : 1;
+  interpolate(filters[phase].data(), places.data(), first, exc, L);
 }
 
 }  // namespace quel

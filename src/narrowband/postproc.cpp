@@ -1,27 +1,9 @@
 #include "narrowband/postproc.h"
 
+#include "dsp/add_squares.h"
 #include "dsp/invsqrt.h"
 
 namespace quel {
-namespace {
-
-struct Energies {
-  double x = 0.0;
-  double ref = 0.0;
-};
-
-// Both at once: each sum waits for itself.
-Energies energies(const float* x, const float* ref, int n) {
-  Energies e;
-  for (int i = 0; i < n; ++i) {
-    e.x += static_cast<double>(x[i]) * x[i];
-    e.ref += static_cast<double>(ref[i]) * ref[i];
-  }
-  return e;
-}
-
-}  // namespace
-
 void init_preemph(Preemphasis& state) {
   state.mem_pre = 0.0f;
 }
@@ -40,10 +22,11 @@ void preemph(Preemphasis& state, float* x, float mu, int n) {
 }
 
 bool agc_step(const float* ref, const float* x, int n, float fac, float* step) {
-  const Energies e = energies(x, ref, n);
-  if (e.x == 0.0) return false;
+  const double energy = add_squares(0.0, x, n);
+  const double wanted = add_squares(0.0, ref, n);
+  if (energy == 0.0) return false;
   *step = 0.0f;
-  if (e.ref != 0.0) *step = static_cast<float>((1.0f - fac) * invsqrt(e.x / e.ref));
+  if (wanted != 0.0) *step = static_cast<float>((1.0f - fac) * invsqrt(energy / wanted));
   return true;
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 
+#include "dsp/add_squares.h"
 #include "dsp/elementary.h"
 
 namespace quel::wideband {
@@ -9,11 +10,19 @@ namespace {
 
 constexpr double mean_energy = 19.0;  // dB
 
+constexpr auto row_db = [] {
+  std::array<float, qua_gain_code.size()> db{};
+  for (std::size_t i = 0; i < db.size(); ++i) {
+    const double row = qua_gain_code[i];
+    db[i] = static_cast<float>(20.0 * log_10(row));
+  }
+  return db;
+}();
+
 }  // namespace
 
 float code_energy(const float* code, int L) {
-  double sum = 0.01;
-  for (int n = 0; n < L; ++n) sum += static_cast<double>(code[n]) * code[n];
+  const double sum = add_squares(0.01, code, L);
   return static_cast<float>(10.0 * log_10(sum / L));
 }
 
@@ -24,8 +33,7 @@ float predicted_code_gain(const std::array<float, 2>& past_qua_en, float energy)
 }
 
 float code_gain_db(int index) {
-  const double row = qua_gain_code[static_cast<std::size_t>(index)];
-  return static_cast<float>(20.0 * log_10(row));
+  return row_db[static_cast<std::size_t>(index)];
 }
 
 }  // namespace quel::wideband

@@ -10,21 +10,20 @@ static void interpolated_filters16(const float* lsp_old, const float* lsp_new, f
   using namespace line_pairs;
   constexpr int m = 16;
   constexpr int nc = m / 2;
-  Double lsp[m];
+  using V = Lanes<2>::Double;
+  V lsp[m];
   for (int i = 0; i < m; ++i) {
     const double now = lsp_new[i];
-    lsp[i] = splat<Double>(now);
-    lsp[i][0] = 0.5 * lsp_old[i] + 0.5 * now;
-    lsp[i] = rounded(lsp[i]);
+    lsp[i] = rounded(V{0.5 * lsp_old[i] + 0.5 * now, now});
   }
-  Double f1[nc + 1], f2[nc + 1], a[m + 1];
+  V f1[nc + 1], f2[nc + 1], a[m + 1];
   polynomial<nc>(lsp, f1);
   polynomial<nc>(lsp + 1, f2);
   for (int i = nc; i >= 1; --i) {  // the trivial roots at z = -1 and z = 1
     f1[i] = rounded(f1[i] + f1[i - 1]);
     f2[i] = rounded(f2[i] - f2[i - 1]);
   }
-  a[0] = splat<Double>(1.0);
+  a[0] = splat<V>(1.0);
   for (int i = 1; i <= nc; ++i) {
     a[i] = half(f1[i] + f2[i]);
     a[m + 1 - i] = half(f1[i] - f2[i]);

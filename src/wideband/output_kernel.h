@@ -38,8 +38,8 @@ QUEL_INLINE bool synthesize_and_filter(const Recursion& synthesis, const Recursi
     different |= first.differences(n - group, excitation) | second.differences(n - group, between);
   }
   if (spoiled()) second.outputs()[length - 1] *= -1.0;
-  different |= first.differences(length - group, excitation) |
-               second.differences(length - group, between);
+  different |=
+      first.differences(length - group, excitation) | second.differences(length - group, between);
   if constexpr (fades) {
     for (int n = 0; n < fading_length; n += group) different |= old.differences(n, between);
   }

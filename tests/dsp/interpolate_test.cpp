@@ -23,7 +23,8 @@ TEST(Interpolate, GivesThePlainSumsFeedingOnItselfOrNot) {
   for_every_case({1, 5, 8, 13, 48, 79, 80, 81}, [&](int L, Signal kind, unsigned seed) {
     for (const int gap : {1, 2, 7, 8, 9, 15, 16, 17, 50, 130}) {
       SCOPED_TRACE(gap);
-      const auto filter = signal(seed == 3 ? kind : Signal::noise, 20, seed + 1);
+      const auto floats = signal(seed == 3 ? kind : Signal::noise, 20, seed + 1);
+      const std::vector<double> filter(floats.begin(), floats.end());
       auto samples = signal(kind, 19 + gap + L, seed);
       for (float& v : samples) v *= 1e-3f;
       Misaligned x(samples, static_cast<int>(seed)), x2(samples, 0);
@@ -36,9 +37,9 @@ TEST(Interpolate, GivesThePlainSumsFeedingOnItselfOrNot) {
 
 TEST(Interpolate, OneTapIsADelay) {
   int place[20];
-  float filter[20] = {};
+  double filter[20] = {};
   for (int k = 0; k < 20; ++k) place[k] = 19 - k;
-  filter[3] = 1.0f;  // place 16
+  filter[3] = 1.0;  // place 16
   const auto x = signal(Signal::noise, 67, 1);
   std::vector<float> y(48);
   interpolate(filter, place, x.data(), y.data(), 48);

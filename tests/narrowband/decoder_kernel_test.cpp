@@ -60,8 +60,8 @@ TEST(DecoderKernel, SynthesisIsThePlainOne) {
         auto wanted_state = state;
         std::vector<float> y(L), wanted(L), pulses(L, 7.0f), wanted_pulses(L, 7.0f);
         const float* const A_next = last ? nullptr : next.data();
-        const bool sane = synthesize(state, A.data(), x.data(), y.data(),
-                                     {nullptr, pulses.data(), A_next});
+        const bool sane =
+            synthesize(state, A.data(), x.data(), y.data(), {nullptr, pulses.data(), A_next});
         const bool wanted_sane = plain::synthesize(wanted_state, A.data(), x.data(), wanted.data(),
                                                    {nullptr, wanted_pulses.data(), A_next});
         ASSERT_EQ(sane, wanted_sane);

@@ -55,9 +55,9 @@ TEST(SynthesizeOutput, FadesBetweenEqualFiltersWithoutATrace) {
   const std::vector<float> flat = {1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
   const auto exc = noise(L, 1);
   std::vector<float> mem_syn(order), mem_post(order), out(L);
-  ASSERT_TRUE(synthesize_output(
-      {flat.data(), flat.data(), flat.data(), mem_syn.data(), mem_post.data()}, exc.data(),
-      out.data()));
+  ASSERT_TRUE(
+      synthesize_output({flat.data(), flat.data(), flat.data(), mem_syn.data(), mem_post.data()},
+                        exc.data(), out.data()));
   for (std::size_t n = 0; n < L; ++n) ASSERT_FLOAT_EQ(out[n], exc[n]) << n;
 }
 
