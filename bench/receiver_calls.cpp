@@ -1,5 +1,5 @@
-// What a receiver makes of networks of every kind: scripts/receiver-table. Prints one line of a table
-// per network and flavor:
+// What a receiver makes of networks of every kind: scripts/receiver-table. Prints one line of a
+// table per network and flavor:
 //   quel_receiver_calls MINUTES
 // Calls are made up, on a clock of their own; the same minutes give the same figures. Exit status 1
 // where a receiver counts other losses than the network made.

@@ -55,10 +55,19 @@ Gap gap_before(const State& now, const WaitingUnit& unit) {
   return unit.sequence - now.sequence <= 1 ? Gap::not_sent : Gap::lost;
 }
 
+// Energy of a sample of the last 10 ms that were decoded.
+std::int64_t recent_level(const quel_receiver& receiver) {
+  const SoundBuffer& sound = receiver.now.sound;
+  const int n = std::min(receiver.rate / 100, sound.tail);
+  return energy_of(sound.pcm.data() + sound.tail - n, n) / n;
+}
+
 // The same where nothing waits. A sender that has just left out sound, and sent a single packet
-// since, most likely leaves out more.
-Gap guess_gap(const State& now) {
-  return now.sequence == now.after_unsent ? Gap::not_sent : Gap::lost;
+// since, most likely leaves out more; and so does one that has left out sound as quiet before.
+Gap guess_gap(const quel_receiver& receiver) {
+  const State& now = receiver.now;
+  const bool as_quiet = now.unsent_level >= 0 && recent_level(receiver) <= 4 * now.unsent_level;
+  return now.sequence == now.after_unsent || as_quiet ? Gap::not_sent : Gap::lost;
 }
 
 // Units missing before one that waits; a sender that does not keep to whole units shifts the rest.
@@ -89,32 +98,41 @@ void take_front(quel_receiver& receiver, std::int16_t* pcm) {
 }
 
 // Nothing waits. Whether that is a loss or a delay will show; the decoder of before is put aside.
-void hold(quel_receiver& receiver, std::int16_t* pcm) {
+void hold(quel_receiver& receiver) {
   State& now = receiver.now;
   if (now.held == 0) {
-    now.held_as = guess_gap(now);
+    now.held_level = recent_level(receiver);
+    now.held_as = guess_gap(receiver);
     std::memcpy(spare_of(receiver), decoder_of(receiver),
                 static_cast<std::size_t>(receiver.decoder_bytes));
   }
   ++now.held;
-  make_up(receiver, now.held_as, pcm);
+  make_up(receiver, now.held_as, append(now.sound, receiver.unit));
   count_made_up(now, now.held_as, 1);
 }
 
-// The next unit's sound, whatever it takes.
-void next_unit(quel_receiver& receiver, std::int16_t* pcm) {
+// Takes note that the sender left out sound before this unit, behind sound of this level.
+void note_unsent(State& now, const WaitingUnit& unit, std::int64_t level) {
+  if (now.after_unsent != unit.sequence) {
+    now.unsent_level = std::max(level, now.unsent_level - now.unsent_level / 16);
+  }
+  now.after_unsent = unit.sequence;
+}
+
+// Puts the next unit's sound behind what there is, whatever it takes.
+void next_unit(quel_receiver& receiver) {
   State& now = receiver.now;
   drop_passed(receiver);
   UnitQueue queue = queue_of(receiver);
-  if (queue.empty()) return hold(receiver, pcm);
+  if (queue.empty()) return hold(receiver);
   if (units_before(receiver, queue.front()) == 0) {
-    take_front(receiver, pcm);
+    take_front(receiver, append(now.sound, receiver.unit));
     ++now.decoded;
     return;
   }
   const Gap gap = gap_before(now, queue.front());
-  if (gap == Gap::not_sent) now.after_unsent = queue.front().sequence;
-  make_up(receiver, gap, pcm);
+  if (gap == Gap::not_sent) note_unsent(now, queue.front(), recent_level(receiver));
+  make_up(receiver, gap, append(now.sound, receiver.unit));
   count_made_up(now, gap, 1);
   now.next += receiver.unit;
 }
@@ -148,8 +166,8 @@ bool cut(quel_receiver& receiver) {
   queue.drop(count);
   now.dropped += static_cast<std::uint64_t>(count);
   now.next = next;
-  std::int16_t* const pcm = append(now.sound, receiver.unit);
-  next_unit(receiver, pcm);
+  next_unit(receiver);
+  std::int16_t* const pcm = now.sound.pcm.data() + now.sound.tail - receiver.unit;
   cross_fade(before.data(), pcm, pcm, overlap_of(receiver));
   return true;
 }
@@ -240,7 +258,7 @@ void settle_held(quel_receiver& receiver) {
   const Gap gap = gap_before(now, queue.front());
   const std::int64_t missing = std::min(units_before(receiver, queue.front()), now.held);
   const bool otherwise = missing > 0 && gap != now.held_as;
-  if (missing > 0 && gap == Gap::not_sent) now.after_unsent = queue.front().sequence;
+  if (missing > 0 && gap == Gap::not_sent) note_unsent(now, queue.front(), now.held_level);
   if (otherwise) {
     count_made_up(now, now.held_as, -missing);
     count_made_up(now, gap, missing);
@@ -256,7 +274,7 @@ Piece next_piece(quel_receiver& receiver, std::size_t most) {
   SoundBuffer& sound = now.sound;
   Piece piece{nullptr, most};
   if (now.playing && ahead_of(sound) == 0 && now.lead == 0) {
-    if (!cut(receiver)) next_unit(receiver, append(sound, receiver.unit));
+    if (!cut(receiver)) next_unit(receiver);
     adapt_wait(receiver);
   }
   if (ahead_of(sound) > 0) {
@@ -275,7 +293,7 @@ Piece next_piece(quel_receiver& receiver, std::size_t most) {
 bool decode_ahead(quel_receiver& receiver) {
   const UnitQueue queue = queue_of(receiver);
   if (queue.empty() || queue.front().timestamp != receiver.now.next) return false;
-  next_unit(receiver, append(receiver.now.sound, receiver.unit));
+  next_unit(receiver);
   return true;
 }
 

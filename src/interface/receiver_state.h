@@ -59,10 +59,13 @@ struct quel_receiver {
     /// Packet that followed the last sound that was not sent.
     std::int64_t after_unsent = std::numeric_limits<std::int64_t>::min();
 
+    std::int64_t unsent_level = -1;  ///< energy of a sample before such; -1: there was none
+
     /// Units made up where the queue was empty, with `next` where it was and the decoder of before
     /// put aside: whether they were lost or are only late will be known when a packet comes.
     std::int64_t held = 0;
     quel::Gap held_as = quel::Gap::lost;
+    std::int64_t held_level = 0;  ///< energy of a sample before them
 
     quel::SoundBuffer sound;
     int wish = 0;                  ///< 1: the wait is too short, -1: too long
