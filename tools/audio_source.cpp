@@ -16,6 +16,7 @@
 
 #include "tools/bare_pipe.h"
 #include "tools/file_error.h"
+#include "tools/level_meter.h"
 #include "tools/ogg_head.h"
 #include "tools/sound_length.h"
 #include "tools/sound_library.h"
@@ -55,6 +56,8 @@ struct AudioSource::Impl {
   bool cut = false;
   bool ended = false;
   std::vector<float> interleaved;
+  SoundTags tags;
+  ChannelMeter together;
 
   ~Impl() {
     file.reset();
@@ -71,7 +74,8 @@ struct AudioSource::Impl {
   void refuse_coded(int own) const;
   bool is_flac() const { return (info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_FLAC; }
   std::size_t read_frames(float* joint, std::size_t count);
-  void join_channels(const float* joint, float* mono, std::size_t count) const;
+  void join_channels(const float* joint, float* mono, std::size_t count);
+  void find_tags();
   void look_for_cut();
 };
 
@@ -103,6 +107,7 @@ void AudioSource::Impl::open() {
   if (!file) {
     throw FileError(shown(), "no readable audio file (" + without_stop(refusal) + ")");
   }
+  find_tags();
   if (info.samplerate < lowest_rate || info.samplerate > highest_rate) {
     throw FileError(shown(), "its sampling rate of " + std::to_string(info.samplerate) +
                                  " Hz is outside " + std::to_string(lowest_rate) + " to " +
@@ -111,6 +116,13 @@ void AudioSource::Impl::open() {
   if (options.channel > info.channels) {
     throw FileError(shown(), "has no channel " + std::to_string(options.channel) + ", only " +
                                  std::to_string(info.channels));
+  }
+}
+
+void AudioSource::Impl::find_tags() {
+  for (const SoundTagKind& kind : sound_tag_kinds()) {
+    const char* const text = sf_get_string(file.get(), kind.library);
+    if (text != nullptr && *text != '\0') tags.emplace_back(kind.name, unicode_text(text));
   }
 }
 
@@ -137,6 +149,7 @@ void AudioSource::Impl::open_file(int own) {
   if (options.raw_rate == 0) samples = find_samples(own);
   cut = samples && samples->cut();
   frames = static_cast<std::uint64_t>(std::max<sf_count_t>(0, info.frames));
+  if (*frames >= BarePipe::endless) frames.reset();  // FLAC out of a pipe does not tell
 }
 
 // The library would take the samples of a coded file for nothing that it knows, or for worse.
@@ -154,8 +167,9 @@ void AudioSource::Impl::open_pipe() {
   frames.reset();
   pipe.emplace(descriptor, shown());
   if (options.raw_rate > 0) {
-    open_bare({SF_FORMAT_PCM_16, options.raw_rate, options.raw_channels, {}, 2});
+    open_bare({SF_FORMAT_PCM_16, options.raw_rate, options.raw_channels, {}, {}, 2});
   } else if (const auto format = read_wav_header(*pipe)) {
+    tags = format->tags;
     info.format = SF_FORMAT_RAW | format->subtype | SF_ENDIAN_LITTLE;
     open_bare(*format);
   } else {
@@ -219,7 +233,7 @@ std::size_t AudioSource::Impl::read_frames(float* joint, std::size_t count) {
   return got;
 }
 
-void AudioSource::Impl::join_channels(const float* joint, float* mono, std::size_t count) const {
+void AudioSource::Impl::join_channels(const float* joint, float* mono, std::size_t count) {
   const auto channels = static_cast<std::size_t>(info.channels);
   for (std::size_t n = 0; n < count; ++n) {
     const float* const frame = &joint[n * channels];
@@ -227,6 +241,7 @@ void AudioSource::Impl::join_channels(const float* joint, float* mono, std::size
     for (std::size_t c = 0; c < channels; ++c) sum += frame[c];
     mono[n] =
         options.channel > 0 ? frame[options.channel - 1] : static_cast<float>(sum / info.channels);
+    if (options.channel == 0) together.add({frame, channels}, mono[n]);
   }
 }
 
@@ -255,6 +270,14 @@ int AudioSource::channels() const {
 
 std::optional<std::uint64_t> AudioSource::frames() const {
   return impl_->frames;
+}
+
+const SoundTags& AudioSource::tags() const {
+  return impl_->tags;
+}
+
+std::optional<std::string> AudioSource::channel_note() const {
+  return impl_->together.note();
 }
 
 bool AudioSource::cut_short() const {

@@ -7,6 +7,8 @@
 #include <span>
 #include <string>
 
+#include "tools/sound_tags.h"
+
 namespace quel::tools {
 
 /// How to read sound.
@@ -47,6 +49,13 @@ class AudioSource {
   /// The same for all channels, side by side: the start of `interleaved` gets whole frames, of
   /// which the number is returned.
   std::size_t read_frames(std::span<float> interleaved);
+
+  /// What the file says of itself, as far as it stands ahead of the samples in a pipe.
+  const SoundTags& tags() const;
+
+  /// What to tell of channels that cancelled each other in what read() gave; nothing where all is
+  /// well.
+  std::optional<std::string> channel_note() const;
 
   /// Once read() has come to the end: whether the header promised more. WAV, RF64, AIFF and FLAC
   /// tell.

@@ -256,7 +256,14 @@ ManifestRow Batch::make(std::size_t index, const std::string& target) {
   std::error_code error;
   fs::create_directories(folder, error);
   if (error) throw FileError(folder.string(), error.message());
-  OutputFile output(target, arguments_.force, task.input);
+  if (fs::exists(target) && !fs::is_regular_file(target)) {
+    throw FileError(target, "not a regular file, which --output-dir needs");
+  }
+  // An output that this command made of this input, and nobody touched since, is only out of date.
+  const ManifestRow* const was = still_good(task, target);
+  const bool outdated =
+      was != nullptr && was->settings == work_.settings && was->input == task.input;
+  OutputFile output(target, arguments_.force || outdated, task.input);
   output.hold_back();
   const FileDigest source = digest_file(task.input);
   const Meter meter = [&](double seconds, auto share) { progress_.update(index, seconds, share); };

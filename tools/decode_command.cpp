@@ -11,6 +11,7 @@
 #include "tools/file_arguments.h"
 #include "tools/file_error.h"
 #include "tools/loss.h"
+#include "tools/output_names.h"
 #include "tools/sha256.h"
 
 namespace quel::tools {
@@ -40,6 +41,11 @@ LossPattern parse_bursts(const std::string& text, std::uint64_t seed) {
 void check_command(DecodeCommand& command) {
   DecodeSettings& settings = command.settings;
   check_file_arguments(command.files);
+  if (command.format.empty() && command.files.output_dir.empty()) {
+    const std::string refusal = refuse_sound_name(command.files.files.at(1));
+    if (!refusal.empty()) throw CLI::ValidationError(refusal);
+  }
+  settings.tags = !command.no_tags;
   if (command.raw && !settings.flavor) throw CLI::ValidationError("--raw", "needs --flavor");
   if (!command.raw && settings.flavor) {
     throw CLI::ValidationError("--flavor", "is for --raw; a coded file tells its own");
@@ -98,6 +104,7 @@ std::string text_of(const DecodeCommand& command, const std::vector<bool>& liste
   if (s.rate > 0) text += " rate=" + std::to_string(s.rate);
   if (s.start > 0.0) text += " start=" + shortest(s.start);
   if (s.length) text += " length=" + shortest(*s.length);
+  if (!s.tags) text += " no-tags";
   if (!command.format.empty()) text += " format=" + command.format + "," + command.endianness;
   return text;
 }
@@ -169,6 +176,9 @@ CLI::App* add_decode_command(CLI::App& app, DecodeCommand& command) {
                    "byte order of bare samples, by default little")
       ->check(CLI::IsMember({"little", "big"}))
       ->option_text("little|big");
+  decode->add_flag("--no-tags", command.no_tags,
+                   "leave out what the coded file says of the recording: title, artist, date and "
+                   "the like, which WAV and FLAC get otherwise");
   decode->add_flag("--raw", command.raw, "the input is bare coded units of the flavor given");
   add_flavor_option(*decode, command.settings.flavor, "of --raw: ");
   add_loss_options(*decode, command);

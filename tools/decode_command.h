@@ -21,6 +21,7 @@ struct DecodeCommand {
   std::uint64_t seed = 1;
   std::string format;  ///< "wav", "flac", "raw"; empty: by extension
   std::string endianness = "little";
+  bool no_tags = false;
   bool raw = false;  ///< input of bare coded units
 };
 

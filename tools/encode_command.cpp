@@ -3,23 +3,16 @@
 #include <quelcodec/quelcodec.h>
 #include <CLI/CLI.hpp>
 #include <charconv>
-#include <set>
 #include <system_error>
 
 #include "tools/batch_inputs.h"
 #include "tools/comment_option.h"
 #include "tools/eval_text.h"
 #include "tools/file_arguments.h"
+#include "tools/output_names.h"
 
 namespace quel::tools {
 namespace {
-
-bool is_sound_file(const std::filesystem::path& path) {
-  static const std::set<std::string> extensions = {
-      ".wav",  ".flac", ".ogg", ".oga", ".opus", ".aif", ".aiff", ".aifc", ".au", ".snd",
-      ".rf64", ".w64",  ".caf", ".mp3", ".wve",  ".voc", ".sph",  ".nist", ".bwf"};
-  return extensions.count(lower_extension(path)) > 0;
-}
 
 bool is_bare_file(const std::filesystem::path& path) {
   const std::string extension = lower_extension(path);
@@ -40,6 +33,7 @@ std::string text_of(const EncodeCommand& command) {
   if (s.gain_db != 0.0) text += " gain=" + shortest(s.gain_db);
   text += s.raw ? " bare" : " packet=" + std::to_string(s.packet_ms);
   if (!s.raw && s.page_ms != EncodeSettings().page_ms) text += " page=" + std::to_string(s.page_ms);
+  if (!s.source_tags) text += " no-tags";
   for (const auto& [name, value] : s.tags.comments) text += " comment=" + name + "=" + value;
   return text;
 }
@@ -66,13 +60,22 @@ void check_command(EncodeCommand& command, const CLI::App& app) {
   check_file_arguments(command.files);
   command.settings.audio.raw_big_endian = command.endianness == "big";
   check_channel(command);
+  if (command.format == "quel" && command.settings.raw) {
+    throw CLI::ValidationError("--format", "quel is what --raw does without");
+  }
+  if (command.format == "units") command.settings.raw = true;
+  if (command.format.empty() && !command.settings.raw && command.files.output_dir.empty()) {
+    const std::string refusal = refuse_coded_name(command.files.files.at(1));
+    if (!refusal.empty()) throw CLI::ValidationError(refusal);
+  }
+  command.settings.source_tags = !command.no_tags;
   const bool bare_input = command.settings.audio.raw_rate > 0;
   for (const char* option : {"--raw-chan", "--raw-endianness"}) {
     if (!bare_input && app.count(option) > 0) {
       throw CLI::ValidationError(option, "needs --raw-rate");
     }
   }
-  for (const char* option : {"--comment", "--packet-ms", "--page-ms"}) {
+  for (const char* option : {"--comment", "--no-tags", "--packet-ms", "--page-ms"}) {
     if (command.settings.raw && app.count(option) > 0) {
       throw CLI::ValidationError(option, "has no place among bare coded units (--raw)");
     }
@@ -105,6 +108,8 @@ CLI::App* add_encode_command(CLI::App& app, EncodeCommand& command) {
       ->option_text("N|each");
   add_gain_option(*encode, settings.gain_db);
   add_comment_option(*encode, settings.tags);
+  encode->add_flag("--no-tags", command.no_tags,
+                   "leave out what the input says of itself: title, artist, date and the like");
   encode
       ->add_option("--packet-ms", settings.packet_ms,
                    "length of a packet aimed at, 1 to 10000 ms, by default 240")
@@ -116,6 +121,11 @@ CLI::App* add_encode_command(CLI::App& app, EncodeCommand& command) {
                    "costs, and how late a pipe gets it")
       ->check(CLI::Range(1, 60000))
       ->option_text("MS");
+  encode
+      ->add_option("--format", command.format,
+                   "of the output, whatever its name: quel, or units as with --raw")
+      ->check(CLI::IsMember({"quel", "units"}))
+      ->option_text("quel|units");
   encode->add_flag("--raw", settings.raw, "write bare coded units, without a file around them");
   encode
       ->add_option("--raw-rate", settings.audio.raw_rate,
@@ -151,7 +161,7 @@ int run_encode_command(const EncodeCommand& command, std::ostream& err) {
       return encode_channels(settings, input, open, meter);
     };
   }
-  work.takes = settings.audio.raw_rate > 0 ? is_bare_file : is_sound_file;
+  work.takes = settings.audio.raw_rate > 0 ? is_bare_file : is_sound_name;
   work.extension = settings.raw ? ".units" : ".quel";
   work.settings = text_of(command);
   return run_files(command.files, work, err);

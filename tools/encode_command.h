@@ -16,6 +16,8 @@ struct EncodeCommand {
   FileArguments files;
   EncodeSettings settings;
   std::string endianness = "little";
+  std::string format;  ///< "quel", "units"; empty: by --raw
+  bool no_tags = false;
   std::string channel;  ///< "2", "each"; empty: the mean of all
 };
 

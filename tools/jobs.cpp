@@ -54,15 +54,19 @@ std::optional<double> share_of(std::uint64_t done, std::optional<std::uint64_t> 
 /// Sound on its way out: level, sampling rate, format.
 class SoundOutput {
  public:
-  SoundOutput(const DecodeSettings& settings, int rate, OutputFile& file, SoundFormat format)
+  SoundOutput(const DecodeSettings& settings, int rate, OutputFile& file, SoundFormat format,
+              const SoundTags& tags)
       : rate_(settings.rate > 0 ? settings.rate : rate),
         gain_(static_cast<float>(std::pow(10.0, settings.gain_db / 20.0))),
         as_it_is_(rate_ == rate && settings.gain_db == 0.0),
         resampler_(rate, rate_),
-        writer_(make_sound_writer(file, rate_, format)) {}
+        writer_(make_sound_writer(file, rate_, format, tags)) {}
 
   int rate() const { return rate_; }
   std::uint64_t samples() const { return samples_; }
+
+  /// What to tell of samples that gain took beyond full scale.
+  std::optional<std::string> note(double gain_db) const { return meter_.note(gain_db); }
 
   void write(std::span<const std::int16_t> pcm) {
     if (as_it_is_) {
@@ -72,6 +76,7 @@ class SoundOutput {
     level_.resize(pcm.size());
     std::transform(pcm.begin(), pcm.end(), level_.begin(),
                    [this](std::int16_t x) { return gain_ * (static_cast<float>(x) / 32768.0f); });
+    meter_.add(level_);
     resampler_.process(level_, ready_);
     put_ready();
   }
@@ -98,6 +103,7 @@ class SoundOutput {
   int rate_;
   float gain_;
   bool as_it_is_;
+  LevelMeter meter_;
   Resampler resampler_;
   std::unique_ptr<SoundWriter> writer_;
   std::uint64_t samples_ = 0;
@@ -161,7 +167,7 @@ JobResult encode_result(const AudioSource& source, std::uint64_t read,
 JobResult encode_sound(const EncodeSettings& settings, const std::string& input, OutputFile& output,
                        const Meter& meter) {
   AudioSource source(input, settings.audio);
-  SoundEncoder encoder(settings, source.rate(), output);
+  SoundEncoder encoder(settings, source, output);
   Pace pace(meter, source.rate());
   std::vector<float> mono(block_samples);
   std::uint64_t read = 0;
@@ -171,7 +177,10 @@ JobResult encode_sound(const EncodeSettings& settings, const std::string& input,
     pace.at(read, [&] { return share_of(read, source.frames()); });
   }
   encoder.finish();
-  return encode_result(source, read, encoder);
+  JobResult result = encode_result(source, read, encoder);
+  for (const std::string& note : encoder.notes()) result.notes.push_back(note);
+  if (const auto note = source.channel_note()) result.notes.push_back(*note);
+  return result;
 }
 
 JobResult encode_channels(const EncodeSettings& settings, const std::string& input,
@@ -185,7 +194,7 @@ JobResult encode_channels(const EncodeSettings& settings, const std::string& inp
     outputs.back()->hold_back();
   }
   for (auto& output : outputs) {
-    encoders.push_back(std::make_unique<SoundEncoder>(settings, source.rate(), *output));
+    encoders.push_back(std::make_unique<SoundEncoder>(settings, source, *output));
   }
   Pace pace(meter, source.rate());
   std::vector<float> interleaved(block_samples * channels), mono;
@@ -201,7 +210,13 @@ JobResult encode_channels(const EncodeSettings& settings, const std::string& inp
   }
   for (auto& encoder : encoders) encoder->finish();
   for (auto& output : outputs) output->release();
-  return encode_result(source, read, *encoders.front());
+  JobResult result = encode_result(source, read, *encoders.front());
+  for (std::size_t c = 0; c < channels; ++c) {
+    for (const std::string& note : encoders[c]->notes()) {
+      result.notes.push_back("channel " + std::to_string(c + 1) + ": " + note);
+    }
+  }
+  return result;
 }
 
 JobResult decode_sound(const DecodeSettings& settings, const std::string& input, OutputFile& output,
@@ -223,7 +238,8 @@ JobResult decode_sound(const DecodeSettings& settings, const std::string& input,
   options.lose = [&losses] { return losses.lost(); };
   OggDecoder decoder(reader, options);
   const int rate = check(quel_sampling_rate(reader.head().flavor));
-  SoundOutput sound(settings, rate, output, settings.format.value_or(format_of(output_name)));
+  SoundOutput sound(settings, rate, output, settings.format.value_or(format_of(output_name)),
+                    settings.tags ? known_tags(reader.tags().comments) : SoundTags());
 
   std::optional<std::uint64_t> bytes;
   std::error_code unknown;
@@ -256,6 +272,7 @@ JobResult decode_sound(const DecodeSettings& settings, const std::string& input,
     result.notes.push_back(std::to_string(decoder.lost_frames()) + " of " +
                            std::to_string(decoder.frames()) + " frames lost");
   }
+  if (const auto note = sound.note(settings.gain_db)) result.notes.push_back(*note);
   // Nobody has looked at what follows.
   if (part.done() && !seeks) report.complete = true;
   result.damaged = report.damaged();

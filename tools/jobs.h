@@ -51,6 +51,7 @@ struct DecodeSettings {
   OggConcealment concealment = OggConcealment::immediate;
   bool enhance = false;  ///< postfilter voiced speech of flavors 2 and 3
   LossPattern losses;
+  bool tags = true;            ///< what the coded file says of the recording goes into WAV and FLAC
   bool report_losses = false;  ///< note how many frames were lost
   double gain_db = 0.0;
   int rate = 0;                       ///< of the output, Hz; 0 is the flavor's

@@ -85,9 +85,7 @@ OggTags make_tags_of_foreign_units() {
 }
 
 bool names_behaviour(std::string_view name) {
-  const auto upper = [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; };
-  return std::equal(name.begin(), name.end(), behaviour_comment.begin(), behaviour_comment.end(),
-                    [upper](char a, char b) { return upper(a) == b; });
+  return same_name(name, behaviour_comment);
 }
 
 std::optional<int> behaviour_of(const OggTags& tags) {

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "tools/file_error.h"
+#include "tools/part_mark.h"
 
 namespace quel::tools {
 
@@ -62,16 +63,22 @@ fs::path output_place(const std::string& name) {
 OutputFile::OutputFile(const std::string& name, bool force, const std::string& input)
     : name_(name), force_(force) {
   if (name.empty()) throw std::invalid_argument("the output has an empty name");
-  if (name == "-") {
+  if (name == "-" || name == "/dev/stdout" || name == "/dev/fd/1") {
     open_standard_output(input);
     return;
   }
   target_ = behind_links(name);
+  if (open_device()) return;
   part_ = target_;
   part_ += ".part";
   refuse_input(input);
   refuse_existing();
   lock_.emplace(part_, name_, "another run is writing it");
+  refuse_foreign_part();
+  struct stat read {};
+  const bool again = !stat_input(input, read) || S_ISREG(read.st_mode);
+  unfinished_.emplace(part_.string(), lock_->descriptor(),
+                      again ? "" : "with what came so far, since its input cannot be read again");
   // A second descriptor, since the lock must outlive the closing that precedes the naming.
   const int own = fcntl(lock_->descriptor(), F_DUPFD_CLOEXEC, 0);
   if (own < 0) fail(errno);
@@ -114,7 +121,32 @@ void OutputFile::open_standard_output(const std::string& input) {
   seekable_ = start_ >= 0;
 }
 
+// What has no end of its own to wait for gets everything as it comes.
+bool OutputFile::open_device() {
+  struct stat status {};
+  if (stat(target_.c_str(), &status) != 0) return false;
+  if (!S_ISCHR(status.st_mode) && !S_ISFIFO(status.st_mode) && !S_ISSOCK(status.st_mode)) {
+    return false;
+  }
+  const int own = open(target_.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY);
+  if (own < 0) fail(errno);
+  if (isatty(own) != 0) {
+    close(own);
+    throw FileError(name_, "is a terminal; name a file or a pipe");
+  }
+  file_ = fdopen(own, "wb");
+  if (file_ == nullptr) {
+    close(own);
+    fail(ENOMEM);
+  }
+  start_ = -1;
+  seekable_ = false;
+  live_ = true;
+  return true;
+}
+
 OutputFile::~OutputFile() {
+  unfinished_.reset();
   if (file_ == stdout) return;
   if (file_ != nullptr) std::fclose(file_);
   if (lock_ && begun_) lock_->remove();
@@ -124,9 +156,21 @@ void OutputFile::refuse_another_part() const {
   if (!lock_->in_place()) throw FileError(part_, "was taken away while it was being written");
 }
 
+// Somebody else's download, say, has such a name too.
+void OutputFile::refuse_foreign_part() const {
+  struct stat status {};
+  if (fstat(lock_->descriptor(), &status) != 0) fail(errno);
+  if (status.st_size == 0 || is_marked(lock_->descriptor())) return;
+  throw FileError(part_,
+                  "is there already, and quel did not make it; the output needs another name");
+}
+
 void OutputFile::begin() {
-  if (begun_ || file_ == stdout) return;
+  if (begun_ || !lock_) return;
   refuse_another_part();
+  refuse_foreign_part();
+  mark(lock_->descriptor());
+  unfinished_->begin();
   if (ftruncate(lock_->descriptor(), 0) != 0) fail(errno);
   begun_ = true;
 }
@@ -175,17 +219,24 @@ void OutputFile::commit() {
   begin();
   flush();
   if (file_ == stdout) return;
+  if (!lock_) {
+    if (std::fclose(std::exchange(file_, nullptr)) != 0) fail(errno);
+    return;
+  }
   // Some file systems report a failed write only here.
   if (std::fclose(std::exchange(file_, nullptr)) != 0) fail(errno);
   if (!held_back_) release();
 }
 
 void OutputFile::release() {
+  if (!lock_) return;
   refuse_existing();
   refuse_another_part();
+  unmark(lock_->descriptor());
   std::error_code error;
   fs::rename(part_, target_, error);
   if (error) throw FileError(name_, error.message());
+  unfinished_.reset();
   lock_.reset();
 }
 

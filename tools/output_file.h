@@ -8,6 +8,7 @@
 #include <span>
 #include <string>
 
+#include "tools/interrupt.h"
 #include "tools/locked_file.h"
 
 namespace quel::tools {
@@ -19,7 +20,7 @@ std::filesystem::path output_place(const std::string& name);
 /// A file that appears under its name only when it is complete: everything goes to NAME.part,
 /// which commit() renames and which the destructor removes where something was written and
 /// commit() was not reached. A program that is killed leaves NAME.part behind. "-" is standard
-/// output, which takes everything as it comes.
+/// output, which takes everything as it comes; so do pipes and devices under their names.
 class OutputFile {
  public:
   /// Opens NAME.part and keeps other runs from it. What a killed run left there stays until the
@@ -31,10 +32,10 @@ class OutputFile {
   /// input  the file that is being read meanwhile, "-" for standard input, empty for none; it must
   ///        be neither NAME nor NAME.part by any name, since a recording would be lost
   ///
-  /// Throws FileError where NAME exists and `force` is false, where it is no regular file (a
-  /// device or a folder would be replaced by the renaming), where NAME.part cannot be opened, is
-  /// being written by another run or leads to a file of another name, and where "-" is a terminal,
-  /// which nobody wants to see filled with bytes.
+  /// Throws FileError where NAME exists and `force` is false, where it is a folder or a disk, where
+  /// NAME.part cannot be opened, is being written by another run, was made by another program or
+  /// leads to a file of another name, and where the output is a terminal, which nobody wants to see
+  /// filled with bytes.
   OutputFile(const std::string& name, bool force, const std::string& input);
   ~OutputFile();
   OutputFile(const OutputFile&) = delete;
@@ -65,7 +66,7 @@ class OutputFile {
 
   /// Whether bytes can go in between written ones: not on standard output, which is not ours to
   /// read.
-  bool can_insert() const { return file_ != stdout; }
+  bool can_insert() const { return lock_.has_value(); }
 
   /// Moves everything from `offset` on to make room for these bytes; later writes append again.
   /// Reads and writes what it moves. Only where can_insert(). Throws FileError.
@@ -86,9 +87,11 @@ class OutputFile {
  private:
   [[noreturn]] void fail(int error) const;
   void open_standard_output(const std::string& input);
+  bool open_device();
   void refuse_input(const std::string& input) const;
   void refuse_existing() const;
   void refuse_another_part() const;
+  void refuse_foreign_part() const;
   void begin();
 
   std::string name_;              // as the user wrote it
@@ -99,8 +102,9 @@ class OutputFile {
   bool live_ = false;
   long start_ = 0;  // where the output begins in what the shell opened
   bool held_back_ = false;
-  bool begun_ = false;  // NAME.part is ours to fill and to remove
-  std::optional<LockedFile> lock_;
+  bool begun_ = false;              // NAME.part is ours to fill and to remove
+  std::optional<LockedFile> lock_;  // nothing where it is no file of ours
+  std::optional<Unfinished> unfinished_;
   std::unique_ptr<char[]> buffer_;  // of `file_`, which is closed before it goes
   std::FILE* file_ = nullptr;
 };

@@ -6,6 +6,7 @@
 #include <new>
 
 #include "tools/command.h"
+#include "tools/interrupt.h"
 #include "tools/quel_main.h"
 
 namespace {
@@ -26,6 +27,7 @@ void fill_closed_standard_files() {
 
 int main(int argc, char** argv) {
   fill_closed_standard_files();
+  quel::tools::clean_up_when_interrupted();
   try {
     return quel::tools::run_quel(argc, argv, std::cout, std::cerr);
   } catch (const std::bad_alloc&) {

@@ -2,16 +2,44 @@
 
 #include <algorithm>
 #include <cmath>
+#include <stdexcept>
 
 #include "tools/audio_file.h"
 #include "tools/ogg_writer.h"
+#include "tools/text.h"
 
 namespace quel::tools {
+
+namespace {
+
+/// Appends what the source says and the user did not; gives a note for each that has no room.
+std::vector<std::string> add_source_tags(OggTags& tags, const SoundTags& source) {
+  std::vector<std::string> notes;
+  const SoundTags said = tags.comments;
+  for (const auto& tag : source) {
+    if (std::any_of(said.begin(), said.end(),
+                    [&](const auto& each) { return same_name(each.first, tag.first); })) {
+      continue;
+    }
+    tags.comments.push_back(tag);
+    try {
+      pack_tags(tags);
+    } catch (const std::invalid_argument&) {
+      tags.comments.pop_back();
+      notes.push_back("its tag " + tag.first + " is left out: it has " +
+                      std::to_string(tag.second.size()) + " bytes, more than a coded file holds");
+    }
+  }
+  return notes;
+}
+
+}  // namespace
 
 /// Units to the output, as a file or bare.
 class SoundEncoder::UnitWriter {
  public:
-  UnitWriter(const EncodeSettings& settings, const OggHead& head, OutputFile& output)
+  UnitWriter(const EncodeSettings& settings, const OggHead& head, const OggTags& tags,
+             OutputFile& output)
       : output_(output) {
     if (settings.raw) return;
     OggWriterOptions options;
@@ -22,7 +50,7 @@ class SoundEncoder::UnitWriter {
       output_.write(page);
       output_.flush();
     };
-    ogg_ = std::make_unique<OggWriter>(sink, head, settings.tags, options);
+    ogg_ = std::make_unique<OggWriter>(sink, head, tags, options);
   }
 
   void write(std::span<const std::uint8_t> unit) {
@@ -53,23 +81,29 @@ int default_effort(int flavor) {
   return of_flavor[flavor];
 }
 
-SoundEncoder::SoundEncoder(const EncodeSettings& settings, int source_rate, OutputFile& output)
-    : head_(make_head(settings.flavor.value_or(default_flavor(source_rate)),
-                      static_cast<std::uint32_t>(source_rate))),
+SoundEncoder::SoundEncoder(const EncodeSettings& settings, const AudioSource& source,
+                           OutputFile& output)
+    : head_(make_head(settings.flavor.value_or(default_flavor(source.rate())),
+                      static_cast<std::uint32_t>(source.rate()))),
       rate_(check(quel_sampling_rate(head_.flavor))),
+      gain_db_(settings.gain_db),
       gain_(static_cast<float>(std::pow(10.0, settings.gain_db / 20.0))),
-      resampler_(source_rate, rate_),
+      resampler_(source.rate(), rate_),
       encoder_(encoder_options(head_.flavor,
                                settings.effort.value_or(default_effort(head_.flavor)))),
-      writer_(std::make_unique<UnitWriter>(settings, head_, output)),
       pcm_(encoder_.samples_per_unit()),
-      unit_(encoder_.bytes_per_unit()) {}
+      unit_(encoder_.bytes_per_unit()) {
+  OggTags tags = settings.tags;
+  if (settings.source_tags && !settings.raw) tag_notes_ = add_source_tags(tags, source.tags());
+  writer_ = std::make_unique<UnitWriter>(settings, head_, tags, output);
+}
 
 SoundEncoder::~SoundEncoder() = default;
 
 void SoundEncoder::write(std::span<const float> mono) {
   level_.assign(mono.begin(), mono.end());
   for (float& x : level_) x *= gain_;
+  meter_.add(level_);
   resampler_.process(level_, ready_);
   code_ready();
 }
@@ -83,6 +117,12 @@ void SoundEncoder::finish() {
     code_unit();
   }
   writer_->finish(samples_);
+}
+
+std::vector<std::string> SoundEncoder::notes() const {
+  std::vector<std::string> notes = tag_notes_;
+  if (const auto clipped = meter_.note(gain_db_)) notes.push_back(*clipped);
+  return notes;
 }
 
 void SoundEncoder::code_ready() {

@@ -6,9 +6,11 @@
 #include <optional>
 #include <quelcodec/quelcodec.hpp>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "tools/audio_source.h"
+#include "tools/level_meter.h"
 #include "tools/ogg_head.h"
 #include "tools/ogg_tags.h"
 #include "tools/output_file.h"
@@ -22,9 +24,10 @@ struct EncodeSettings {
   AudioOptions audio;
   double gain_db = 0.0;
   OggTags tags = make_tags();
-  int packet_ms = 240;  ///< 1..10000
-  int page_ms = 2000;   ///< 1..60000
-  bool raw = false;     ///< bare coded units
+  int packet_ms = 240;      ///< 1..10000
+  int page_ms = 2000;       ///< 1..60000
+  bool raw = false;         ///< bare coded units
+  bool source_tags = true;  ///< what the source says of itself goes into the file
 };
 
 /// 3 for inputs of 16 kHz and above, else 1.
@@ -36,12 +39,13 @@ int default_effort(int flavor);
 /// Codes mono sound as it comes: level, sampling rate, units, file.
 class SoundEncoder {
  public:
-  /// source_rate  of what comes, Hz
-  /// output       outlives it; nobody else writes to it. What a pipe gets leaves at once, unit by
-  ///              unit or page by page
+  /// source  of what comes; only its rate and its tags count
+  /// output  outlives it; nobody else writes to it. What a pipe gets leaves at once, unit by unit
+  /// or
+  ///         page by page
   ///
   /// Throws FileError, as every call does.
-  SoundEncoder(const EncodeSettings& settings, int source_rate, OutputFile& output);
+  SoundEncoder(const EncodeSettings& settings, const AudioSource& source, OutputFile& output);
   ~SoundEncoder();
   SoundEncoder(const SoundEncoder&) = delete;
   SoundEncoder& operator=(const SoundEncoder&) = delete;
@@ -54,6 +58,8 @@ class SoundEncoder {
 
   int rate() const { return rate_; }                  ///< the flavor's, Hz
   std::uint64_t samples() const { return samples_; }  ///< so far, at that rate
+  /// What the user should know of level and tags.
+  std::vector<std::string> notes() const;
 
  private:
   class UnitWriter;
@@ -62,7 +68,10 @@ class SoundEncoder {
 
   OggHead head_;
   int rate_;
+  double gain_db_;
   float gain_;
+  LevelMeter meter_;
+  std::vector<std::string> tag_notes_;
   Resampler resampler_;
   Encoder encoder_;
   std::unique_ptr<UnitWriter> writer_;

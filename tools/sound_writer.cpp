@@ -44,11 +44,11 @@ class RawWriter : public SoundWriter {
   std::endian order_;
 };
 
-/// FLAC through libsndfile, which goes back to the start at the end.
+/// FLAC through libsndfile, which goes back to the start at the end. What a pipe has got stays as
+/// it is: its header leaves length and digest of the sound open, as the format allows.
 class FlacWriter : public SoundWriter {
  public:
-  FlacWriter(OutputFile& file, int rate) : file_(file) {
-    if (!file.seekable()) throw FileError(file.name(), "FLAC cannot be written to a pipe");
+  FlacWriter(OutputFile& file, int rate, const SoundTags& tags) : file_(file) {
     SF_INFO info{};
     info.samplerate = rate;
     info.channels = 1;
@@ -58,6 +58,11 @@ class FlacWriter : public SoundWriter {
     sound_ = open_sound([&] { return sf_open_virtual(&io, SFM_WRITE, &info, this); }, refusal);
     fail_if_broken();
     if (sound_ == nullptr) throw FileError(file_.name(), refusal);
+    for (const SoundTagKind& kind : sound_tag_kinds()) {
+      for (const auto& [name, value] : tags) {
+        if (name == kind.name) sf_set_string(sound_, kind.library, value.c_str());
+      }
+    }
   }
   ~FlacWriter() override {
     if (sound_ != nullptr) sf_close(sound_);
@@ -107,7 +112,7 @@ class FlacWriter : public SoundWriter {
                         : whence == SEEK_CUR ? writer.position_
                                              : writer.length_;
       writer.position_ = from + static_cast<std::uint64_t>(offset);
-      writer.file_.seek(writer.position_);
+      if (writer.file_.seekable()) writer.file_.seek(writer.position_);
       return static_cast<sf_count_t>(writer.position_);
     });
   }
@@ -115,7 +120,9 @@ class FlacWriter : public SoundWriter {
     FlacWriter& writer = self(user);
     return writer.guarded([&] {
       const auto size = static_cast<std::size_t>(count);
-      writer.file_.write({static_cast<const std::uint8_t*>(bytes), size});
+      if (writer.file_.seekable() || writer.position_ == writer.length_) {
+        writer.file_.write({static_cast<const std::uint8_t*>(bytes), size});
+      }
       writer.position_ += size;
       writer.length_ = std::max(writer.length_, writer.position_);
       return count;
@@ -138,15 +145,21 @@ SoundFormat format_of(const std::string& path) {
   return SoundFormat::wav;
 }
 
-std::unique_ptr<SoundWriter> make_sound_writer(OutputFile& file, int rate, SoundFormat format) {
-  if (format == SoundFormat::flac) return std::make_unique<FlacWriter>(file, rate);
-  if (format == SoundFormat::wav) return std::make_unique<WavWriter>(file, rate);
+std::unique_ptr<SoundWriter> make_sound_writer(OutputFile& file, int rate, SoundFormat format,
+                                               const SoundTags& tags) {
+  if (format == SoundFormat::flac) return std::make_unique<FlacWriter>(file, rate, tags);
+  if (format == SoundFormat::wav) {
+    return std::make_unique<WavWriter>(file, rate, wav_max_samples, tags);
+  }
   return std::make_unique<RawWriter>(
       file, format == SoundFormat::raw_big_endian ? std::endian::big : std::endian::little);
 }
 
-WavWriter::WavWriter(OutputFile& file, int rate, std::uint64_t most)
-    : file_(file), rate_(rate), most_(most) {
+WavWriter::WavWriter(OutputFile& file, int rate, std::uint64_t most, const SoundTags& tags)
+    : file_(file), rate_(rate), most_(most), info_(info_chunk(tags)) {
+  // Where nobody goes back to tell where the samples end, what follows them would be heard.
+  if (!file_.seekable()) info_.clear();
+  most_ = std::min(most_, wav_max_samples - info_.size() / 2);
   file_.write(header(0xffffffffu));
 }
 
@@ -156,8 +169,9 @@ void WavWriter::write(std::span<const std::int16_t> pcm) {
 }
 
 void WavWriter::finish() {
+  if (!info_.empty() && (samples_ <= most_ || file_.can_insert())) file_.write(info_);
   if (file_.seekable() && samples_ <= most_) {
-    file_.rewrite_start(header(static_cast<std::uint32_t>(2 * samples_)));
+    file_.rewrite_start(header(static_cast<std::uint32_t>(2 * samples_), info_.size()));
   } else if (file_.seekable() && file_.can_insert()) {
     turn_into_rf64();
   }
@@ -172,7 +186,7 @@ void WavWriter::turn_into_rf64() {
   std::vector<std::uint8_t> chunk;
   put_text(chunk, "ds64");
   append_little_endian(chunk, chunk_bytes, 4);
-  append_little_endian(chunk, 36 + 8 + chunk_bytes + data_bytes,
+  append_little_endian(chunk, 36 + 8 + chunk_bytes + data_bytes + info_.size(),
                        8);  // all that follows the first eight bytes
   append_little_endian(chunk, data_bytes, 8);
   append_little_endian(chunk, samples_, 8);
@@ -183,11 +197,11 @@ void WavWriter::turn_into_rf64() {
   file_.rewrite_start({reinterpret_cast<const std::uint8_t*>(form.data()), form.size()});
 }
 
-std::vector<std::uint8_t> WavWriter::header(std::uint32_t data_bytes) const {
+std::vector<std::uint8_t> WavWriter::header(std::uint32_t data_bytes, std::size_t more) const {
   const auto rate = static_cast<std::uint64_t>(rate_);
   std::vector<std::uint8_t> out;
   put_text(out, "RIFF");
-  append_little_endian(out, data_bytes < 0xffffffffu ? 36 + data_bytes : data_bytes, 4);
+  append_little_endian(out, data_bytes < 0xffffffffu ? 36 + data_bytes + more : data_bytes, 4);
   put_text(out, "WAVEfmt ");
   append_little_endian(out, 16, 4);        // bytes of this chunk
   append_little_endian(out, 1, 2);         // PCM

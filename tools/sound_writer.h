@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tools/output_file.h"
+#include "tools/sound_tags.h"
 
 namespace quel::tools {
 
@@ -30,9 +31,11 @@ class SoundWriter {
 
 /// file  outlives the writer; nobody else writes to it
 /// rate  Hz
+/// tags  go into FLAC, and into WAV where the output can be put right at the end
 ///
 /// Throws FileError.
-std::unique_ptr<SoundWriter> make_sound_writer(OutputFile& file, int rate, SoundFormat format);
+std::unique_ptr<SoundWriter> make_sound_writer(OutputFile& file, int rate, SoundFormat format,
+                                               const SoundTags& tags = {});
 
 /// Most samples that a 16-bit mono WAV file holds: its sizes are 32-bit counts of bytes.
 inline constexpr std::uint32_t wav_max_samples = (0xffffffffu - 44u) / 2u;
@@ -44,18 +47,20 @@ inline constexpr std::uint32_t wav_max_samples = (0xffffffffu - 44u) / 2u;
 class WavWriter : public SoundWriter {
  public:
   /// most  samples beyond which it is RF64; tests lower it
-  WavWriter(OutputFile& file, int rate, std::uint64_t most = wav_max_samples);
+  WavWriter(OutputFile& file, int rate, std::uint64_t most = wav_max_samples,
+            const SoundTags& tags = {});
 
   void write(std::span<const std::int16_t> pcm) override;
   void finish() override;
 
  private:
-  std::vector<std::uint8_t> header(std::uint32_t data_bytes) const;
+  std::vector<std::uint8_t> header(std::uint32_t data_bytes, std::size_t more = 0) const;
   void turn_into_rf64();
 
   OutputFile& file_;
   int rate_;
   std::uint64_t most_;
+  std::vector<std::uint8_t> info_;  // stands behind the samples
   std::uint64_t samples_ = 0;
 };
 

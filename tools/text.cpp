@@ -1,5 +1,6 @@
 #include "tools/text.h"
 
+#include <algorithm>
 #include <cstddef>
 
 namespace quel::tools {
@@ -67,6 +68,12 @@ std::string printable(std::string_view text) {
     text.remove_prefix(bytes > 0 ? bytes : 1);
   }
   return out;
+}
+
+bool same_name(std::string_view a, std::string_view b) {
+  const auto upper = [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; };
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [upper](char x, char y) { return upper(x) == upper(y); });
 }
 
 std::string counted(std::uint64_t count, std::string_view what) {

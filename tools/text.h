@@ -15,6 +15,9 @@ std::string valid_utf8(std::string_view text);
 /// might obey.
 std::string printable(std::string_view text);
 
+/// Whether two ASCII texts differ in nothing but upper and lower case.
+bool same_name(std::string_view a, std::string_view b);
+
 /// "1 page", "2 pages".
 std::string counted(std::uint64_t count, std::string_view what);
 

@@ -49,12 +49,14 @@ class HeaderReader {
         if (format.subtype == 0) return {};
         const bool in_ds64 = wide && size == 0xffffffffu;
         const bool empty = size == 0 && chunk_follows(riff_bytes + 8);
+        format.tags = known_tags(format.tags);
         format.bytes = empty ? 0 : in_ds64 ? known_wide_bytes(wide_bytes) : known_bytes(size);
         return format;
       }
       if (size > longest_header || !take(static_cast<std::size_t>(size + size % 2))) return {};
       const std::uint8_t* const body = seen_.data() + at + 8;
       if (text(at) == "ds64" && size >= 16) wide_bytes = number(body + 8, 8);
+      if (text(at) == "LIST") read_info({body, static_cast<std::size_t>(size)}, format.tags);
       if (text(at) == "fmt " && size >= 16) read_format(body, size, format);
     }
   }

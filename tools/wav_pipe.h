@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "tools/sound_tags.h"
+
 namespace quel::tools {
 
 /// What the header of a WAV stream says of the samples after it.
@@ -14,6 +16,7 @@ struct WavStreamFormat {
   int rate = 0;     ///< Hz
   int channels = 0;
   std::optional<std::uint64_t> bytes;  ///< of samples; nothing where only the end will tell
+  SoundTags tags;                      ///< that stand ahead of the samples
   int sample_bytes = 0;                ///< of one channel
 };
 

@@ -1,12 +1,15 @@
 // quel over many files, as a shell user meets it.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sndfile.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <string>
 #include <vector>
 
+#include "tools/part_mark.h"
 #include "tools/tool_support.h"
 
 namespace quel::test {
@@ -100,20 +103,29 @@ TEST_F(QuelBatch, DoneFilesAreSkippedUnlessForced) {
   EXPECT_EQ(text("out/quel-manifest.tsv"), manifest);
 }
 
-TEST_F(QuelBatch, ChangedFilesAreNotTakenForDoneAndNotReplaced) {
+TEST_F(QuelBatch, AChangedSourceIsCodedAgainAndNothingElseIs) {
   make_tree();
   ASSERT_EQ(encode().status, 0);
+  const auto before = time_of("out/b.quel");
+  const Bytes old = read_bytes(path("out/a.quel"));
   make_input("in/a.wav", 4000, 9);  // of the same size
-  ProgramResult result = encode();
-  EXPECT_EQ(result.status, 1);
-  EXPECT_EQ(result.err, "quel: 1 of 4 files failed or were damaged:\nquel: " + path("out/a.quel") +
-                            ": exists already (--force replaces it)\n");
-  EXPECT_EQ(encode({"-f"}).status, 0);
-  Bytes bytes = read_bytes(path("out/b.quel"));
+  ASSERT_EQ(encode().err, "");
+  EXPECT_EQ(time_of("out/b.quel"), before);
+  ASSERT_EQ(quel({"encode", path("in/a.wav"), path("alone")}).err, "");
+  EXPECT_NE(read_bytes(path("out/a.quel")), old);
+  EXPECT_EQ(read_bytes(path("out/a.quel")), read_bytes(path("alone")));
+}
+
+TEST_F(QuelBatch, ChangedOutputsAreNotTakenForDoneAndNotReplaced) {
+  make_tree();
+  ASSERT_EQ(encode().status, 0);
+  // Whoever changed it may want to keep it, even where the source has changed too.
+  make_input("in/a.wav", 4000, 9);
+  Bytes bytes = read_bytes(path("out/a.quel"));
   bytes.back() ^= 1;
-  write_bytes(path("out/b.quel"), bytes);
-  EXPECT_THAT(encode().err, HasSubstr("b.quel: exists already"));
-  EXPECT_EQ(read_bytes(path("out/b.quel")), bytes);
+  write_bytes(path("out/a.quel"), bytes);
+  EXPECT_THAT(encode().err, HasSubstr("a.quel: exists already"));
+  EXPECT_EQ(read_bytes(path("out/a.quel")), bytes);
   // Other options make other files.
   EXPECT_THAT(encode({"--flavor", "5"}).err, HasSubstr("4 of 4 files failed"));
 }
@@ -182,6 +194,9 @@ TEST_F(QuelBatch, AnInterruptedRunGoesOnToTheSameManifest) {
   // A file of which the journal's line came, but not its name, is done again.
   fs::remove(path("out/b.quel"));
   write_bytes(path("out/b.quel.part"), {'x'});
+  const int part = open(path("out/b.quel.part").c_str(), O_RDWR);
+  tools::mark(part);
+  close(part);
   ASSERT_EQ(encode({"--manifest", path("m.json")}).status, 0);
   EXPECT_EQ(time_of("out/a.quel"), before);
   EXPECT_EQ(text("m.json"), manifest);
