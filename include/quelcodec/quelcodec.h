@@ -283,6 +283,17 @@ int64_t quel_encode_units(quel_encoder* encoder, const int16_t* pcm, size_t samp
 int64_t quel_encode_units_float(quel_encoder* encoder, const float* pcm, size_t samples,
                                 uint8_t* units, size_t capacity);
 
+/** Whether there is speech in the unit that was coded last: 1, or 0 where it holds nothing but the
+ *  background. 1 before the first unit; after a call of many units it tells of the last of them. It
+ *  is found from what the coder computes anyway, adds no delay and does not change a unit. A pause
+ *  counts as speech for its first fifth of a second. Error: ARGUMENT. */
+int quel_encoder_voice_active(const quel_encoder* encoder);
+/** Whether the unit that was coded last has to be sent: 0 where a receiver does as well without it
+ *  that is told QUEL_NOT_SENT in its place. Units with speech are needed, and of those without one
+ *  every 160 ms, to the nearest unit, or as soon as the background changes. The rule takes for
+ *  granted that whatever is needed is sent. Error: ARGUMENT. */
+int quel_encoder_unit_needed(const quel_encoder* encoder);
+
 /** Bytes that a decoder with these options takes, at most 14 KiB.
  *  Errors: ARGUMENT, OPTIONS, FLAVOR. */
 int quel_decoder_size(const quel_decoder_options* options);
@@ -305,11 +316,19 @@ int quel_decoder_max_samples(const quel_decoder* decoder);
 /** For `received`: every frame of the unit arrived. */
 #define QUEL_ALL_RECEIVED 0xffffffffu
 
+/** For `received`, alone: the sender left the unit out on purpose, since it held nothing but the
+ *  background (quel_encoder_unit_needed). That is no loss: the decoder plays noise like what it
+ *  heard last, as loud and of the same color, for as long as it is told so. Where it has heard
+ *  nothing yet, the unit counts as lost. With either concealment such a unit gives its samples at
+ *  once, after those of frames lost before it. */
+#define QUEL_NOT_SENT 0x80u
+
 /** Decodes one unit.
  *
  *  unit      [0..bytes-1] a coded unit; may be null with bytes 0 where no frame arrived
  *  bytes     quel_bytes_per_unit(flavor), no other count
- *  received  bit n set: frame n of the unit arrived; bits past the unit's frames are not looked at
+ *  received  bit n set: frame n of the unit arrived; bits past the unit's frames are not looked at.
+ *            QUEL_NOT_SENT and nothing else: see there
  *  pcm       [0..result-1] written
  *  capacity  samples that `pcm` can hold; quel_decoder_max_samples is always enough
  *
@@ -329,7 +348,8 @@ int64_t quel_decode_units_samples(const quel_decoder* decoder, size_t bytes);
  *  units     [0..bytes-1] coded units, one behind the other; of those that did not arrive the bytes
  *            are not looked at. May be null where no frame arrived
  *  bytes     any number of whole units, none included; the lost ones count
- *  received  one byte for each frame of the units, zero where it was lost; null: all arrived
+ *  received  one byte for each frame of the units, zero where it was lost, QUEL_NOT_SENT where it
+ *            was not sent, any other value where it arrived; null: all arrived
  *  pcm       [0..result-1] written
  *  capacity  samples that `pcm` can hold; quel_decode_units_samples is always enough
  *
@@ -347,13 +367,14 @@ typedef struct quel_decoder_counts {
   uint64_t decoded;   /**< frames that arrived */
   uint64_t concealed; /**< frames that were lost and made up for; not those of which deferred
                            concealment gave nothing */
-  uint64_t cleared;   /**< frames of either kind of which a part came out absurdly loud and was
+  uint64_t cleared;   /**< frames of any kind of which a part came out absurdly loud and was
                            silenced */
+  uint64_t not_sent;  /**< frames that were not sent: noise */
 } quel_decoder_counts;
 
 /** Initialises a quel_decoder_counts. */
 #define QUEL_DECODER_COUNTS \
-  { sizeof(quel_decoder_counts), 0, 0, 0 }
+  { sizeof(quel_decoder_counts), 0, 0, 0, 0 }
 
 /** Fills in `counts`. Flavor 2 counts a frame when it is given, one frame before it is heard.
  *  Errors: ARGUMENT; OPTIONS for a size that no version had. */

@@ -162,6 +162,10 @@ class Encoder {
                                 std::span<std::uint8_t> units) noexcept {
     return quel_encode_units_float(get(), pcm.data(), pcm.size(), units.data(), units.size());
   }
+  /// As quel_encoder_voice_active.
+  int try_voice_active() const noexcept { return quel_encoder_voice_active(get()); }
+  /// As quel_encoder_unit_needed.
+  int try_unit_needed() const noexcept { return quel_encoder_unit_needed(get()); }
   /// Back to the state after construction.
   int try_reset() noexcept { return quel_encoder_reset(get()); }
 
@@ -245,6 +249,15 @@ class Encoder {
     return units;
   }
 
+  /// Whether there is speech in the unit that was coded last.
+  bool voice_active() const {
+    return check(try_voice_active()) != 0;
+  }
+  /// Whether that unit has to be sent; where not, the receiver is told QUEL_NOT_SENT.
+  bool unit_needed() const {
+    return check(try_unit_needed()) != 0;
+  }
+
   /// Back to the state after construction.
   void reset() {
     check(try_reset());
@@ -316,7 +329,8 @@ class Decoder {
   }
   /// As quel_decode_units.
   ///
-  /// received  a byte for each frame, zero where it was lost; empty where all arrived. Flags for
+  /// received  a byte for each frame, zero where it was lost, QUEL_NOT_SENT where it was not sent;
+  ///           empty where all arrived. Flags for
   ///           another number of frames are QUEL_ERROR_LENGTH
   std::int64_t try_decode_units(std::span<const std::uint8_t> units,
                                 std::span<const std::uint8_t> received,
@@ -385,7 +399,7 @@ class Decoder {
   /// Decodes one unit into `pcm` and returns the samples written.
   ///
   /// unit      exactly bytes_per_unit bytes, or empty where no frame arrived
-  /// received  bit n set: frame n of the unit arrived
+  /// received  bit n set: frame n of the unit arrived; or QUEL_NOT_SENT
   /// pcm       room for max_samples() is always enough
   std::size_t decode(std::span<const std::uint8_t> unit, std::uint32_t received,
                      std::span<std::int16_t> pcm) {
@@ -402,6 +416,10 @@ class Decoder {
   std::vector<std::int16_t> conceal() {
     return decode({}, 0);
   }
+  /// What it gives for a unit that was not sent: noise like the background.
+  std::vector<std::int16_t> comfort() {
+    return decode({}, QUEL_NOT_SENT);
+  }
 
   /// The most samples that decode_units() of so many bytes gives.
   std::size_t units_samples(std::size_t bytes) const {
@@ -409,7 +427,8 @@ class Decoder {
   }
   /// Decodes whole units, any number of them, into `pcm` and returns the samples written.
   ///
-  /// received  a byte for each frame, zero where it was lost; empty where all arrived
+  /// received  a byte for each frame, zero where it was lost, QUEL_NOT_SENT where it was not sent;
+  ///           empty where all arrived
   /// pcm       room for units_samples(units.size()) is always enough
   std::size_t decode_units(std::span<const std::uint8_t> units,
                            std::span<const std::uint8_t> received, std::span<std::int16_t> pcm) {

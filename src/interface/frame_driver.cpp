@@ -7,6 +7,10 @@
 #include "bitstream/flavor.h"
 #include "bitstream/serial.h"
 #include "dsp/pcm.h"
+#include "narrowband/comfort.h"
+#include "narrowband/d_gain2.h"
+#include "wideband/comfort16.h"
+#include "wideband/gain_tables16.h"
 
 namespace quel {
 namespace {
@@ -19,7 +23,37 @@ void swap_words(bool big_endian, Parameters& prm, const Flavor& facts) {
   if (big_endian) SwapIntBytes(prm.data(), facts.words());
 }
 
-void encode_frame(const EncoderParts& parts, const Mode& mode, SampleSource& source,
+// Mean pitch gain of a frame that was coded.
+float lag_gain(const Flavor& facts, const Parameters& prm) {
+  const bool wideband = facts.coder == Coder::wideband;
+  const int subframes = facts.coder == Coder::five_k ? 5 : wideband ? 2 : 3;
+  const std::size_t first = wideband ? 7 : facts.coder == Coder::five_k ? 8 : 10;
+  const std::size_t stride = wideband ? 8 : facts.coder == Coder::five_k ? 3 : 5;
+  float sum = 0.0f;
+  for (int s = 0; s < subframes; ++s) {
+    const std::int32_t index = prm[first + static_cast<std::size_t>(s) * stride];
+    sum += wideband ? wideband::qua_gain_pitch[static_cast<std::size_t>(index)] : pitch_gain(index);
+  }
+  return sum / static_cast<float>(subframes);
+}
+
+// Whether the frame that was coded last holds speech.
+bool holds_speech(const EncoderParts& parts, const Flavor& facts, const Parameters& prm) {
+  // Windows of 240 samples, or 480, in which samples of some 3 rms count as silence.
+  const bool wideband = facts.coder == Coder::wideband;
+  VoiceFrame frame{};
+  frame.r =
+      wideband ? parts.wideband->autocorrelation.data() : parts.narrowband->autocorrelation.data();
+  frame.prefilter = wideband ? parts.wideband->last_prefilter.data() : nullptr;
+  frame.order = wideband ? 16 : 10;
+  frame.lag_gain = lag_gain(facts, prm);
+  frame.least_power = wideband ? 2000.0f : 1000.0f;
+  frame.milliseconds = 1000 * facts.len_frame / facts.sampling_rate;
+  return hear_voice(parts.silence->voice, frame);
+}
+
+// Whether the frame holds speech; false where nobody asks.
+bool encode_frame(const EncoderParts& parts, const Mode& mode, SampleSource& source,
                   std::uint8_t* out, std::int32_t position, std::uint32_t flavor) {
   const Flavor& facts = flavors[flavor];
   std::array<std::int16_t, max_len_frame> room;
@@ -40,10 +74,12 @@ void encode_frame(const EncoderParts& parts, const Mode& mode, SampleSource& sou
       cod_swt(*parts.narrowband, mode, in, prm.data());
     }
   }
+  const bool speech = parts.silence != nullptr && holds_speech(parts, facts, prm);
   swap_words(parts.big_endian, prm, facts);
   FrameBits bits{};
   prm2binary(prm.data(), bits.data(), static_cast<std::int32_t>(flavor));
   bitcopy(out, bits.data(), position, 0, mode.prmBits);
+  return speech;
 }
 
 Parameters unpack(bool big_endian, const Mode& mode, const std::uint8_t* in, std::int32_t position,
@@ -57,21 +93,70 @@ Parameters unpack(bool big_endian, const Mode& mode, const std::uint8_t* in, std
   return prm;
 }
 
+// Whether noise stands for a frame that was not sent: there has to be some to go by.
+bool plays_noise(const DecoderParts& parts, bool not_sent) {
+  return not_sent && parts.noise != nullptr && parts.noise->frames > 0;
+}
+
+// The decoder that runs one frame behind, of which it depends what becomes of the frame in hand.
+int run_five_k(const DecoderParts& parts, const Mode& mode, const std::int32_t* prm,
+               Erasure erasure, std::int16_t* out) {
+  FiveKDecoder& decoder = *parts.five_k;
+  const std::int32_t lost = erasure == Erasure::received   ? 0
+                            : erasure == Erasure::not_sent ? bfi_not_sent
+                                                           : 1;
+  if (plays_noise(parts, decoder.bfi == bfi_not_sent)) {
+    return comfort_5k(decoder, *parts.shared, mode, *parts.noise, prm, out, lost);
+  }
+  return decoder_5k(decoder, *parts.shared, mode, prm, out, lost);
+}
+
 // Returns the subframes that ran away.
 int run_decoder(const DecoderParts& parts, const Mode& mode, Parameters& prm, Erasure erasure,
                 std::uint32_t flavor, std::int16_t* out) {
-  const int lost = erasure == Erasure::received ? 0 : 1;
+  const bool noise = plays_noise(parts, erasure == Erasure::not_sent);
+  const Erasure known = erasure == Erasure::not_sent ? Erasure::lost : erasure;
   switch (flavors[flavor].coder) {
     case Coder::swt:
-      return dec_swt(*parts.swt, *parts.shared, mode, prm.data(), out, static_cast<int>(erasure));
+      if (noise) return comfort_swt(*parts.swt, *parts.shared, *parts.noise, out);
+      return dec_swt(*parts.swt, *parts.shared, mode, prm.data(), out, static_cast<int>(known));
     case Coder::five_k:
-      return decoder_5k(*parts.five_k, *parts.shared, mode, prm.data() + 1, out, lost);
+      return run_five_k(parts, mode, prm.data() + 1, erasure, out);
     case Coder::wideband:
-      prm[0] = lost;
+      if (noise) return comfort_wb(*parts.wideband, *parts.noise, out);
+      prm[0] = known == Erasure::received ? 0 : 1;
       return decod_wb(*parts.wideband, prm.data(), out, parts.driver->bad_lsf_ind,
                       parts.driver->bad_pitch_ind);
   }
   return 0;
+}
+
+// Remembers what a received frame sounds like, for frames that will not be sent.
+void hear(const DecoderParts& parts, Erasure erasure, std::uint32_t flavor,
+          const std::int16_t* pcm) {
+  if (parts.noise == nullptr) return;
+  const Flavor& facts = flavors[flavor];
+  switch (facts.coder) {
+    case Coder::swt:
+      if (erasure == Erasure::received) {
+        hear_narrowband(*parts.noise, *parts.shared, pcm, facts.len_frame);
+      }
+      return;
+    case Coder::five_k:
+      // Behind its input: `old_bfi` is the state of the frame that was played.
+      if (parts.five_k->old_bfi == 0) {
+        hear_narrowband(*parts.noise, *parts.shared, pcm, facts.len_frame);
+      }
+      return;
+    case Coder::wideband:
+      if (erasure == Erasure::received) hear_wideband(*parts.noise, *parts.wideband, pcm);
+      return;
+  }
+}
+
+std::uint64_t& count_of(DriverState& driver, Erasure erasure) {
+  if (erasure == Erasure::received) return driver.decoded;
+  return erasure == Erasure::not_sent ? driver.not_sent : driver.concealed;
 }
 
 // One frame in `len_frame` samples: cut, or followed by zeros, where the decoder's differ.
@@ -79,20 +164,20 @@ void append_frame(const DecoderParts& parts, const Mode& mode, Parameters& prm, 
                   std::uint32_t flavor, SampleSink& out) {
   std::array<std::int16_t, max_len_frame> frame{};
   const int cleared = run_decoder(parts, mode, prm, erasure, flavor, frame.data());
-  DriverState& driver = *parts.driver;
-  ++(erasure == Erasure::received ? driver.decoded : driver.concealed);
-  if (cleared > 0) ++driver.cleared;
+  hear(parts, erasure, flavor, frame.data());
+  ++count_of(*parts.driver, erasure);
+  if (cleared > 0) ++parts.driver->cleared;
   const int n = std::min(flavors[flavor].len_frame, mode.len_frame);
   out.put(frame.data(), n);
   out.put_silence(mode.len_frame - n);
 }
 
+// prm  of the frame that ends the loss, or anything where that was not sent
 void append_missing(const DecoderParts& parts, const Mode& mode, Parameters& prm,
-                    std::uint32_t flavor, SampleSink& out) {
+                    std::uint32_t flavor, SampleSink& out,
+                    Erasure kind = Erasure::lost_next_known) {
   std::int32_t& missing = parts.driver->numPacketsMissing;
-  for (; missing >= 1; --missing) {
-    append_frame(parts, mode, prm, Erasure::lost_next_known, flavor, out);
-  }
+  for (; missing >= 1; --missing) append_frame(parts, mode, prm, kind, flavor, out);
 }
 
 void decode_call(const DecoderParts& parts, const Mode& mode, const std::uint8_t* in,
@@ -169,9 +254,14 @@ void encode_unit(const EncoderParts& parts, const Mode& mode, SampleSource& in, 
   // valgrind as if the unit depended on it.
   std::fill_n(out, mode.outputBytes, std::uint8_t{0});
   if (find_flavor(flavor) == nullptr) return;
+  bool speech = false;
   for (std::int32_t frame = 0; frame < mode.framesPerCycle; ++frame) {
-    encode_frame(parts, mode, in, out, frame * mode.prmBits, flavor);
+    speech |= encode_frame(parts, mode, in, out, frame * mode.prmBits, flavor);
   }
+  if (parts.silence == nullptr) return;
+  const Flavor& facts = flavors[flavor];
+  end_unit(*parts.silence, speech,
+           1000.0 * facts.len_frame * facts.frames_per_unit / facts.sampling_rate);
 }
 
 std::int32_t initVXDecoder(FrameDecoder& state) {
@@ -235,6 +325,13 @@ void take_frame_deferred(const DecoderParts& parts, const Mode& mode, const std:
   Parameters prm = unpack(parts.big_endian, mode, in, position, flavor);
   append_missing(parts, mode, prm, flavor, out);
   append_frame(parts, mode, prm, Erasure::received, flavor, out);
+}
+
+void take_frame_not_sent(const DecoderParts& parts, const Mode& mode, std::uint32_t flavor,
+                         SampleSink& out) {
+  Parameters none{};
+  append_missing(parts, mode, none, flavor, out, Erasure::lost);
+  append_frame(parts, mode, none, Erasure::not_sent, flavor, out);
 }
 
 void make_up_missing(const DecoderParts& parts, const Mode& mode, const std::uint8_t* in,

@@ -4,7 +4,9 @@
 
 #include "bitstream/mode.h"
 #include "bitstream/serial.h"
+#include "dsp/comfort_noise.h"
 #include "dsp/scratch.h"
+#include "interface/silence.h"
 #include "narrowband/cod_swt.h"
 #include "narrowband/dec_5swt.h"
 #include "narrowband/dec_swt.h"
@@ -34,7 +36,8 @@ struct DriverState {
   std::int32_t bad_pitch_ind = 0;  ///< nonzero: the wideband decoder conceals its lags
   std::uint64_t decoded = 0;       ///< frames that were received
   std::uint64_t concealed = 0;     ///< frames that were lost and made up for
-  std::uint64_t cleared = 0;       ///< frames of either kind that ran away, in part or whole
+  std::uint64_t cleared = 0;       ///< frames of any kind that ran away, in part or whole
+  std::uint64_t not_sent = 0;      ///< frames that were not sent, and noise played for them
 };
 
 /// Decoder of every flavor: what a process has one of.
@@ -62,6 +65,7 @@ struct EncoderParts {
   WidebandEncoder* wideband = nullptr;
   NarrowbandEffort* narrowband_effort = nullptr;  ///< null: effort 0
   WidebandEffort* wideband_effort = nullptr;      ///< likewise
+  Silence* silence = nullptr;  ///< of streams: the plug-in does not tell whether there is speech
   bool big_endian = TestBigEndian() != 0;
 };
 struct DecoderParts {
@@ -83,6 +87,8 @@ struct DecoderParts {
   SwtDecoder* swt = nullptr;
   FiveKDecoder* five_k = nullptr;
   WidebandDecoder* wideband = nullptr;
+  /// Of streams: the plug-in knows no frames that are not sent.
+  ComfortNoise* noise = nullptr;
   bool big_endian = TestBigEndian() != 0;
 };
 
@@ -169,7 +175,8 @@ void VX16Decode(const DecoderParts& parts, const Mode& mode, const std::uint8_t*
 enum class Erasure : int {
   received = 0,
   lost_next_known = 1,  ///< concealed with the next received frame's parameters
-  lost = 2              ///< concealed without
+  lost = 2,             ///< concealed without
+  not_sent = 3          ///< comfort noise; as lost where no frame was ever received
 };
 
 /// One frame, in a step of its own, for streams that conceal at once.
@@ -189,6 +196,11 @@ void take_frame_at_once(const DecoderParts& parts, const Mode& mode, const std::
 /// The next frame as the drivers above take it: a lost one only counts.
 void take_frame_deferred(const DecoderParts& parts, const Mode& mode, const std::uint8_t* in,
                          std::int32_t position, std::uint32_t flavor, SampleSink& out);
+
+/// The next frame of a stream, which was not sent: noise at once, and before it what deferred
+/// concealment has still to make up for.
+void take_frame_not_sent(const DecoderParts& parts, const Mode& mode, std::uint32_t flavor,
+                         SampleSink& out);
 
 /// Makes up for the frames that were taken as lost before the received one in `in`, without their
 /// sound, and forgets them.

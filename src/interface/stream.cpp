@@ -13,11 +13,15 @@ namespace quel {
 EncoderParts parts_of(quel_encoder& stream) {
   return as_encoder(stream.flavor, stream.effort, [&](auto* type) -> EncoderParts {
     auto& whole = reinterpret_cast<decltype(*type)>(stream);
-    if constexpr (requires { whole.effort; }) {
-      return {whole.coder, whole.effort};
-    } else {
-      return whole.coder;
-    }
+    EncoderParts of = [&]() -> EncoderParts {
+      if constexpr (requires { whole.effort; }) {
+        return {whole.coder, whole.effort};
+      } else {
+        return whole.coder;
+      }
+    }();
+    of.silence = &stream.silence;
+    return of;
   });
 }
 
@@ -37,7 +41,9 @@ DecoderParts parts(DriverState& driver, WidebandDecoder& coder) {
 
 DecoderParts parts_of(quel_decoder& stream) {
   return as_decoder(stream.flavor, [&](auto* type) {
-    return parts(stream.driver, reinterpret_cast<decltype(*type)>(stream).coder);
+    DecoderParts of = parts(stream.driver, reinterpret_cast<decltype(*type)>(stream).coder);
+    of.noise = &stream.noise;
+    return of;
   });
 }
 
@@ -72,6 +78,7 @@ void start(Stream& stream) {
 }
 
 void start(quel_encoder& stream) {
+  stream.silence = {};
   as_encoder(stream.flavor, stream.effort,
              [&](auto* type) { start(reinterpret_cast<decltype(*type)>(stream)); });
   init_parts(parts_of(stream));
@@ -79,6 +86,7 @@ void start(quel_encoder& stream) {
 
 void start(quel_decoder& stream) {
   stream.driver = {};
+  stream.noise = {};
   as_decoder(stream.flavor, [&](auto* type) { start(reinterpret_cast<decltype(*type)>(stream)); });
   const DecoderParts parts = parts_of(stream);
   if (parts.five_k != nullptr) parts.five_k->enhanced.on = stream.enhance != 0;
@@ -150,6 +158,14 @@ int quel_encoder_flavor(const quel_encoder* encoder) {
 
 int quel_encoder_effort(const quel_encoder* encoder) {
   return encoder == nullptr ? QUEL_ERROR_ARGUMENT : encoder->effort;
+}
+
+int quel_encoder_voice_active(const quel_encoder* encoder) {
+  return encoder == nullptr ? QUEL_ERROR_ARGUMENT : encoder->silence.active;
+}
+
+int quel_encoder_unit_needed(const quel_encoder* encoder) {
+  return encoder == nullptr ? QUEL_ERROR_ARGUMENT : encoder->silence.needed;
 }
 
 int quel_decoder_size(const quel_decoder_options* options) {

@@ -5,8 +5,10 @@
 
 #include "bitstream/flavor.h"
 #include "bitstream/mode.h"
+#include "dsp/comfort_noise.h"
 #include "dsp/scratch.h"
 #include "interface/frame_driver.h"
+#include "interface/silence.h"
 #include "quelcodec/quelcodec.h"
 
 // What every stream has. The coder of its flavor follows in the same block of memory, and nothing
@@ -17,6 +19,7 @@ struct quel_encoder {
   int effort;
   bool on_heap;  ///< quel_encoder_create took the memory
   quel::Mode mode;
+  quel::Silence silence;
   quel::ScratchArea scratch;
 };
 
@@ -27,6 +30,7 @@ struct quel_decoder {
   bool on_heap;
   quel::Mode mode;
   quel::DriverState driver;
+  quel::ComfortNoise noise;
   quel::ScratchArea scratch;
 };
 

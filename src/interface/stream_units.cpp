@@ -40,16 +40,18 @@ std::int64_t encode(quel_encoder* encoder, const Sample* pcm, std::size_t sample
   return bytes;
 }
 
-// Which frames of a call arrived.
+// What became of the frames of a call.
 class Arrivals {
  public:
   // Bit n of a single unit's mask.
   explicit Arrivals(std::uint32_t mask) : mask_(mask) {}
   // A byte for each frame, or null for all.
-  explicit Arrivals(const std::uint8_t* flags) : mask_(~0u), flags_(flags) {}
-  bool operator[](std::uint64_t frame) const {
-    if (flags_ != nullptr) return flags_[frame] != 0;
-    return ((mask_ >> (frame % 32)) & 1u) != 0;
+  explicit Arrivals(const std::uint8_t* flags) : mask_(QUEL_ALL_RECEIVED), flags_(flags) {}
+  Erasure operator[](std::uint64_t frame) const {
+    const std::uint32_t told = flags_ != nullptr ? flags_[frame] : mask_;
+    if (told == QUEL_NOT_SENT) return Erasure::not_sent;
+    const bool arrived = flags_ != nullptr ? told != 0 : ((told >> (frame % 32)) & 1u) != 0;
+    return arrived ? Erasure::received : Erasure::lost;
   }
 
  private:
@@ -70,7 +72,7 @@ std::uint64_t samples_due(const quel_decoder& stream, std::uint64_t frames, cons
     int missing = stream.driver.numPacketsMissing;
     // No further than there is room: a length by mistake has more frames than can be counted.
     for (std::uint64_t frame = 0; frame < frames && due <= room; ++frame) {
-      if (arrived[frame]) {
+      if (arrived[frame] != Erasure::lost) {
         due += static_cast<std::uint64_t>(missing) + 1;
         missing = 0;
       } else {
@@ -83,7 +85,7 @@ std::uint64_t samples_due(const quel_decoder& stream, std::uint64_t frames, cons
 
 bool any_arrived(std::uint64_t frames, const Arrivals& arrived) {
   for (std::uint64_t frame = 0; frame < frames; ++frame) {
-    if (arrived[frame]) return true;
+    if (arrived[frame] == Erasure::received) return true;
   }
   return false;
 }
@@ -101,12 +103,17 @@ std::int64_t decode(quel_decoder& decoder, const std::uint8_t* data, std::uint64
   const DecoderParts parts = parts_of(decoder);
   const auto take =
       decoder.concealment == QUEL_CONCEAL_DEFERRED ? take_frame_deferred : take_frame_at_once;
+  const auto flavor = static_cast<std::uint32_t>(decoder.flavor);
   SampleSink out(pcm);
   for (std::uint64_t unit = 0; unit < units; ++unit) {
     for (std::uint64_t frame = 0; frame < frames_per_unit; ++frame) {
-      take(parts, mode, arrived[unit * frames_per_unit + frame] ? data : nullptr,
-           static_cast<std::int32_t>(frame) * mode.prmBits,
-           static_cast<std::uint32_t>(decoder.flavor), out);
+      const Erasure kind = arrived[unit * frames_per_unit + frame];
+      if (kind == Erasure::not_sent) {
+        take_frame_not_sent(parts, mode, flavor, out);
+      } else {
+        take(parts, mode, kind == Erasure::received ? data : nullptr,
+             static_cast<std::int32_t>(frame) * mode.prmBits, flavor, out);
+      }
     }
     if (data != nullptr) data += mode.outputBytes;
   }
@@ -199,11 +206,13 @@ int64_t quel_decode_units_float(quel_decoder* decoder, const uint8_t* units, siz
 
 int quel_decoder_statistics(const quel_decoder* decoder, quel_decoder_counts* counts) {
   if (decoder == nullptr || counts == nullptr) return QUEL_ERROR_ARGUMENT;
-  if (counts->size < offsetof(quel_decoder_counts, cleared) + sizeof counts->cleared) {
+  constexpr std::size_t first_size = offsetof(quel_decoder_counts, not_sent);
+  if (counts->size != first_size && counts->size < sizeof(quel_decoder_counts)) {
     return QUEL_ERROR_OPTIONS;
   }
   counts->decoded = decoder->driver.decoded;
   counts->concealed = decoder->driver.concealed;
   counts->cleared = decoder->driver.cleared;
+  if (counts->size > first_size) counts->not_sent = decoder->driver.not_sent;
   return QUEL_OK;
 }

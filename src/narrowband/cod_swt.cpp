@@ -66,12 +66,13 @@ void take_speech(NarrowbandEncoder& st, const std::int16_t* in, int len_frame) {
   hp_2nd(speech, len_frame, a_200, b_200, st.hp_memx.data(), memy);
 }
 
-void analyse(const NarrowbandEncoder& st, int len_frame, float* isp) {
+void analyse(NarrowbandEncoder& st, int len_frame, float* isp) {
   const float* end = st.speech.data() + NarrowbandEncoder::speech_past + len_frame;
-  Scratch r(M + 1), a(M + 1);
-  autocorr(end - window_length, r.data(), M, window_length, window.data());
-  lag_wind(r.data(), M);
-  lev_dur(a.data(), r.data(), M);
+  float* r = st.autocorrelation.data();
+  Scratch a(M + 1);
+  autocorr(end - window_length, r, M, window_length, window.data());
+  lag_wind(r, M);
+  lev_dur(a.data(), r, M);
   a2isp(a.data(), isp, st.isp_old.data(), M);
 }
 

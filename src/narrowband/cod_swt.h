@@ -36,6 +36,8 @@ struct NarrowbandEncoder {
   std::array<float, 10> mem_syn{};  ///< synthesis filter
   std::array<float, 10> mem_err{};  ///< last samples of speech minus synthesis
   std::array<float, 10> mem_w0{};   ///< target filter: last samples of the weighted error
+  /// [0..10] autocorrelations of the last analysis window, lag-windowed; for voice activity.
+  std::array<float, 11> autocorrelation{};
   /// Quantised pitch gain of the previous subframe; picks the codebook in flavor 2.
   float old_gain_pit = 0.0f;
 };

@@ -57,6 +57,10 @@ void init_d_gain2(GainDequantizer& state) {
   clear_last_gains(state);
 }
 
+float pitch_gain(int index) {
+  return t_qua_gain[index & (nb_qua_gain - 1)][0];
+}
+
 void clear_last_gains(GainDequantizer& state) {
   state.last_gain_pit = 0.0f;
   state.last_gain_code = 0.0f;

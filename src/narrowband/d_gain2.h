@@ -21,6 +21,9 @@ struct GainDequantizer {
 
 void init_d_gain2(GainDequantizer& state);
 
+/// Pitch gain of a row of the gain table; only the 7 low bits of the index count.
+float pitch_gain(int index);
+
 /// Forgets the last pitch and code gain, after which a lost frame starts from 0; the energy memory
 /// goes on.
 void clear_last_gains(GainDequantizer& state);

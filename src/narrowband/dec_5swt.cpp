@@ -24,6 +24,7 @@ constexpr int M = 10;
 constexpr int L = 48;
 constexpr int subframes = 5;
 constexpr int words_per_subframe = 3;
+constexpr int shortest_lag = 20, longest_lag = 143;
 
 // The lag's way through a frame.
 struct LagWalk {
@@ -58,22 +59,28 @@ void next_lag(FiveKDecoder& st, const Mode& mode, LagWalk& walk, int s, std::int
   walk.lag.frac = T - 3 * walk.lag.T0;
 }
 
+// Working arrays of a subframe's output side.
+struct OutputWork {
+  float reference[L];
+  float ap[M + 1], tilted[M + L], u[L];  // of the postfilter
+};
+
 // Working arrays of a frame.
 struct Work {
   float isp[M], A[subframes * (M + 1)];
   float F[2][L];  // of this subframe and of the next one, in turn
-  float code[L], enhanced[L], reference[L];
-  float ap[M + 1], tilted[M + L], u[L];  // of the postfilter
+  float code[L], enhanced[L];
+  OutputWork output;
   float frame[subframes * L];
 };
 
 // Formant postfilter between two synthesis filters, and beside it the plain synthesis of the total
 // excitation, against which the output's gain is controlled.
 void postfilter(FiveKDecoder& st, const Mode& mode, const float* A, const float* exc,
-                const Pulses& pulses, Work& work, float* out) {
+                const float* enhanced, const Pulses& pulses, OutputWork& work, float* out) {
   float* tilted = work.tilted + M;
   pondai(A, work.ap, mode.gamma6, M);
-  filter_with_pulses(work.ap, work.enhanced, tilted, st.mem_exc1.data(), pulses);
+  filter_with_pulses(work.ap, enhanced, tilted, st.mem_exc1.data(), pulses);
   preemph(st.preemphasis, tilted, 0.4f, L);
   std::copy_n(st.mem_exc2.data(), M, work.tilted);
   std::copy_n(tilted + L - M, M, st.mem_exc2.data());
@@ -86,9 +93,10 @@ void postfilter(FiveKDecoder& st, const Mode& mode, const float* A, const float*
 
 // The other one, which starts from a plain synthesis.
 void postfilter_enhanced(FiveKDecoder& st, const float* A, int T0, const float* exc,
-                         const Pulses& pulses, Work& work, float* out) {
-  filter_with_pulses(A, exc, work.reference, st.mem_syn1.data(), pulses);
-  postfilter_enhanced(st.enhanced, A, T0, work.enhanced, work.reference, out);
+                         const float* enhanced, const Pulses& pulses, float* reference,
+                         float* out) {
+  filter_with_pulses(A, exc, reference, st.mem_syn1.data(), pulses);
+  postfilter_enhanced(st.enhanced, A, T0, enhanced, reference, out);
 }
 
 void clear_absurd(FiveKDecoder& st, NarrowbandDecoderShared& shared) {
@@ -99,6 +107,31 @@ void clear_absurd(FiveKDecoder& st, NarrowbandDecoderShared& shared) {
   st.mem_exc2.fill(0.0f);
   init_preemph(st.preemphasis);
   init_agc(st.gain_control);
+}
+
+// The output side of a subframe. Whether the result was sane.
+//
+// excited  whether the total excitation is
+bool finish(FiveKDecoder& st, NarrowbandDecoderShared& shared, const Mode& mode, const float* A,
+            int T0, const float* enhanced, bool excited, const Pulses& pulses, OutputWork& work,
+            float* synth) {
+  SynthesisState& syn = st.synthesis;
+  bool sane = false;
+  if (st.enhanced.on) {
+    postfilter_enhanced(st, A, T0, syn.exc(), enhanced, pulses, work.reference, synth);
+    sane = is_sane(synth, L);
+    if (sane) high_pass(syn, synth, L);
+  } else {
+    postfilter(st, mode, A, syn.exc(), enhanced, pulses, work, synth);
+    sane = level_output(syn, st.gain_control, work.reference, synth);
+  }
+  sane = sane && excited && is_sane(work.reference, L);
+  if (!sane) {
+    set_zero(synth, L);
+    clear_absurd(st, shared);
+  }
+  shift_excitation(syn);
+  return sane;
 }
 
 // Whether the result was sane.
@@ -125,24 +158,23 @@ bool decode_subframe(FiveKDecoder& st, NarrowbandDecoderShared& shared, const Mo
   st.old_gain_pit = gain_pit;
 
   const bool mixed = mix_excitation(syn, exc, work.code, gain_pit, gain_code, work.enhanced);
-  bool sane = false;
-  if (st.enhanced.on) {
-    postfilter_enhanced(st, A, walk.lag.T0, exc, pulses, work, synth);
-    sane = is_sane(synth, L);
-    if (sane) high_pass(syn, synth, L);
-  } else {
-    postfilter(st, mode, A, exc, pulses, work, synth);
-    sane = level_output(syn, st.gain_control, work.reference, synth);
-  }
-  if (!sane || !mixed || !is_sane(work.reference, L)) {
-    set_zero(synth, L);
-    clear_absurd(st, shared);
-  }
-  shift_excitation(syn);
-  return sane;
+  return finish(st, shared, mode, A, walk.lag.T0, work.enhanced, mixed, pulses, work.output, synth);
 }
 
 }  // namespace
+
+bool finish_subframe(FiveKDecoder& st, NarrowbandDecoderShared& shared, const Mode& mode,
+                     const float* A, const float* enhanced, const Pulses& pulses, float* synth) {
+  ScratchStruct<OutputWork> work;
+  const int T0 = std::clamp(static_cast<int>(st.old_pitch / 3.0f), shortest_lag, longest_lag);
+  const bool excited = is_sane(st.synthesis.exc(), L);
+  return finish(st, shared, mode, A, T0, enhanced, excited, pulses, *work, synth);
+}
+
+void take_next(FiveKDecoder& st, const std::int32_t* prm, std::int32_t bfi_in) {
+  st.bfi = bfi_in;
+  std::copy_n(prm, FiveKDecoder::words, st.cur_prm.data());
+}
 
 void init_decoder_5k(FiveKDecoder& state, NarrowbandDecoderShared& shared) {
   state.bfi = 1;
@@ -185,8 +217,7 @@ int decoder_5k(FiveKDecoder& st, NarrowbandDecoderShared& shared, const Mode& mo
   float_to_pcm(work->frame, synth, subframes * L);
 
   st.old_bfi = st.bfi;
-  st.bfi = bfi_in;
-  std::copy_n(prm, FiveKDecoder::words, st.cur_prm.data());
+  take_next(st, prm, bfi_in);
   return cleared;
 }
 

@@ -5,6 +5,7 @@
 
 #include "bitstream/mode.h"
 #include "narrowband/decoder_state.h"
+#include "narrowband/find_F.h"
 #include "narrowband/postfilter_5k.h"
 
 namespace quel {
@@ -41,5 +42,22 @@ void init_decoder_5k(FiveKDecoder& state, NarrowbandDecoderShared& shared);
 /// Returns the subframes that ran away and were cleared.
 int decoder_5k(FiveKDecoder& state, NarrowbandDecoderShared& shared, const Mode& mode,
                const std::int32_t* prm, std::int16_t* synth, int bfi_in);
+
+/// The end of a subframe: postfilter, gain control, output high-pass; the total excitation stands
+/// in the history and moves on.
+///
+/// A         [0..10] LP filter
+/// enhanced  [0..47] excitation of the synthesis filter
+/// synth     [0..47] output
+///
+/// Whether the result was sane; where not, it is silence and the histories are cleared.
+bool finish_subframe(FiveKDecoder& state, NarrowbandDecoderShared& shared, const Mode& mode,
+                     const float* A, const float* enhanced, const Pulses& pulses, float* synth);
+
+/// Keeps the frame just received, which the next call decodes.
+///
+/// prm     [0..19]
+/// bfi_in  its erasure state
+void take_next(FiveKDecoder& state, const std::int32_t* prm, std::int32_t bfi_in);
 
 }  // namespace quel

@@ -64,12 +64,12 @@ void prefilter(WidebandEncoder& state) {
 
 /// LP analysis and spectral quantisation; Aq receives the filters of both subframes.
 void code_spectrum(WidebandEncoder& state, float* Aq, std::int32_t* prm) {
-  Scratch r(order + 1);
+  float* r = state.autocorrelation.data();
   Scratch a(order + 1);
   Scratch lsp(order);
-  autocorr16(state.prefiltered.data(), r.data(), order, span, window16.data());
-  lag_wind16(state.lag_window.data(), r.data(), order);
-  lev_dur(a.data(), r.data(), order);
+  autocorr16(state.prefiltered.data(), r, order, span, window16.data());
+  lag_wind16(state.lag_window.data(), r, order);
+  lev_dur(a.data(), r, order);
   a2lsf(a.data(), lsp.data(), state.old_lsp.data(), order);
   q_lsp(state.lsf, lsp.data(), prm);
   int_lpc(state.old_lsp.data(), lsp.data(), Aq, order);
@@ -169,6 +169,7 @@ void init_coder_wb16(WidebandEncoder& state) {
   state.mem_w.fill(0.0f);
   state.mem_target.fill(0.0f);
   state.impulse = {1.0f};
+  state.autocorrelation.fill(0.0f);
   state.last_filter = wideband::flat_filter;
   state.last_prefilter = wideband::flat_filter;
   state.old_lsp = wideband::neutral_lsp();

@@ -27,6 +27,7 @@ struct WidebandEncoder {
   std::array<float, 16> mem_w{};            ///< outputs of the weighting filter
   std::array<float, 16> mem_target{};       ///< weighted error at the last subframe's end
   std::array<float, 1 + 80> impulse{1.0f};  ///< input of the impulse response
+  std::array<float, 17> autocorrelation{};  ///< of the last span, lag-windowed; voice activity
   std::array<float, 17> last_filter = wideband::flat_filter;  ///< last frame's, of subframe 2
   std::array<float, 17> last_prefilter = wideband::flat_filter;
   std::array<float, 16> old_lsp = wideband::neutral_lsp();  ///< last frame's quantised pairs

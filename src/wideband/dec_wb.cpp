@@ -79,16 +79,6 @@ Voicing decode_excitation(WidebandDecoder& state, const std::int32_t* words, int
   return {T0, gain_pit};
 }
 
-/// Forgets what fed a subframe that ran away; predictors, lags and the random generator go on.
-void clear_histories(WidebandDecoder& state) {
-  state.exc.fill(0.0f);
-  state.mem_syn.fill(0.0f);
-  state.pitch_postfilter.past.fill(0.0f);
-  state.mem_post.fill(0.0f);
-  state.gains.past_gain_pit = 0.0f;
-  state.gains.past_gain_code = 0.0f;
-}
-
 }  // namespace
 
 void init_decod_wb(WidebandDecoder& state) {
@@ -99,6 +89,39 @@ void init_decod_wb(WidebandDecoder& state) {
   state.last_filter = wideband::flat_filter;
   state.last_postfilter = wideband::flat_filter;
   state.old_lsp = wideband::neutral_lsp();
+}
+
+void clear_absurd(WidebandDecoder& state) {
+  state.exc.fill(0.0f);
+  state.mem_syn.fill(0.0f);
+  state.pitch_postfilter.past.fill(0.0f);
+  state.mem_post.fill(0.0f);
+  state.gains.past_gain_pit = 0.0f;
+  state.gains.past_gain_code = 0.0f;
+}
+
+bool finish_subframe16(WidebandDecoder& state, const float* A, const float* Aw, int k, int lag,
+                       float gain_pit, float* heard) {
+  const float* exc = state.exc.data() + WidebandDecoder::past + k * subframe;
+  const wideband::OutputFilters filters = {A, Aw, k == 0 ? state.last_postfilter.data() : nullptr,
+                                           state.mem_syn.data(), state.mem_post.data()};
+  const bool sane = state.pitch_postfilter.on
+                        ? wideband::synthesize_enhanced(filters, state.pitch_postfilter, lag,
+                                                        gain_pit, exc, heard)
+                        : wideband::synthesize_output(filters, exc, heard);
+  if (sane && is_sane(exc, subframe)) return true;
+  clear_absurd(state);
+  std::fill_n(heard, subframe, 0.0f);
+  return false;
+}
+
+void finish_frame16(WidebandDecoder& state, const float* A, const float* Aw, const float* synth,
+                    std::int16_t* out) {
+  std::copy(state.exc.begin() + frame, state.exc.end(), state.exc.begin());
+  std::copy_n(Aw, order + 1, state.last_postfilter.begin());
+  std::copy_n(A, order + 1, state.last_filter.begin());
+  if (!is_sane(state.mem_post.data(), order)) state.mem_post.fill(0.0f);
+  float_to_pcm(synth, out, frame);
 }
 
 int decod_wb(WidebandDecoder& state, const std::int32_t* prm, std::int16_t* out, int bad_lsf_ind,
@@ -113,31 +136,17 @@ int decod_wb(WidebandDecoder& state, const std::int32_t* prm, std::int16_t* out,
   int_lpc(state.old_lsp.data(), work->lsp, work->Az[0], order);
   std::copy_n(work->lsp, order, state.old_lsp.begin());
   weight_a(state.last_filter.data(), work->Aw, post_gamma, order);
-  std::array<bool, 2> ran_away{};
-  for (std::size_t k = 0; k < 2; ++k) {
-    const int i = static_cast<int>(k) * subframe;
-    const float* exc = state.exc.data() + WidebandDecoder::past + i;
-    const Voicing voicing = decode_excitation(state, prm + 7 + 8 * k, i, bfi, lag_lost, work->code);
-    const wideband::OutputFilters filters = {work->Az[k], work->Aw,
-                                             k == 0 ? state.last_postfilter.data() : nullptr,
-                                             state.mem_syn.data(), state.mem_post.data()};
-    float* const heard = work->synth + i;
-    const bool sane =
-        state.pitch_postfilter.on
-            ? wideband::synthesize_enhanced(filters, state.pitch_postfilter, voicing.lag,
-                                            voicing.gain, exc, heard)
-            : wideband::synthesize_output(filters, exc, heard);
-    ran_away[k] = !sane || !is_sane(exc, subframe);
-    if (!ran_away[k]) continue;
-    clear_histories(state);
-    std::fill_n(heard, subframe, 0.0f);
+  int cleared = 0;
+  for (int k = 0; k < 2; ++k) {
+    const std::int32_t* words = prm + 7 + 8 * k;
+    const Voicing voicing =
+        decode_excitation(state, words, k * subframe, bfi, lag_lost, work->code);
+    const bool sane = finish_subframe16(state, work->Az[k], work->Aw, k, voicing.lag, voicing.gain,
+                                        work->synth + k * subframe);
+    if (!sane) ++cleared;
   }
-  std::copy(state.exc.begin() + frame, state.exc.end(), state.exc.begin());
-  std::copy_n(work->Aw, order + 1, state.last_postfilter.begin());
-  std::copy_n(work->Az[1], order + 1, state.last_filter.begin());
-  if (!is_sane(state.mem_post.data(), order)) state.mem_post.fill(0.0f);
-  float_to_pcm(work->synth, out, frame);
-  return ran_away[0] + ran_away[1];
+  finish_frame16(state, work->Az[1], work->Aw, work->synth, out);
+  return cleared;
 }
 
 }  // namespace quel

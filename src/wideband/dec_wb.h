@@ -50,4 +50,27 @@ void init_decod_wb(WidebandDecoder& state);
 int decod_wb(WidebandDecoder& state, const std::int32_t* prm, std::int16_t* out,
              int bad_lsf_ind = 0, int bad_pitch_ind = 0);
 
+/// Forgets what fed a subframe that ran away; predictors, lags and the random generator go on.
+void clear_absurd(WidebandDecoder& state);
+
+/// The output side of subframe k: synthesis, pitch postfilter where it is on, and the inverse of the
+/// encoder's pre-filter; in the first subframe the last frame's inverse fades into this one's.
+///
+/// A, Aw          [0..16] synthesis filter of the subframe; inverse pre-filter of the frame
+/// k              0, 1
+/// lag, gain_pit  as postfilter_pitch takes them
+/// heard          [0..79]
+///
+/// Its excitation stands behind the history. Whether all of it was sane; where not, the output is
+/// silence and the histories are cleared.
+bool finish_subframe16(WidebandDecoder& state, const float* A, const float* Aw, int k, int lag,
+                       float gain_pit, float* heard);
+
+/// Ends a frame: the excitation moves on, and the filters are kept for the next one.
+///
+/// A, Aw  [0..16] synthesis filter of the last subframe; inverse pre-filter of the frame
+/// synth  [0..159] what was heard
+void finish_frame16(WidebandDecoder& state, const float* A, const float* Aw, const float* synth,
+                    std::int16_t* out);
+
 }  // namespace quel

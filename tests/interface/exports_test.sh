@@ -47,6 +47,8 @@ quel_encoder_destroy
 quel_encoder_effort
 quel_encoder_reset
 quel_encoder_flavor
+quel_encoder_voice_active
+quel_encoder_unit_needed
 quel_encode
 quel_encode_units_bytes
 quel_encode_units

@@ -68,7 +68,7 @@ class StreamUnits : public ::testing::TestWithParam<std::tuple<int, Concealment>
     int burst = 0;
     for (auto& frame : received) {
       if (burst == 0 && random.integer(0, 9) == 0) burst = random.integer(1, 9);
-      frame = burst > 0 ? 0 : static_cast<std::uint8_t>(random.integer(1, 255));
+      frame = burst > 0 ? 0 : static_cast<std::uint8_t>(random.integer(1, 127));
       burst = std::max(0, burst - 1);
     }
     return received;
