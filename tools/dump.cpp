@@ -8,6 +8,7 @@
 #include <quelcodec/quelcodec.hpp>
 
 #include "tools/eval_text.h"
+#include "tools/file_error.h"
 #include "tools/frame_analyser.h"
 #include "tools/ogg_info.h"
 #include "tools/ogg_pages.h"
@@ -44,6 +45,9 @@ void read_layout(std::span<const std::uint8_t> file, FileFrame& frame) {
 OggInfo info_of(std::span<const std::uint8_t> file, const std::string& name) {
   MemorySource source(file);
   OggReader reader(source, name);
+  if (reader.head().unsent) {
+    throw FileError(name, "may lack units that were not sent, for which a dump has no place");
+  }
   return read_info(reader);
 }
 

@@ -31,6 +31,7 @@ std::string text_of(const EncodeCommand& command) {
   }
   if (!command.channel.empty()) text += " channel=" + command.channel;
   if (s.gain_db != 0.0) text += " gain=" + shortest(s.gain_db);
+  if (s.dtx) text += " dtx";
   text += s.raw ? " bare" : " packet=" + std::to_string(s.packet_ms);
   if (!s.raw && s.page_ms != EncodeSettings().page_ms) text += " page=" + std::to_string(s.page_ms);
   if (!s.source_tags) text += " no-tags";
@@ -75,7 +76,7 @@ void check_command(EncodeCommand& command, const CLI::App& app) {
       throw CLI::ValidationError(option, "needs --raw-rate");
     }
   }
-  for (const char* option : {"--comment", "--no-tags", "--packet-ms", "--page-ms"}) {
+  for (const char* option : {"--comment", "--dtx", "--no-tags", "--packet-ms", "--page-ms"}) {
     if (command.settings.raw && app.count(option) > 0) {
       throw CLI::ValidationError(option, "has no place among bare coded units (--raw)");
     }
@@ -107,6 +108,9 @@ CLI::App* add_encode_command(CLI::App& app, EncodeCommand& command) {
           "into a file of its own, call.1.quel and call.2.quel where call.quel is asked for")
       ->option_text("N|each");
   add_gain_option(*encode, settings.gain_db);
+  encode->add_flag("--dtx", settings.dtx,
+                   "leave out the pauses: one unit in 160 ms of background is kept, and decoding "
+                   "puts noise like it between");
   add_comment_option(*encode, settings.tags);
   encode->add_flag("--no-tags", command.no_tags,
                    "leave out what the input says of itself: title, artist, date and the like");

@@ -3,6 +3,7 @@
 #include <quelcodec/quelcodec.h>
 
 #include <CLI/CLI.hpp>
+#include <cmath>
 #include <exception>
 #include <optional>
 #include <ostream>
@@ -31,6 +32,14 @@ double overhead_percent(const OggInfo& info) {
   return 100.0 * (info.gross_bit_rate / info.net_bit_rate - 1.0);
 }
 
+std::string unsent_text(const OggReport& report) {
+  const std::uint64_t all = report.units + report.unsent_units;
+  const double share =
+      all == 0 ? 0.0 : 100.0 * static_cast<double>(report.unsent_units) / static_cast<double>(all);
+  return std::to_string(report.unsent_units) + " of " + counted(all, "unit") + ", " +
+         fixed(share, 1) + " %";
+}
+
 OggInfo read(const std::string& path) {
   FileSource source(path);
   OggReader reader(source, shown(path));
@@ -51,9 +60,11 @@ std::string info_text(const std::string& name, const OggInfo& info) {
   line("source",
        head.input_rate == 0 ? "of unknown rate" : std::to_string(head.input_rate) + " Hz");
   line("net rate", fixed(info.net_bit_rate, 0) + " bit/s");
+  const double overhead = info.samples == 0 ? 0.0 : overhead_percent(info);
   line("gross rate", info.samples == 0 ? "none"
                                        : fixed(info.gross_bit_rate, 0) + " bit/s, " +
-                                             fixed(overhead_percent(info), 2) + " % more");
+                                             fixed(std::abs(overhead), 2) +
+                                             (overhead < 0.0 ? " % less" : " % more"));
   line("delay", std::to_string(info.delay) + " samples, " +
                     fixed(1000.0 * info.delay / info.rate, 1) + " ms");
   line("skipped", std::to_string(head.pre_skip) + " samples at the start");
@@ -69,6 +80,7 @@ std::string info_text(const std::string& name, const OggInfo& info) {
     }
     line("tag", printable(key) + "=" + printable(value));
   }
+  if (head.unsent) line("not sent", unsent_text(info.report));
   line("damage", damage_text(info.report));
   if (info.report.foreign_pages > 0) {
     line("beside", counted(info.report.foreign_pages, "page") + " of other streams");
@@ -102,6 +114,7 @@ std::string info_json(const std::string& name, const OggInfo& info) {
          ",\"behaviour\":" + (behaviour ? std::to_string(*behaviour) : "null") +
          ",\"encoder\":" + json_string(info.tags.encoder) + ",\"tags\":[" + tags + "]" +
          ",\"bytes\":" + number(report.bytes) + ",\"units\":" + number(report.units) +
+         ",\"unsent_units\":" + number(report.unsent_units) +
          ",\"damaged\":" + (report.damaged() ? "true" : "false") +
          ",\"complete\":" + (report.complete ? "true" : "false") +
          ",\"lost_units\":" + number(report.lost_units) + ",\"holes\":" + number(report.holes) +

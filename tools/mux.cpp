@@ -104,6 +104,10 @@ void run_mux(const MuxJob& job) {
 bool run_demux(const DemuxJob& job, std::ostream& log) {
   FileSource source(job.input);
   OggReader reader(source, shown(job.input));
+  if (reader.head().unsent) {
+    throw FileError(shown(job.input),
+                    "may lack units that were not sent, for which bare units have no place");
+  }
   OutputFile output(job.output, job.force, job.input);
   const std::vector<std::uint8_t> zeros(
       static_cast<std::size_t>(check(quel_bytes_per_unit(reader.head().flavor))));

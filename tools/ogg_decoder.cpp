@@ -15,6 +15,11 @@ Concealment stream_concealment(OggConcealment concealment) {
   return concealment == OggConcealment::deferred ? Concealment::deferred : Concealment::immediate;
 }
 
+// The frames that nothing has to be made up for.
+std::uint32_t not_lost(std::uint32_t received) {
+  return received == QUEL_NOT_SENT ? QUEL_ALL_RECEIVED : received;
+}
+
 }  // namespace
 
 int ogg_preroll(int flavor) {
@@ -96,6 +101,11 @@ bool OggDecoder::advance() {
   }
   --event_.units;
   ++units_;
+  if (event_.kind == OggEvent::Kind::unsent) {
+    frames_ += static_cast<std::uint64_t>(frames_per_unit_);
+    decode_told({}, QUEL_NOT_SENT);
+    return true;
+  }
   decode(event_.bytes.first(unit_bytes_));
   event_.bytes = event_.bytes.subspan(unit_bytes_);
   return true;
@@ -109,12 +119,17 @@ void OggDecoder::decode(std::span<const std::uint8_t> unit) {
     lost_ += lost ? 1 : 0;
     received |= (lost ? 0u : 1u) << frame;
   }
+  decode_told(unit, received);
+}
+
+// received  as Decoder::decode takes it
+void OggDecoder::decode_told(std::span<const std::uint8_t> unit, std::uint32_t received) {
   if (options_.concealment == OggConcealment::deferred) {
     decode_deferred(unit, received);
     return;
   }
   ahead_ = Pcm(pcm_).first(decoder_.decode(unit, received, pcm_));
-  if (options_.concealment == OggConcealment::none) mute_lost(received);
+  if (options_.concealment == OggConcealment::none) mute_lost(not_lost(received));
 }
 
 // The stream gives its made-up frames and then the received one. Silence goes between them: flavor
@@ -122,7 +137,7 @@ void OggDecoder::decode(std::span<const std::uint8_t> unit) {
 void OggDecoder::decode_deferred(std::span<const std::uint8_t> unit, std::uint32_t received) {
   std::uint64_t excess = 0;
   for (int frame = 0; frame < frames_per_unit_; ++frame) {
-    if ((received >> frame & 1u) == 0) {
+    if ((not_lost(received) >> frame & 1u) == 0) {
       ++missing_;
       continue;
     }

@@ -53,6 +53,7 @@ class OggDecoder {
 
   bool advance();
   void decode(std::span<const std::uint8_t> unit);
+  void decode_told(std::span<const std::uint8_t> unit, std::uint32_t received);
   void decode_deferred(std::span<const std::uint8_t> unit, std::uint32_t received);
   void mute_lost(std::uint32_t received);
   Pcm take_silence();

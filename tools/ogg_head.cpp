@@ -15,7 +15,8 @@ namespace quel::tools {
 namespace {
 
 constexpr std::array<std::uint8_t, 8> magic = {'Q', 'u', 'e', 'l', 'H', 'e', 'a', 'd'};
-constexpr std::size_t head_bytes = 21;
+constexpr std::size_t head_bytes = 21, newest_head_bytes = 22;
+constexpr std::uint8_t flag_unsent = 1;
 constexpr int major_version = OggHead::ogg_newest_version >> 4;
 constexpr std::uint8_t channels = 1;
 constexpr std::uint32_t lowest_rate = 1000, highest_rate = 1000000;
@@ -42,11 +43,13 @@ void check_version(const std::string& name, std::uint8_t version) {
 
 // A newer minor version may add fields behind ours.
 void check_size(const std::string& name, std::span<const std::uint8_t> packet) {
-  const bool newer =
-      packet.size() > magic.size() && packet[magic.size()] > OggHead::ogg_newest_version;
-  if (packet.size() == head_bytes || (newer && packet.size() > head_bytes)) return;
+  const std::uint8_t version =
+      packet.size() > magic.size() ? packet[magic.size()] : OggHead::ogg_plain_version;
+  const std::size_t due = version == OggHead::ogg_plain_version ? head_bytes : newest_head_bytes;
+  const bool newer = version > OggHead::ogg_newest_version;
+  if (packet.size() == due || (newer && packet.size() > due)) return;
   throw FileError(name, "its header has " + std::to_string(packet.size()) + " bytes instead of " +
-                            std::to_string(head_bytes));
+                            std::to_string(due));
 }
 
 }  // namespace
@@ -61,13 +64,14 @@ OggHead make_head(int flavor, std::uint32_t input_rate) {
 
 std::vector<std::uint8_t> pack_head(const OggHead& head) {
   std::vector<std::uint8_t> packet(magic.begin(), magic.end());
-  packet.push_back(head.version);
+  packet.push_back(head.unsent ? OggHead::ogg_newest_version : OggHead::ogg_plain_version);
   packet.push_back(channels);
   append_little_endian(packet, head.bitstream, 2);
   append_little_endian(packet, head.input_rate, 4);
   append_little_endian(packet, head.pre_skip, 2);
   append_little_endian(packet, 0, 2);  // gain
   packet.push_back(static_cast<std::uint8_t>(head.flavor));
+  if (head.unsent) packet.push_back(flag_unsent);
   return packet;
 }
 
@@ -108,6 +112,7 @@ OggHead unpack_head(const std::string& name, std::span<const std::uint8_t> packe
   if (const std::uint64_t gain = little_endian(packet.subspan(18, 2)); gain != 0) {
     refuse("it asks for a gain of " + decibels(gain) + "; there can be none");
   }
+  head.unsent = packet.size() > head_bytes && (packet[21] & flag_unsent) != 0;
   return head;
 }
 

@@ -16,9 +16,11 @@ struct OggHead {
   std::uint16_t pre_skip = 0;    ///< decoded samples ahead of the source's first
   /// What the units mean; this library's where nobody says otherwise.
   std::uint16_t bitstream = static_cast<std::uint16_t>(quel_bitstream());
-  std::uint8_t version = ogg_newest_version;  ///< major in the high nibble, minor in the low one
+  /// Units may be missing on purpose. Such a stream's version is 1.1, every other one's 1.0.
+  bool unsent = false;
+  std::uint8_t version = ogg_plain_version;  ///< major in the high nibble, minor in the low one
 
-  static constexpr std::uint8_t ogg_newest_version = 0x10;
+  static constexpr std::uint8_t ogg_plain_version = 0x10, ogg_newest_version = 0x11;
 };
 
 /// The header of a new stream, pre_skip being the flavor's delay.

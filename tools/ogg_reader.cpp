@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "tools/file_error.h"
+#include "tools/ogg_units.h"
 
 namespace quel::tools {
 namespace {
@@ -98,14 +99,20 @@ OggEvent OggReader::next() {
       return {OggEvent::Kind::lost, lost, {}};
     }
     while (packet_ < page_.packets.size()) {
-      auto bytes = page_.packets[packet_++];
-      const std::uint64_t units = bytes.size() / unit_bytes_;
-      const std::uint64_t before = std::min(units, position_ - start_);  // after a seek
-      start_ += units;
-      if (before == units) continue;
-      bytes = bytes.subspan(static_cast<std::size_t>(before * unit_bytes_));
+      UnitRun run = run_at(page_.packets[packet_], unit_bytes_, in_packet_);
+      in_packet_ += run.units;
+      if (run.units == 0) {
+        ++packet_;
+        in_packet_ = 0;
+        continue;
+      }
+      const std::uint64_t before = std::min(run.units, position_ - start_);  // after a seek
+      start_ += run.units;
+      if (before == run.units) continue;
       position_ = start_;
-      return {OggEvent::Kind::units, units - before, bytes};
+      if (!run.sent) return {OggEvent::Kind::unsent, run.units - before, {}};
+      run.bytes = run.bytes.subspan(static_cast<std::size_t>(before * unit_bytes_));
+      return {OggEvent::Kind::units, run.units - before, run.bytes};
     }
     if (!(index_ ? indexed_page() : next_page())) return {};
   }
@@ -167,6 +174,7 @@ std::uint64_t OggReader::seek(std::uint64_t sample) {
                                     index_->begin());
   page_.packets.clear();
   packet_ = 0;
+  in_packet_ = 0;
   start_ = position_;
   return position_;
 }
@@ -174,6 +182,7 @@ std::uint64_t OggReader::seek(std::uint64_t sample) {
 bool OggReader::indexed_page() {
   page_.packets.clear();
   packet_ = 0;
+  in_packet_ = 0;
   if (entry_ == index_->size()) return false;
   const IndexEntry& entry = (*index_)[entry_++];
   start_ = entry.start;

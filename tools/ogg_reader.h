@@ -17,9 +17,10 @@ namespace quel::tools {
 /// What comes next in a stream.
 struct OggEvent {
   enum class Kind {
-    units,  ///< coded units in `bytes`
-    lost,   ///< units that never came
-    end     ///< nothing follows, now or later
+    units,   ///< coded units in `bytes`
+    unsent,  ///< units that the sender left out on purpose
+    lost,    ///< units that never came
+    end      ///< nothing follows, now or later
   };
   Kind kind = Kind::end;
   std::uint64_t units = 0;              ///< how many; 0 at the end
@@ -101,10 +102,11 @@ class OggReader {
   std::uint32_t serial_ = 0;
   bool data_seen_ = false;  // a page that starts no stream
 
-  OggPage page_;             // the last one taken
-  bool page_waits_ = false;  // taken while looking for comments
-  std::uint64_t start_ = 0;  // unit at which page_ starts
-  std::size_t packet_ = 0;   // of page_, to be given next
+  OggPage page_;                 // the last one taken
+  bool page_waits_ = false;      // taken while looking for comments
+  std::uint64_t start_ = 0;      // unit at which page_ starts
+  std::size_t packet_ = 0;       // of page_, to be given next
+  std::uint64_t in_packet_ = 0;  // its units that were given
   std::uint64_t position_ = 0;
   std::uint64_t placed_ = 0;  // unit after the last placed page
   std::uint32_t number_ = 0;  // of the last placed page, or of the headers

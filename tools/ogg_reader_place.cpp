@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "tools/ogg_reader.h"
+#include "tools/ogg_units.h"
 
 namespace quel::tools {
 namespace {
@@ -14,7 +15,8 @@ constexpr std::uint64_t lost_seconds = 3600;
 /// lies throughout may not claim any amount.
 constexpr std::uint64_t agreed_lost_seconds = 24 * 3600;
 /// Bytes of packets on a page, at most.
-constexpr std::uint64_t longest_body = 255 * 255;
+constexpr std::uint64_t most_segments = 255;
+constexpr std::uint64_t longest_body = most_segments * 255;
 
 }  // namespace
 
@@ -23,8 +25,9 @@ std::optional<std::uint64_t> OggReader::count_units() const {
   if (!page_.self_contained) return {};
   std::uint64_t units = 0;
   for (const auto& packet : page_.packets) {
-    if (packet.empty() || packet.size() % unit_bytes_ != 0) return {};
-    units += packet.size() / unit_bytes_;
+    const auto counted = tools::count_units(packet, unit_bytes_, head_.unsent);
+    if (!counted) return {};
+    units += *counted;
   }
   return units;
 }
@@ -49,9 +52,12 @@ bool OggReader::bearable(const Place& place) const {
   if (page_.number > number_) {
     // The units of an unsound page are lost themselves.
     const std::uint64_t pages = page_.number - number_ - (place.sound ? 1u : 0u);
-    if (lost > pages * longest_body / unit_bytes_) return false;
+    const std::uint64_t most =
+        head_.unsent ? most_segments * most_mapped_units : longest_body / unit_bytes_;
+    if (lost > pages * most) return false;
   }
-  const std::uint64_t held = report_.units + pages_.skipped_bytes() / unit_bytes_;
+  const std::uint64_t held =
+      report_.units + report_.unsent_units + pages_.skipped_bytes() / unit_bytes_;
   return report_.lost_units - agreed_lost_ + lost <= units_in(lost_seconds) + held;
 }
 
@@ -109,6 +115,17 @@ void OggReader::settle(const Place& place) {
   if (lost > 0) ++report_.holes;
   report_.lost_units += lost;
   report_.units += units;
+  for (const auto& packet : page_.packets) {
+    for (std::uint64_t at = 0;;) {
+      const UnitRun run = run_at(packet, unit_bytes_, at);
+      if (run.units == 0) break;
+      if (!run.sent) {
+        report_.units -= run.units;
+        report_.unsent_units += run.units;
+      }
+      at += run.units;
+    }
+  }
   // An end cuts into its own page; sound that was given out before is not taken back.
   const std::uint64_t given_out = units + lost > 0 ? 0 : placed_ * unit_samples_;
   if (page_.last && place.sound && samples < given_out) ++report_.misplaced_pages;
@@ -116,6 +133,7 @@ void OggReader::settle(const Place& place) {
   placed_ = place.end;
   number_ = page_.number;
   packet_ = 0;
+  in_packet_ = 0;
   if (page_.last) {
     end_ = std::max(samples, given_out);
     ended_ = report_.complete = true;

@@ -9,6 +9,7 @@ namespace quel::tools {
 /// What a reader found in a coded stream on the way so far.
 struct OggReport {
   std::uint64_t units = 0;            ///< received
+  std::uint64_t unsent_units = 0;     ///< left out on purpose
   std::uint64_t lost_units = 0;       ///< in holes between received ones
   std::uint64_t holes = 0;            ///< runs of lost units
   std::uint64_t damaged_pages = 0;    ///< whose checksum is wrong or which are cut short

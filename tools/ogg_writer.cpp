@@ -9,6 +9,8 @@
 #include <string>
 #include <utility>
 
+#include "tools/ogg_units.h"
+
 namespace quel::tools {
 namespace {
 
@@ -75,6 +77,7 @@ OggWriter::OggWriter(Sink sink, const OggHead& head, const OggTags& tags,
       options.packet_units.value_or(nearest_count(options.packet_ms, rate, unit_samples_)));
   page_packets_ = static_cast<std::size_t>(options.page_packets.value_or(
       nearest_count(options.page_ms, rate, packet_units_ * unit_samples_)));
+  if (head.unsent) packet_units_ = std::min<std::size_t>(packet_units_, most_mapped_units / 2);
   if (packet_units_ < 1 || packet_units_ > ogg_max_packet / unit_bytes_ || page_packets_ < 1) {
     throw std::invalid_argument("no packet or page holds so many units");
   }
@@ -88,17 +91,29 @@ OggWriter::~OggWriter() = default;
 
 void OggWriter::write(std::span<const std::uint8_t> unit) {
   if (unit.size() != unit_bytes_) throw std::invalid_argument("a coded unit of the wrong size");
+  start_unit();
+  packet_.insert(packet_.end(), unit.begin(), unit.end());
+  sent_.push_back(true);
+  ++units_;
+}
+
+void OggWriter::write_unsent() {
+  if (!head_.unsent) throw std::invalid_argument("a unit that was not sent, which nobody expects");
+  start_unit();
+  sent_.push_back(false);
+  ++units_;
+}
+
+void OggWriter::start_unit() {
   if (units_ == 0) {
     stream_->put(tags_, 0, false, false);
     flush_page();
   }
   // Only with the next unit at hand is it known that a full packet is not the last one.
-  if (packet_.size() == packet_units_ * unit_bytes_) {
-    close_packet(static_cast<std::int64_t>(units_ * unit_samples_), false);
-    if (packets_ == page_packets_) flush_page();
-  }
-  packet_.insert(packet_.end(), unit.begin(), unit.end());
-  ++units_;
+  // A packet holds a unit that was sent, so it may have to wait for one.
+  if (sent_.size() < packet_units_ || packet_.empty()) return;
+  close_packet(static_cast<std::int64_t>(units_ * unit_samples_), false);
+  if (packets_ == page_packets_) flush_page();
 }
 
 void OggWriter::finish(std::uint64_t samples) {
@@ -116,10 +131,12 @@ void OggWriter::finish(std::uint64_t samples) {
 
 // Every packet lies on one page, so that a damaged page costs nothing beyond itself.
 void OggWriter::close_packet(std::int64_t granule, bool last) {
-  const std::size_t segments = packet_.size() / 255 + 1;
+  std::vector<std::uint8_t> packet = pack_units(sent_, packet_);
+  const std::size_t segments = packet.size() / 255 + 1;
   if (segments_ + segments > max_segments) flush_page();
-  stream_->put(packet_, granule, false, last);
+  stream_->put(packet, granule, false, last);
   packet_.clear();
+  sent_.clear();
   ++packets_;
   segments_ += segments;
 }

@@ -45,6 +45,10 @@ class OggWriter {
   /// Appends one coded unit. Throws std::invalid_argument where it has not a unit's size.
   void write(std::span<const std::uint8_t> unit);
 
+  /// Appends one that was not sent. Throws std::invalid_argument where the head does not allow for
+  /// such, or too many come in a row.
+  void write_unsent();
+
   /// Writes the last page.
   ///
   /// samples  of the source at the flavor's rate; unit_count(head, samples) units must have been
@@ -53,6 +57,7 @@ class OggWriter {
 
  private:
   struct Stream;
+  void start_unit();
   void close_packet(std::int64_t granule, bool last);
   void flush_page();
 
@@ -64,7 +69,8 @@ class OggWriter {
   std::size_t page_packets_;  // in a full page
   std::unique_ptr<Stream> stream_;
   std::vector<std::uint8_t> tags_;    // written with the first data or at the end
-  std::vector<std::uint8_t> packet_;  // being filled
+  std::vector<std::uint8_t> packet_;  // units of the packet being filled
+  std::vector<bool> sent_;            // for each unit of that packet
   std::size_t packets_ = 0;           // on the page being filled
   std::size_t segments_ = 0;          // of these
   std::uint64_t units_ = 0;

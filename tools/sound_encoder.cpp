@@ -62,6 +62,8 @@ class SoundEncoder::UnitWriter {
     if (output_.live()) output_.flush();
   }
 
+  void write_unsent() { ogg_->write_unsent(); }
+
   void finish(std::uint64_t samples) {
     if (ogg_) ogg_->finish(samples);
     output_.commit();
@@ -93,6 +95,7 @@ SoundEncoder::SoundEncoder(const EncodeSettings& settings, const AudioSource& so
                                settings.effort.value_or(default_effort(head_.flavor)))),
       pcm_(encoder_.samples_per_unit()),
       unit_(encoder_.bytes_per_unit()) {
+  head_.unsent = settings.dtx;
   OggTags tags = settings.tags;
   if (settings.source_tags && !settings.raw) tag_notes_ = add_source_tags(tags, source.tags());
   writer_ = std::make_unique<UnitWriter>(settings, head_, tags, output);
@@ -116,6 +119,7 @@ void SoundEncoder::finish() {
     std::fill(pcm_.begin() + static_cast<std::ptrdiff_t>(filled_), pcm_.end(), std::int16_t{0});
     code_unit();
   }
+  if (waits_) writer_->write(unit_);
   writer_->finish(samples_);
 }
 
@@ -139,8 +143,10 @@ void SoundEncoder::code_ready() {
 }
 
 void SoundEncoder::code_unit() {
+  if (waits_) writer_->write_unsent();
   encoder_.encode(pcm_, unit_);
-  writer_->write(unit_);
+  waits_ = head_.unsent && !encoder_.unit_needed();
+  if (!waits_) writer_->write(unit_);
   ++units_;
   filled_ = 0;
 }

@@ -27,6 +27,7 @@ struct EncodeSettings {
   int packet_ms = 240;      ///< 1..10000
   int page_ms = 2000;       ///< 1..60000
   bool raw = false;         ///< bare coded units
+  bool dtx = false;         ///< leave out units that a decoder can do without; not with `raw`
   bool source_tags = true;  ///< what the source says of itself goes into the file
 };
 
@@ -77,6 +78,7 @@ class SoundEncoder {
   std::unique_ptr<UnitWriter> writer_;
   std::uint64_t samples_ = 0;
   std::uint64_t units_ = 0;
+  bool waits_ = false;  // unit_ need not be sent, unless it is the last
   std::vector<float> level_, ready_;
   std::vector<std::int16_t> pcm_;  // of the unit that is being filled
   std::size_t filled_ = 0;         // of these

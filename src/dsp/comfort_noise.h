@@ -16,8 +16,8 @@ struct Background {
 /// Memory of a decoder for frames that were not sent: what the background was in the frames that
 /// were, and what is played of it. One per stream; a reset makes it anew.
 struct ComfortNoise {
-  Background heard;          ///< average over the frames received last
-  Background played;         ///< the frame played last, on its way to `heard`
+  Background heard;         ///< average over the frames received last
+  Background played;        ///< the frame played last, on its way to `heard`
   std::int32_t frames = 0;  ///< that `heard` is made of; counts no further than it matters
   std::int32_t in_row = 0;  ///< received since the last one that was not sent, or since the start
   std::uint32_t random = 1;

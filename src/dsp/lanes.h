@@ -29,8 +29,6 @@
 #endif
 
 #define QUEL_INLINE static inline __attribute__((always_inline))
-#define QUEL_MEMBER __attribute__((always_inline))
-
 #define QUEL_MEMBER inline __attribute__((always_inline))
 
 namespace quel::QUEL_SET {

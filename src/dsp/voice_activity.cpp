@@ -14,15 +14,16 @@ using Bands = VoiceActivity::Bands;
 
 // Chosen on recorded speech with pauses, in white and pink noise and babble at 5 to 20 dB, so that
 // less than a hundredth of the speech is missed.
-// Excess over what the background itself has, dB. Of twice the band speech fills a smaller part.
-constexpr float threshold = 0.13f, threshold_wide = 0.04f;
-constexpr float lag_weight = 1.5f;     // dB for a lag gain that is 1 above the background's
-constexpr float lag_margin = 0.2f;     // of the lag gain
-constexpr float floor_of_least = 1.6f; // mean over least power of 1.6 s of steady noise
+// Excess over what the background itself has, dB per millisecond of a frame: more frames in a
+// second are more chances to find speech, and to be wrong.
+constexpr float threshold = 0.0048f;
+constexpr float lag_weight = 1.5f;      // dB for a lag gain that is 1 above the background's
+constexpr float lag_margin = 0.2f;      // of the lag gain
+constexpr float floor_of_least = 1.6f;  // mean over least power of 1.6 s of steady noise
 constexpr int recent_ms = 42, floor_ms = 160, habit_ms = 900, peak_ms = 5000;
 constexpr int window_ms = 200;
-constexpr int first_windows = 4;       // that have to be there before their least is believed
-constexpr int short_burst_ms = 70;     // shorter ones are chance, most of the time
+constexpr int first_windows = 4;    // that have to be there before their least is believed
+constexpr int short_burst_ms = 70;  // shorter ones are chance, most of the time
 constexpr int short_hangover_ms = 40;
 constexpr int hangover_ms = 250, faint_hangover_ms = 400;  // the latter on top, in loud noise
 constexpr float faint_peak = 4.0f, strong_peak = 10.0f;    // dB
@@ -139,8 +140,7 @@ void raise_floor(VoiceActivity& st, int milliseconds) {
 // Words end faintly, and the more of the end is lost in noise the louder that is.
 int hangover(const VoiceActivity& st) {
   if (st.burst < short_burst_ms) return short_hangover_ms;
-  const float faint =
-      std::clamp((strong_peak - st.peak) / (strong_peak - faint_peak), 0.0f, 1.0f);
+  const float faint = std::clamp((strong_peak - st.peak) / (strong_peak - faint_peak), 0.0f, 1.0f);
   return hangover_ms + static_cast<int>(faint * static_cast<float>(faint_hangover_ms));
 }
 
@@ -157,7 +157,7 @@ bool hear_voice(VoiceActivity& st, const VoiceFrame& frame) {
   const float voiced = std::max(0.0f, frame.lag_gain - st.usual_gain - lag_margin);
   approach(st.peak, 0.0f, share(ms, peak_ms));
   st.peak = std::max(st.peak, above);
-  const float least = st.restless + (frame.order == max_order ? threshold_wide : threshold);
+  const float least = st.restless + threshold * static_cast<float>(ms);
   if (above + lag_weight * voiced > least) {
     st.burst = std::min(st.burst + ms, short_burst_ms);
     st.hangover = std::max(st.hangover, hangover(st));

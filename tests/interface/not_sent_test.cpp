@@ -23,9 +23,7 @@ class NotSent : public ::testing::TestWithParam<int> {
  protected:
   int flavor() const { return GetParam(); }
   int rate() const { return quel_sampling_rate(flavor()); }
-  std::size_t samples() const {
-    return static_cast<std::size_t>(quel_samples_per_unit(flavor()));
-  }
+  std::size_t samples() const { return static_cast<std::size_t>(quel_samples_per_unit(flavor())); }
   std::size_t bytes() const { return static_cast<std::size_t>(quel_bytes_per_unit(flavor())); }
   std::size_t units_in(double seconds) const {
     return static_cast<std::size_t>(seconds * rate()) / samples();
@@ -73,7 +71,8 @@ std::vector<double> bands(std::span<const std::int16_t> x, int rate) {
       double real = 0.0, imaginary = 0.0;
       for (std::size_t n = 0; n < length; ++n) {
         const double t = static_cast<double>(n);
-        const double v = x[at + n] * (0.5 - 0.5 * std::cos(2.0 * pi * t / static_cast<double>(length)));
+        const double v =
+            x[at + n] * (0.5 - 0.5 * std::cos(2.0 * pi * t / static_cast<double>(length)));
         real += v * std::cos(angle * t);
         imaginary += v * std::sin(angle * t);
       }
@@ -286,9 +285,9 @@ TEST_P(NotSent, AnyBitsAndLossesGiveTheSameOfACopy) {
   Decoder fresh(flavor());
   const Pcm expected = fresh.decode_units(units);
   Pcm heard(expected.size());
-  ASSERT_EQ(quel_decode_units(decoder, units.data(), units.size(), nullptr, heard.data(),
-                              heard.size()),
-            static_cast<std::int64_t>(heard.size()));
+  ASSERT_EQ(
+      quel_decode_units(decoder, units.data(), units.size(), nullptr, heard.data(), heard.size()),
+      static_cast<std::int64_t>(heard.size()));
   const auto second_long = static_cast<std::size_t>(rate());
   EXPECT_NEAR(level(std::span(heard).last(second_long)),
               level(std::span(expected).last(second_long)), 0.5);

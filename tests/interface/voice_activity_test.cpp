@@ -23,9 +23,7 @@ class VoiceActivityOf : public ::testing::TestWithParam<int> {
  protected:
   int flavor() const { return GetParam(); }
   int rate() const { return quel_sampling_rate(flavor()); }
-  std::size_t samples() const {
-    return static_cast<std::size_t>(quel_samples_per_unit(flavor()));
-  }
+  std::size_t samples() const { return static_cast<std::size_t>(quel_samples_per_unit(flavor())); }
   std::size_t units_in(double seconds) const {
     return static_cast<std::size_t>(seconds * rate()) / samples();
   }
