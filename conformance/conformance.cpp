@@ -143,6 +143,47 @@ std::vector<std::uint8_t> decode(int flavor, int concealment,
   return bytes_of(pcm);
 }
 
+// What an encoder tells of each unit: 1 where it holds speech, and 2 where it is needed.
+std::vector<std::uint8_t> told(int flavor, const std::vector<std::int16_t>& pcm) {
+  const quel_encoder_options options = QUEL_ENCODER_OPTIONS(flavor);
+  quel_encoder* encoder = nullptr;
+  quel_encoder_create(&options, &encoder);
+  const auto samples = static_cast<std::size_t>(quel_samples_per_unit(flavor));
+  std::array<std::uint8_t, QUEL_MAX_BYTES> unit{};
+  std::vector<std::uint8_t> out;
+  for (std::size_t at = 0; at + samples <= pcm.size(); at += samples) {
+    quel_encode(encoder, &pcm[at], samples, unit.data(), unit.size());
+    out.push_back(static_cast<std::uint8_t>(quel_encoder_voice_active(encoder) +
+                                            2 * quel_encoder_unit_needed(encoder)));
+  }
+  quel_encoder_destroy(encoder);
+  return out;
+}
+
+// Of 16 units `lost` are lost, and of the others most are not sent for a while, now and then.
+std::vector<std::uint8_t> decode_sparse(int flavor, const std::vector<std::uint8_t>& units,
+                                        int lost) {
+  const quel_decoder_options options = QUEL_DECODER_OPTIONS(flavor);
+  quel_decoder* decoder = nullptr;
+  quel_decoder_create(&options, &decoder);
+  const auto bytes = static_cast<std::size_t>(quel_bytes_per_unit(flavor));
+  Random random(static_cast<std::uint64_t>(flavor) + 200);
+  std::vector<std::int16_t> pcm;
+  std::array<std::int16_t, QUEL_MAX_SAMPLES> block{};
+  int gap = 0;
+  for (std::size_t k = 0; k < units.size() / bytes; ++k) {
+    gap = gap > 0 ? gap - 1 : random.integer(0, 15) == 0 ? random.integer(1, 40) : 0;
+    const bool sent = gap == 0 || random.integer(0, 7) == 0;
+    const bool arrived = random.integer(0, 15) >= lost;
+    const std::uint32_t received = !sent ? QUEL_NOT_SENT : arrived ? QUEL_ALL_RECEIVED : 0;
+    const int n =
+        quel_decode(decoder, &units[k * bytes], bytes, received, block.data(), block.size());
+    pcm.insert(pcm.end(), block.begin(), block.begin() + (n > 0 ? n : 0));
+  }
+  quel_decoder_destroy(decoder);
+  return bytes_of(pcm);
+}
+
 std::vector<std::uint8_t> random_units(int flavor, std::size_t count) {
   std::vector<std::uint8_t> bits(count * static_cast<std::size_t>(quel_bytes_per_unit(flavor)));
   Random random(77);
@@ -280,6 +321,11 @@ std::vector<Digest> conformance_digests() {
     const auto extreme = encode(flavor, extreme_signal(quel_sampling_rate(flavor)));
     digests.push_back({name + ", extreme signals, coded units", digest_of(extreme)});
     digests.push_back({name + ", extreme signals, decoded", pcm(extreme, at_once, 0)});
+    digests.push_back({name + ", speech and units that are needed",
+                       digest_of(told(flavor, conformance_signal(quel_sampling_rate(flavor))))});
+    digests.push_back({name + ", units not sent", digest_of(decode_sparse(flavor, units, 0))});
+    digests.push_back({name + ", random bits, losses and units not sent",
+                       digest_of(decode_sparse(flavor, random, 3))});
   }
   add_effort_digests(QUEL_FLAVOR_16K, digests);
   add_enhanced_digests(QUEL_FLAVOR_5K, digests);
