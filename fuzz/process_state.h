@@ -52,6 +52,12 @@ inline bool finite_predictors(const FrameDecoder& d) {
                              w.gains.past_gain_code});
 }
 
+inline bool finite_memories(const ComfortNoise& noise) {
+  return all_finite(noise.heard.frequencies, noise.played.frequencies) &&
+         all_finite_numbers({noise.heard.level, noise.heard.correction, noise.played.level,
+                             noise.played.correction});
+}
+
 /// Whether everything that a decoder keeps from frame to frame is a number.
 inline bool finite_memories(const FrameDecoder& d) {
   const auto finite = [](const SynthesisState& s) {
@@ -68,7 +74,7 @@ inline bool finite_memories(const FrameEncoder& e) {
   const NarrowbandEncoder& n = e.narrowband;
   const WidebandEncoder& w = e.wideband;
   return all_finite(n.isp_old, n.ispq_old, n.hp_memx, n.speech, n.wsp, n.exc, n.mem_w, n.mem_syn,
-                    n.mem_err, n.mem_w0) &&
+                    n.mem_err, n.mem_w0, n.autocorrelation, w.autocorrelation) &&
          all_finite(w.speech, w.prefiltered, w.coded, w.res, w.wsp, w.exc, w.mem_w, w.mem_target,
                     w.impulse, w.last_filter, w.last_prefilter, w.old_lsp, w.decimator.mem) &&
          all_finite(n.isf.past_r, n.gains.past_qua_en, w.lsf.past_q_target, w.gains.past_qua_en) &&

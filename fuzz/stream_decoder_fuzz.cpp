@@ -2,9 +2,10 @@
 // are wrong. Beside it a second stream, made anew at each reset, and the plug-in, which now and
 // then decodes another flavor in between; all give the same samples. Where losses are concealed at
 // once, which the plug-in does not do, the frame decoder under the stream is called beside it,
-// since a stream's memories cannot be looked at. The second stream lives in memory of the fuzzer's
-// own, moves, and decodes to 16 bits or floats by calls of one unit or many. A third one tells what
-// the frames stand for, and counts as the first does.
+// since a stream's memories cannot be looked at. Some units are not sent, which the plug-in does
+// not know either. The second stream lives in memory of the fuzzer's own, moves, and decodes to 16
+// bits or floats by calls of one unit or many. A third one tells what the frames stand for, and
+// counts as the first does.
 #include <quelcodec/quelcodec.h>
 
 #include <algorithm>
@@ -26,6 +27,10 @@ using Pcm = std::vector<std::int16_t>;
 
 /// Units of one input; with more, the fuzzer would see too few inputs.
 constexpr int most_units = 24;
+
+bool arrived_at(std::uint32_t received, int frame) {
+  return received != QUEL_NOT_SENT && (received >> frame & 1u) != 0;
+}
 
 quel_decoder_options options_of(int flavor, int concealment) {
   quel_decoder_options options = QUEL_DECODER_OPTIONS(flavor);
@@ -109,6 +114,7 @@ class Session {
   quel_decoder* other_;
   quel::Mode mode_;
   quel::FrameDecoder frames_decoder_;
+  quel::ComfortNoise noise_;
   int units_ = 0;
   int missing_ = 0;          // lost frames that deferred concealment will make up for
   bool plugin_here_ = true;  // it has been given the same calls
@@ -118,7 +124,7 @@ std::size_t Session::samples_due(std::uint32_t received, int& missing) const {
   if (!deferred()) return static_cast<std::size_t>(frames_) * frame_samples_;
   std::size_t due = 0;
   for (int frame = 0; frame < frames_; ++frame) {
-    if ((received >> frame & 1u) == 0) {
+    if (received != QUEL_NOT_SENT && !arrived_at(received, frame)) {
       missing = std::min(missing + 1, 5);
     } else {
       due += static_cast<std::size_t>(missing) + 1;
@@ -132,6 +138,7 @@ void Session::restart_beside() {
   load_plugin();
   require(InitDecoder() == 0);
   frames_decoder_ = {};
+  noise_ = {};
   const quel::ScratchSwitch scratch(frames_decoder_.scratch);
   quel::initVXDecoder(frames_decoder_);
   quel::initVX5Decoder(frames_decoder_);
@@ -141,13 +148,17 @@ Pcm Session::decode_frames(const std::uint8_t* unit, std::uint32_t received) {
   Pcm pcm(static_cast<std::size_t>(frames_) * frame_samples_);
   const quel::ScratchSwitch scratch(frames_decoder_.scratch);
   for (int frame = 0; frame < frames_; ++frame) {
-    quel::decode_frame(
-        frames_decoder_, mode_, unit, frame * mode_.prmBits,
-        (received >> frame & 1u) != 0 ? quel::Erasure::received : quel::Erasure::lost,
-        static_cast<std::uint32_t>(flavor_),
-        pcm.data() + static_cast<std::size_t>(frame) * frame_samples_);
+    const quel::Erasure kind = received == QUEL_NOT_SENT     ? quel::Erasure::not_sent
+                               : arrived_at(received, frame) ? quel::Erasure::received
+                                                             : quel::Erasure::lost;
+    quel::DecoderParts parts(frames_decoder_);
+    parts.noise = &noise_;
+    quel::decode_frame(parts, mode_, unit, frame * mode_.prmBits, kind,
+                       static_cast<std::uint32_t>(flavor_),
+                       pcm.data() + static_cast<std::size_t>(frame) * frame_samples_);
   }
   require(finite_memories(frames_decoder_));
+  require(finite_memories(noise_));
   return pcm;
 }
 
@@ -163,7 +174,10 @@ Pcm Session::decode_beside(const Bytes* unit, std::uint32_t received, std::size_
     return pcm;
   }
   Bytes flags;
-  for (int frame = 0; frame < frames_; ++frame) flags.push_back(received >> frame & 1u);
+  for (int frame = 0; frame < frames_; ++frame) {
+    flags.push_back(received == QUEL_NOT_SENT ? std::uint8_t{QUEL_NOT_SENT}
+                                              : std::uint8_t{arrived_at(received, frame)});
+  }
   if (units_ % 3 == 1) {
     require(quel_decode_units(fresh_.get(), bytes, unit_.size(), flags.data(), pcm.data(), due) ==
             wanted);
@@ -188,8 +202,12 @@ void Session::read_frames(const Bytes* unit, std::uint32_t received) {
             info.bytes_per_unit);
     require(packed == *unit);
   }
-  for (int f = 0; f < frames_; ++f) {
-    const bool arrived = (received >> f & 1u) != 0;
+  Pcm unheard(QUEL_MAX_SAMPLES);
+  if (received == QUEL_NOT_SENT) {
+    require(quel_decode(reader_, nullptr, 0, received, unheard.data(), unheard.size()) >= 0);
+  }
+  for (int f = 0; f < frames_ && received != QUEL_NOT_SENT; ++f) {
+    const bool arrived = arrived_at(received, f);
     quel_frame frame = QUEL_FRAME;
     require(quel_frame_describe(
                 reader_, arrived ? indices.data() + static_cast<std::size_t>(f) * fields : nullptr,
@@ -205,7 +223,7 @@ void Session::read_frames(const Bytes* unit, std::uint32_t received) {
   require(quel_decoder_statistics(stream_, &counts) == QUEL_OK);
   require(quel_decoder_statistics(reader_, &read) == QUEL_OK);
   require(counts.decoded == read.decoded && counts.concealed == read.concealed &&
-          counts.cleared == read.cleared);
+          counts.cleared == read.cleared && counts.not_sent == read.not_sent);
 }
 
 void Session::decode(const Bytes* unit, std::uint32_t received) {
@@ -220,7 +238,8 @@ void Session::decode(const Bytes* unit, std::uint32_t received) {
   read_frames(unit, received);
   if (!deferred()) require(decode_frames(bytes, received) == pcm);
   const std::uint32_t all = (1u << frames_) - 1u;
-  if (!deferred() && (received & all) != all) plugin_here_ = false;
+  const bool plugin_knows = received != QUEL_NOT_SENT && (deferred() || (received & all) == all);
+  if (!plugin_knows) plugin_here_ = false;
   if (!plugin_here_) return;
   require(plugin_decode(flavor_, unit == nullptr ? Bytes(unit_.size()) : *unit, received) == pcm);
 }
@@ -258,7 +277,7 @@ void Session::call_wrongly(int kind) {
                           std::size_t capacity) {
     return quel_decode(stream_, unit, bytes, received, out, capacity);
   };
-  const bool some_received = (received & ((1u << frames_) - 1u)) != 0;
+  const bool some_received = received != QUEL_NOT_SENT && (received & ((1u << frames_) - 1u)) != 0;
   switch (kind) {
     case 0: {
       const std::size_t length = input_.number<std::uint16_t>();
@@ -339,7 +358,7 @@ void Session::step() {
       decode(&unit_, input_.byte());
       break;
     case 3:
-      for (int i = 0; i <= count; ++i) decode(nullptr, ~3u);
+      for (int i = 0; i <= count % 16; ++i) decode(nullptr, count < 16 ? ~3u : QUEL_NOT_SENT);
       break;
     case 4:
       for (int i = 0; i <= count; ++i) decode(&unit_, QUEL_ALL_RECEIVED);

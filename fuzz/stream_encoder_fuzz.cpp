@@ -142,6 +142,11 @@ void Session::encode() {
   Encode(pcm_.data(), plugin.data());
   require(unit == same && unit == plugin);
   require(finite_memories(quel::process_encoder));
+  const int active = quel_encoder_voice_active(stream_);
+  const int needed = quel_encoder_unit_needed(stream_);
+  require((active == 0 || active == 1) && (needed == 1 || (needed == 0 && active == 0)));
+  require(quel_encoder_voice_active(fresh_.get()) == active);
+  require(quel_encoder_unit_needed(fresh_.get()) == needed);
   check_unit(unit);
 }
 

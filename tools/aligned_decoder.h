@@ -15,6 +15,7 @@ struct DecodeOptions {
   double loss_percent = 0.0;  ///< frames to drop, 0..100
   std::uint64_t seed = 1;     ///< of the losses
   bool enhance = false;       ///< quel_decoder_options has it
+  bool dtx = false;           ///< of a trial: units that a decoder can do without are not sent
 };
 
 /// Decodes units in memory so that what comes out lies where the source lay: the codec's delay is
@@ -25,14 +26,18 @@ class AlignedDecoder {
   AlignedDecoder(int flavor, std::size_t samples, const DecodeOptions& options);
 
   /// The samples that a unit brings; they live until the next call.
+  ///
+  /// unit  empty: it was not sent
   std::span<const std::int16_t> decode(std::span<const std::uint8_t> unit);
 
   std::uint32_t frames() const { return frames_; }  ///< decoded so far, lost ones included
   std::uint32_t lost() const { return lost_; }      ///< of these
+  const std::vector<bool>& lost_frames() const { return lost_frames_; }  ///< each of them: lost?
 
  private:
   Decoder decoder_;
   LossPattern losses_;
+  std::vector<bool> lost_frames_;
   int frames_per_unit_;
   std::size_t skip_;  // samples of delay still to be cut off
   std::size_t remaining_;

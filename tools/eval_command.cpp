@@ -118,6 +118,8 @@ CLI::App* add_eval_command(CLI::App& app, EvalJob& job) {
           [](const std::string& text) { return shortest(parse_percentage("--loss", text)); })
       ->option_text("PERCENT");
   add_seed_option(*eval, job.settings.seed);
+  eval->add_flag("--dtx", job.settings.dtx,
+                 "try each a second time without the pauses, as quel encode --dtx leaves them out");
   eval->add_option("--conceal", job.settings.concealment,
                    "what stands for lost frames: immediate (a frame for each, the default) or "
                    "deferred (up to five once a frame arrives)")

@@ -83,6 +83,7 @@ std::string result_title(const EvalResult& result) {
   std::string title = flavor_name(result.flavor);
   if (result.effort > 0) title += ", effort " + std::to_string(result.effort);
   if (result.loss_percent > 0.0) title += ", " + shortest(result.loss_percent) + " % lost";
+  if (result.dtx) title += ", pauses not sent";
   return title;
 }
 
@@ -99,6 +100,7 @@ std::string table_row(const EvalResult& result, std::size_t index) {
   return "<tr><th scope=\"row\"><a href=\"#result" + std::to_string(index) + "\">" +
          std::to_string(result.flavor) + "</a></th><td>" + flavor_name(result.flavor) +
          "</td><td>" + std::to_string(result.effort) + "</td><td>" + shortest(result.loss_percent) +
+         (result.dtx ? ", pauses not sent" : "") +
          "</td><td>" + std::to_string(result.trial.lost) + "/" +
          std::to_string(result.trial.frames) + "</td>" + number_cell(values.bit_rate, 0) +
          number_cell(values.snr, 2) + number_cell(values.segmental, 2) +

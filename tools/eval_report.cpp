@@ -10,7 +10,6 @@
 #include "tools/eval_spectral.h"
 #include "tools/eval_text.h"
 #include "tools/file_error.h"
-#include "tools/loss.h"
 
 namespace quel::tools {
 namespace {
@@ -32,9 +31,7 @@ Pcm excerpt(const Pcm& pcm, int rate, double seconds) {
   return {pcm.begin(), pcm.begin() + static_cast<std::ptrdiff_t>(samples)};
 }
 
-/// The frames that a trial lost, drawn again.
-std::vector<LostSpan> lost_spans(int flavor, double percent, std::uint64_t seed, const Trial& trial,
-                                 double seconds) {
+std::vector<LostSpan> lost_spans(int flavor, const std::vector<bool>& lost, double seconds) {
   const quel_flavor* info = quel_flavor_info(flavor);
   if (info == nullptr) throw Error(QUEL_ERROR_FLAVOR);
   const double rate = info->sampling_rate;
@@ -42,10 +39,9 @@ std::vector<LostSpan> lost_spans(int flavor, double percent, std::uint64_t seed,
   // ahead.
   const int behind = flavor == QUEL_FLAVOR_5K ? info->samples_per_frame : 0;
   const int ahead = info->delay - behind;
-  LossPattern pattern(percent, seed);
   std::vector<LostSpan> spans;
-  for (std::uint32_t frame = 0; frame < trial.frames; ++frame) {
-    if (!pattern.lost()) continue;
+  for (std::size_t frame = 0; frame < lost.size(); ++frame) {
+    if (!lost[frame]) continue;
     const double first = static_cast<double>(frame) * info->samples_per_frame - ahead;
     const double start = std::max(0.0, first / rate);
     const double end = std::min(seconds, (first + info->samples_per_frame) / rate);
@@ -60,14 +56,16 @@ std::vector<LostSpan> lost_spans(int flavor, double percent, std::uint64_t seed,
 }
 
 EvalResult result_of(const EvalSettings& settings, int flavor, int effort, double loss,
-                     const Pcm& source) {
+                     bool dtx,                     const Pcm& source) {
   EvalResult result;
   result.flavor = flavor;
   result.effort = effort;
   result.loss_percent = loss;
+  result.dtx = dtx;
   Pcm heard;
   result.trial =
-      try_codec(flavor, effort, source, {settings.concealment, loss, settings.seed}, &heard);
+      try_codec(flavor, effort, source,
+                {settings.concealment, loss, settings.seed, /*enhance=*/false, dtx}, &heard);
   const int rate = check(quel_sampling_rate(flavor));
   const std::vector<float> ref = reference(flavor, source);
   const std::vector<float> test(heard.begin(), heard.end());
@@ -75,7 +73,7 @@ EvalResult result_of(const EvalSettings& settings, int flavor, int effort, doubl
   result.distortion = log_spectral_distortion(ref, test, rate);
   result.intelligible = intelligibility(ref, test, rate);
   result.heard = excerpt(heard, rate, settings.excerpt_seconds);
-  result.lost = lost_spans(flavor, loss, settings.seed, result.trial,
+  result.lost = lost_spans(flavor, result.trial.lost_frames,
                            static_cast<double>(result.heard.size()) / rate);
   return result;
 }
@@ -93,6 +91,12 @@ std::string cell(const std::optional<double>& value, int decimals, std::size_t w
   std::string text = value ? fixed(*value, decimals) : "-";
   text.insert(0, text.size() < width ? width - text.size() : 0, ' ');
   return text;
+}
+
+std::string unsent_cell(const EvalResult& result) {
+  if (!result.dtx) return cell(std::nullopt, 0, 9);
+  const double share = 100.0 * result.trial.unsent / std::max(result.trial.frames, 1u);
+  return cell(share, 1, 7) + " %";
 }
 
 std::string json_number(const std::optional<double>& value) {
@@ -118,6 +122,8 @@ JsonFields json_fields(const EvalResult& result) {
           {"loss_percent", shortest(result.loss_percent)},
           {"frames", std::to_string(result.trial.frames)},
           {"lost", std::to_string(result.trial.lost)},
+          {"dtx", result.dtx ? "true" : "false"},
+          {"not_sent", std::to_string(result.trial.unsent)},
           {"bytes", std::to_string(result.trial.bytes)},
           {"bit_rate", shortest(values.bit_rate)},
           {"snr_db", json_number(values.snr)},
@@ -156,15 +162,18 @@ EvalReport evaluate(const EvalSettings& settings,
     report.seconds = static_cast<double>(source.size()) / rate;
     report.sources[rate] = excerpt(source, rate, settings.excerpt_seconds);
   }
+  const std::vector<bool> ways = settings.dtx ? std::vector<bool>{false, true} : std::vector{false};
   const auto runs = static_cast<double>(settings.flavors.size() * settings.efforts.size() *
-                                        settings.losses.size());
+                                        settings.losses.size() * ways.size());
   for (const int flavor : settings.flavors) {
     const Pcm& source = sources.at(check(quel_sampling_rate(flavor)));
     for (const int effort : settings.efforts) {
       for (const double loss : settings.losses) {
-        report.results.push_back(result_of(settings, flavor, effort, loss, source));
-        const auto done = static_cast<double>(report.results.size());
-        if (told) told(done * report.seconds, done / runs);
+        for (const bool dtx : ways) {
+          report.results.push_back(result_of(settings, flavor, effort, loss, dtx, source));
+          const auto done = static_cast<double>(report.results.size());
+          if (told) told(done * report.seconds, done / runs);
+        }
       }
     }
   }
@@ -196,9 +205,11 @@ EvalFigures figures(const EvalResult& result) {
 }
 
 std::string text_table(const EvalReport& report) {
-  std::string out =
-      "flavor kbit/s effort   loss      lost/frames   bit/s  SNR dB seg. dB   codec c.seg.  LSD dB"
-      "   STOI  ESTOI enc. x dec. x\n";
+  const bool dtx = report.settings.dtx;
+  std::string out = std::string("flavor kbit/s effort   loss      lost/frames") +
+                    (dtx ? " not sent" : "") +
+                    "   bit/s  SNR dB seg. dB   codec c.seg.  LSD dB"
+                    "   STOI  ESTOI enc. x dec. x\n";
   for (const EvalResult& result : report.results) {
     const EvalFigures values = figures(result);
     const std::string frames =
@@ -209,6 +220,7 @@ std::string text_table(const EvalReport& report) {
     out += cell(result.effort, 0, 7);
     out += std::string(loss.size() < 7 ? 7 - loss.size() : 1, ' ') + loss;
     out += std::string(frames.size() < 17 ? 17 - frames.size() : 1, ' ') + frames;
+    if (dtx) out += unsent_cell(result);
     out += cell(values.bit_rate, 0, 8) + cell(values.snr, 2, 8) + cell(values.segmental, 2, 8);
     out += cell(values.codec_snr, 2, 8) + cell(values.codec_segmental, 2, 7);
     out += cell(values.distortion, 2, 8) + cell(values.stoi, 3, 7) + cell(values.estoi, 3, 7);

@@ -20,6 +20,7 @@ struct EvalSettings {
   std::vector<double> losses = {0.0};  ///< percentages of the frames, 0..100
   std::uint64_t seed = 1;              ///< of the losses, the same for each flavor and rate
   Concealment concealment = Concealment::immediate;
+  bool dtx = false;              ///< try each also without the units that need not be sent
   double excerpt_seconds = 0.0;  ///< of the sounds that the report keeps, from the start
 };
 
@@ -34,6 +35,7 @@ struct EvalResult {
   int flavor = 0;
   int effort = 0;
   double loss_percent = 0.0;  ///< asked for
+  bool dtx = false;           ///< units that need not be sent were left out
   Trial trial;
   SnrTotals totals;  ///< of routine `snr`, segments of 20 ms; a shorter last one counts too
   std::optional<double> distortion;  ///< log-spectral, dB

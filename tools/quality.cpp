@@ -84,23 +84,31 @@ Trial try_codec(int flavor, int effort, std::span<const std::int16_t> pcm,
 
   Trial trial;
   double start = thread_seconds();
+  std::vector<bool> sent(units, true);
   for (std::size_t u = 0; u < units; ++u) {
-    trial.bytes += encoder.encode(std::span(input).subspan(u * unit_samples, unit_samples),
-                                  std::span(coded).subspan(u * unit_bytes, unit_bytes));
+    const std::size_t bytes =
+        encoder.encode(std::span(input).subspan(u * unit_samples, unit_samples),
+                       std::span(coded).subspan(u * unit_bytes, unit_bytes));
+    sent[u] = !options.dtx || encoder.unit_needed();
+    if (sent[u]) trial.bytes += bytes;
   }
+  const auto left_out = std::count(sent.begin(), sent.end(), false);
+  trial.unsent = static_cast<std::uint32_t>(left_out * check(quel_frames_per_unit(flavor)));
   trial.encode_seconds = thread_seconds() - start;
   trial.coded_seconds = static_cast<double>(units * unit_samples) / rate;
 
   AlignedDecoder decoder(flavor, pcm.size(), options);
   start = thread_seconds();
   for (std::size_t u = 0; u < units; ++u) {
-    const auto part = decoder.decode(std::span(coded).subspan(u * unit_bytes, unit_bytes));
+    const auto part =
+        decoder.decode(std::span(coded).subspan(u * unit_bytes, sent[u] ? unit_bytes : 0));
     decoded.insert(decoded.end(), part.begin(), part.end());
   }
   trial.decode_seconds = thread_seconds() - start;
   decoded.resize(pcm.size());  // deferred concealment may give less
   trial.frames = decoder.frames();
   trial.lost = decoder.lost();
+  trial.lost_frames = decoder.lost_frames();
   trial.figures = snr_figures(reference(flavor, pcm), decoded, rate);
   if (heard != nullptr) heard->swap(decoded);
   return trial;
@@ -118,6 +126,7 @@ void Summary::add(const Trial& trial) {
   total_.decode_seconds += trial.decode_seconds;
   total_.frames += trial.frames;
   total_.lost += trial.lost;
+  total_.unsent += trial.unsent;
 }
 
 double Summary::snr() const {

@@ -35,12 +35,14 @@ std::vector<float> reference(int flavor, std::span<const std::int16_t> pcm);
 /// One signal coded and decoded.
 struct Trial {
   std::optional<SnrFigures> figures;
-  std::uint64_t bytes = 0;      ///< of coded units
+  std::uint64_t bytes = 0;      ///< of coded units, those that were sent
   double coded_seconds = 0.0;   ///< of sound in these units
   double encode_seconds = 0.0;  ///< processor time of this thread
   double decode_seconds = 0.0;
   std::uint32_t frames = 0;
   std::uint32_t lost = 0;
+  std::vector<bool> lost_frames;  ///< each frame: whether it was lost
+  std::uint32_t unsent = 0;  ///< frames that a decoder could do without
 };
 
 /// Codes and decodes `pcm` through streams.

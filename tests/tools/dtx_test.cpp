@@ -85,9 +85,7 @@ class Dtx : public ::testing::TestWithParam<int> {
  protected:
   int flavor() const { return GetParam(); }
   std::size_t bytes() const { return static_cast<std::size_t>(quel_bytes_per_unit(flavor())); }
-  std::size_t samples() const {
-    return static_cast<std::size_t>(quel_samples_per_unit(flavor()));
-  }
+  std::size_t samples() const { return static_cast<std::size_t>(quel_samples_per_unit(flavor())); }
   // A second of noise, of speech, of noise, of speech: whole units, the last one sent.
   void code() {
     const int rate = quel_sampling_rate(flavor());
@@ -172,8 +170,14 @@ TEST_P(Dtx, HeaderSaysSoAndOtherFilesStayAsTheyWere) {
   const Bytes sparse = file(true), plain = file(false);
   EXPECT_LT(sparse.size(), plain.size());
   MemorySource one(sparse), other(plain);
-  const OggInfo with = [&] { OggReader reader(one, ""); return read_info(reader); }();
-  const OggInfo without = [&] { OggReader reader(other, ""); return read_info(reader); }();
+  const OggInfo with = [&] {
+    OggReader reader(one, "");
+    return read_info(reader);
+  }();
+  const OggInfo without = [&] {
+    OggReader reader(other, "");
+    return read_info(reader);
+  }();
   EXPECT_EQ(with.head.version, 0x11);
   EXPECT_TRUE(with.head.unsent);
   EXPECT_EQ(pack_head(with.head).size(), 22u);

@@ -26,6 +26,33 @@ class EvalReportTest : public test::ToolTest {
   }
 };
 
+// Half of the recording is a pause: it costs less, and nothing that is measured in the speech.
+TEST_F(EvalReportTest, PausesThatAreNotSentSaveBitsAndLittleElse) {
+  std::vector<std::int16_t> sound = test::loud_speech(32000, 1, 16000.0);
+  sound.resize(96000, 0);
+  test::write_audio(path("p.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_16, 16000, 1, sound);
+  EvalSettings settings;
+  settings.input = path("p.wav");
+  settings.dtx = true;
+  const EvalReport report = evaluate(settings);
+  ASSERT_EQ(report.results.size(), 8u);
+  for (std::size_t i = 0; i < 8; i += 2) {
+    SCOPED_TRACE(i);
+    const EvalResult &all = report.results[i], &sparse = report.results[i + 1];
+    EXPECT_FALSE(all.dtx);
+    EXPECT_EQ(all.trial.unsent, 0u);
+    EXPECT_TRUE(sparse.dtx);
+    EXPECT_GT(sparse.trial.unsent, all.trial.frames / 4);
+    EXPECT_LT(figures(sparse).bit_rate, 0.75 * figures(all).bit_rate);
+    // The pause is digital silence and nothing follows it, so that only the faint end of the speech
+    // can differ: a segment or two of a hundred.
+    EXPECT_NEAR(*figures(sparse).segmental, *figures(all).segmental, 0.2);
+    EXPECT_NEAR(*figures(sparse).stoi, *figures(all).stoi, 0.005);
+  }
+  EXPECT_THAT(text_table(report), HasSubstr("lost/frames not sent   bit/s"));
+  EXPECT_THAT(json_report(report), HasSubstr("\"dtx\": true"));
+}
+
 TEST_F(EvalReportTest, EveryFlavorAtEveryLossRateInOrder) {
   EvalSettings settings;
   settings.input = speech(16000);
@@ -215,6 +242,8 @@ TEST(JsonReport, IsThisText) {
       "loss_percent": 2.5,
       "frames": 100,
       "lost": 3,
+      "dtx": false,
+      "not_sent": 0,
       "bytes": 1900,
       "bit_rate": 8685.714285714286,
       "snr_db": null,
