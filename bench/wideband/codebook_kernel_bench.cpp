@@ -7,6 +7,7 @@
 #include "support/signals.h"
 #include "wideband/cod45_85.h"
 #include "wideband/pit_fr3s.h"
+#include "wideband/pulses16.h"
 
 namespace quel {
 namespace {
@@ -43,6 +44,37 @@ int whole_search() {
   });
 }
 const int acelp = whole_search();
+
+int descent() {
+  const auto dn = test::speech_like(80, /*seed=*/1, 16000.0), cn = test::noise(80, /*seed=*/2);
+  const auto wn = test::noise(80, /*seed=*/4, /*deviation=*/0.1);
+  auto h = test::noise(80, /*seed=*/3, /*deviation=*/0.1);
+  h[0] = 1.0f;
+  std::vector<float> phi(6400);
+  wideband::response_matrix(h.data(), phi.data());
+  AcelpWork work;
+  wideband::PulseQuestion question;
+  question.rotations = 5;
+  wideband::ask_for_pulses(work, dn.data(), wn.data(), cn.data(), question);
+  const auto fill = [=](auto response_matrix) {
+    return [=]() mutable {
+      response_matrix(h.data(), phi.data());
+      return phi.data();
+    };
+  };
+  const auto find = [=](auto find_pulses) {
+    return [=]() mutable {
+      wideband::Pulses pulses;
+      find_pulses(question, phi.data(), pulses);
+      return pulses.place[0];
+    };
+  };
+  compare_kernels("wideband::response_matrix", fill(wideband::plain::response_matrix),
+                  fill(wideband::response_matrix));
+  return compare_kernels("wideband::find_pulses", find(wideband::plain::find_pulses),
+                         find(wideband::find_pulses));
+}
+const int pulses = descent();
 
 }  // namespace
 }  // namespace quel

@@ -23,9 +23,9 @@ struct EnhancedPostfilter {
 void init_enhanced_postfilter(EnhancedPostfilter& state);
 
 /// Long-term and formant postfilter, after J.-H. Chen and A. Gersho, "Adaptive postfiltering for
-/// quality enhancement of coded speech", IEEE Trans. SAP 3(1), 1995: the synthesis through A(z/0.70),
-/// harmonics strengthened where it is voiced, 1/A(z/0.60), and the tilt of this taken back, at the
-/// level of the reference.
+/// quality enhancement of coded speech", IEEE Trans. SAP 3(1), 1995: the synthesis through
+/// A(z/0.70), harmonics strengthened where it is voiced, 1/A(z/0.60), and the tilt of this taken
+/// back, at the level of the reference.
 ///
 /// A          [0..10] LP filter of the subframe
 /// T0         lag, samples

@@ -151,21 +151,20 @@ class SubframeSearch {
 
     Scratch xn2(subframe), dn(subframe), cn(subframe), along(subframe);
     updt_tar(xn, xn2.data(), y1, gain, subframe);
-    corr_xh(xn2.data(), dn.data(), sharpened_.data(), subframe);
+    corr_xh(xn2.data(), dn.data(), effort_.sharpened.data(), subframe);
     updt_tar(res_, cn.data(), exc_, gain, subframe);
     if (free) {
-      corr_xh(y1, along.data(), sharpened_.data(), subframe);
+      corr_xh(y1, along.data(), effort_.sharpened.data(), subframe);
       const float scale = 1.0f / length_of(y1);
       for (int n = 0; n < subframe; ++n) along[n] *= scale;
     } else {
       set_zero(along.data(), subframe);
     }
-    PulseQuestion question;
-    question.phi = effort_.phi.data();
+    PulseQuestion& question = effort_.question;
     question.rotations = level_.rotations;
     ask_for_pulses(state_.acelp, dn.data(), along.data(), cn.data(), question);
     Pulses pulses;
-    find_pulses(question, pulses);
+    find_pulses(question, effort_.phi.data(), pulses);
     pulse_words(pulses, tracks);
     build_code(pulses, h(), code, y0);
   }
@@ -176,9 +175,9 @@ class SubframeSearch {
     if (T0 == sharpened_T0_ && sharpening == sharpening_) return;
     sharpened_T0_ = T0;
     sharpening_ = sharpening;
-    std::copy_n(h(), subframe, sharpened_.data());
-    pit_shrp(sharpened_.data(), T0, sharpening, subframe);
-    response_matrix(sharpened_.data(), effort_.phi.data());
+    std::copy_n(h(), subframe, effort_.sharpened.data());
+    pit_shrp(effort_.sharpened.data(), T0, sharpening, subframe);
+    response_matrix(effort_.sharpened.data(), effort_.phi.data());
   }
 
   WidebandEncoder& state_;
@@ -191,7 +190,6 @@ class SubframeSearch {
   bool impulse_is_known_ = false;
   int sharpened_T0_ = 0;
   float sharpening_ = 0.0f;
-  std::array<float, subframe> sharpened_;
 };
 
 }  // namespace

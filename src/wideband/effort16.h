@@ -41,8 +41,12 @@ struct WidebandEffort {
   wideband::Listener listener;
   wideband::ErrorMemory memory;
   PathSearch<wideband::Path, wideband::Choice, wideband::most_paths> paths;
-  wideband::Heard impulse{};         ///< response of the error's way in the subframe in work
-  std::array<float, 80 * 80> phi{};  ///< of that response or of a sharpened one
+
+  // Of the subframe in work; rather here than on the stack.
+  wideband::Heard impulse{};          ///< response of the error's way
+  std::array<float, 80> sharpened{};  ///< the same, pitch-sharpened
+  std::array<float, 80 * 80> phi{};   ///< of the latter
+  wideband::PulseQuestion question{};
 };
 
 /// As coder_wb16, with the search that the level asks for: the error is measured where the listener

@@ -31,7 +31,8 @@ struct WidebandKernels {
   bool (*pulse_matrices)(const float* h, const float* sign, float* rrixiy);
   bool (*place_ten)(const PulseTracks16& tracks, int start, int ways, PlacedPulses16* placed);
   void (*response_matrix)(const float* h, float* phi);
-  void (*find_pulses)(const wideband::PulseQuestion& question, wideband::Pulses& pulses);
+  void (*find_pulses)(const wideband::PulseQuestion& question, const float* phi,
+                      wideband::Pulses& pulses);
   void (*interpolated_filters16)(const float* lsp_old, const float* lsp_new, float* Az);
   bool (*synthesize_and_filter)(const Recursion& synthesis, const Recursion& postfilter,
                                 const Recursion* fading);

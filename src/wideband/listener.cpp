@@ -33,6 +33,8 @@ struct Stage {
   Stage(const float* a, const float* x, std::array<float, subframe>& y,
         const std::array<float, order>& past)
       : memory(past), call{a, x, y.data(), subframe, memory.data(), 0} {}
+  Stage(const Stage&) = delete;
+  Stage& operator=(const Stage&) = delete;
 };
 
 // What the pre-filter gave, through the zeros.

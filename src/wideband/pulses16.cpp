@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "dsp/kernel_checks.h"
+#include "wideband/cod45_85.h"
 #include "wideband/kernels.h"
 #include "wideband/pulse_limits.h"
 
@@ -21,14 +22,17 @@ int place_of(int sample) {
 /// A code in the making.
 struct Code {
   const PulseQuestion& question;
+  const float* phi;
   int place[pulses];
   float sign[pulses];
   float c[places];  ///< correlations of the filtered code with the response to each pulse
   float ps = 0.0f, en = 0.0f, ws = 0.0f;
 
-  explicit Code(const PulseQuestion& q) : question(q) { std::fill_n(c, places, 0.0f); }
+  Code(const PulseQuestion& q, const float* matrix) : question(q), phi(matrix) {
+    std::fill_n(c, places, 0.0f);
+  }
 
-  const float* row(int p) const { return question.phi + places * p; }
+  const float* row(int p) const { return phi + places * p; }
   float diagonal(int p) const { return row(p)[p]; }
 
   /// Merit's denominator. Rounding may leave little or nothing where the code is all but v.
@@ -136,10 +140,10 @@ void plain::response_matrix(const float* h, float* phi) {
   }
 }
 
-void plain::find_pulses(const PulseQuestion& question, Pulses& result) {
+void plain::find_pulses(const PulseQuestion& question, const float* phi, Pulses& result) {
   float best = no_merit;
   for (int start = 0; start < question.rotations; ++start) {
-    Code code(question);
+    Code code(question, phi);
     for (int k = 0; k < 2; ++k) {
       const int p = question.first[(start + k) % tracks];
       code.add(k, p, question.sign[p]);
@@ -167,11 +171,11 @@ void response_matrix(const float* h, float* phi) {
   }
 }
 
-void find_pulses(const PulseQuestion& question, Pulses& found) {
-  wideband_kernels().find_pulses(question, found);
+void find_pulses(const PulseQuestion& question, const float* phi, Pulses& found) {
+  wideband_kernels().find_pulses(question, phi, found);
   if constexpr (check_kernels) {
     Pulses wanted;
-    plain::find_pulses(question, wanted);
+    plain::find_pulses(question, phi, wanted);
     require_same("find_pulses", found.place, wanted.place, pulses);
     require_same("find_pulses", found.sign, wanted.sign, pulses);
   }

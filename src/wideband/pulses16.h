@@ -2,7 +2,9 @@
 
 #include <cstdint>
 
-#include "wideband/cod45_85.h"
+namespace quel {
+struct AcelpWork;
+}
 
 namespace quel::wideband {
 
@@ -13,8 +15,7 @@ namespace quel::wideband {
 /// the filtered adaptive vector at length 1 and the target is orthogonal to it. With both gains
 /// free, the code with the largest ps^2 / (en - ws^2), ps > 0, leaves the least of the target.
 struct PulseQuestion {
-  const float* phi;   ///< [80 p + q] correlation of the responses to pulses at two places
-  float dn[80];       ///< correlation of the target with these responses
+  float dn[80];       ///< correlation of the target with the response to a pulse at each place
   float wn[80];       ///< and of v
   float sign[80];     ///< 1 or -1, of a pulse when it is first placed
   int candidate[40];  ///< [8 t + k] places, rising, that the first pulse of a pair tries
@@ -28,22 +29,23 @@ struct Pulses {
   float sign[10];  ///< 1 or -1
 };
 
-/// phi of a response h [0..79], in float: each sum runs from the end of the subframe.
+/// phi [80 p + q], the correlations of the responses to pulses at two places, of a response
+/// h [0..79]. In float: each sum runs from the end of the subframe.
 void response_matrix(const float* h, float* phi);
 
 /// Places pair after pair of pulses as `ACELP_45_85` does, from one rotation of the tracks after
 /// the other, and lets each result descend: a pulse moves to that place and sign of its track which
 /// serve best, one pulse after the other, until none moves or each had three turns. In float
 /// throughout; the first of equals wins. Gives valid pulses for any numbers.
-void find_pulses(const PulseQuestion& question, Pulses& pulses);
+void find_pulses(const PulseQuestion& question, const float* phi, Pulses& pulses);
 
 namespace plain {
 /// The definitions.
 void response_matrix(const float* h, float* phi);
-void find_pulses(const PulseQuestion& question, Pulses& pulses);
+void find_pulses(const PulseQuestion& question, const float* phi, Pulses& pulses);
 }  // namespace plain
 
-/// A question about a subframe, phi and rotations apart. Signs and candidates are those of
+/// A question about a subframe, rotations apart. Signs and candidates are those of
 /// `ACELP_45_85`.
 ///
 /// work  rewritten

@@ -31,14 +31,16 @@ QUEL_INLINE Float left(Float energy, Float along) {
 /// plain::find_pulses' code in the making, a track at a time.
 struct Code {
   const PulseQuestion& question;
+  const float* matrix;
   int place[pulses];
   float sign[pulses];
   float c[places];
   float ps, en, ws;
 
-  __attribute__((always_inline)) explicit Code(const PulseQuestion& q) : question(q) {}
+  __attribute__((always_inline)) Code(const PulseQuestion& q, const float* phi)
+      : question(q), matrix(phi) {}
 
-  __attribute__((always_inline)) const float* row(int p) const { return question.phi + places * p; }
+  __attribute__((always_inline)) const float* row(int p) const { return matrix + places * p; }
   __attribute__((always_inline)) float diagonal(int p) const { return row(p)[p]; }
 
   __attribute__((always_inline)) void begin() {
@@ -204,11 +206,12 @@ static void response_matrix(const float* h, float* phi) {
 }
 
 /// plain::find_pulses, lanes across the places of a track.
-static void find_pulses(const wideband::PulseQuestion& question, wideband::Pulses& result) {
+static void find_pulses(const wideband::PulseQuestion& question, const float* phi,
+                        wideband::Pulses& result) {
   using namespace descent;
   float diagonals[places];
-  for (int p = 0; p < places; ++p) diagonals[p] = question.phi[places * p + p];
-  Code code(question);
+  for (int p = 0; p < places; ++p) diagonals[p] = phi[places * p + p];
+  Code code(question, phi);
   float best = no_merit;
   for (int start = 0; start < question.rotations; ++start) {
     code.begin();

@@ -153,6 +153,20 @@ TEST_P(Jobs, FileAndMemoryGiveTheSame) {
   EXPECT_GT(trial.lost, 0u);
 }
 
+TEST_P(Jobs, EnhancedSpeechIsWhatAnEnhancingStreamGives) {
+  const Pcm pcm = loud_speech(20000, 6, rate());
+  encode(pcm);
+  ASSERT_TRUE(decode());
+  const Pcm plain = decoded();
+  DecodeSettings settings;
+  settings.enhance = true;
+  ASSERT_TRUE(decode(settings));
+  Pcm heard;
+  try_codec(flavor(), default_effort(flavor()), pcm, {.enhance = true}, &heard);
+  EXPECT_EQ(decoded(), heard);
+  EXPECT_EQ(heard == plain, flavor() < 2);  // the others have no postfilter for it
+}
+
 TEST_P(Jobs, AnyRateAndChannels) {
   const Pcm mono = loud_speech(44100 / 2, 4, 44100.0);
   Pcm stereo;

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "support/kernels.h"
+#include "wideband/cod45_85.h"
 #include "wideband/pulses16.h"
 
 namespace quel::wideband {
@@ -43,12 +44,11 @@ TEST(PulsesKernel, SearchFindsWhatThePlainOneFinds) {
       if (more % 5 == 4) phi = test::signal(kind, 6400, more);
       AcelpWork work;
       PulseQuestion question;
-      question.phi = phi.data();
       question.rotations = rotations;
       ask_for_pulses(work, dn.data(), wn.data(), cn.data(), question);
       Pulses got, wanted;
-      find_pulses(question, got);
-      plain::find_pulses(question, wanted);
+      find_pulses(question, phi.data(), got);
+      plain::find_pulses(question, phi.data(), wanted);
       for (int k = 0; k < 10; ++k) {
         ASSERT_EQ(got.place[k], wanted.place[k]) << k;
         ASSERT_EQ(got.sign[k], wanted.sign[k]) << k;
