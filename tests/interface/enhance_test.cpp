@@ -102,7 +102,8 @@ TEST_P(Enhance, GoesOnBehindAResetAndInACopy) {
 TEST_P(Enhance, TakesAnything) {
   test::Random random(3);
   for (const Concealment concealment : {Concealment::immediate, Concealment::deferred}) {
-    Decoder decoder = enhancing(GetParam(), concealment), again = enhancing(GetParam(), concealment);
+    Decoder decoder = enhancing(GetParam(), concealment),
+            again = enhancing(GetParam(), concealment);
     const auto unit = static_cast<std::size_t>(quel_bytes_per_unit(GetParam()));
     Bytes units(400 * unit);
     for (auto& byte : units) byte = static_cast<std::uint8_t>(random.bits() >> 24);
@@ -113,8 +114,9 @@ TEST_P(Enhance, TakesAnything) {
     Pcm parts;
     const auto frames = static_cast<std::size_t>(quel_frames_per_unit(GetParam()));
     for (std::size_t k = 0; k < 400; ++k) {
-      const Pcm part = decoded(again, Bytes(units.begin() + static_cast<std::ptrdiff_t>(k * unit),
-                                            units.begin() + static_cast<std::ptrdiff_t>((k + 1) * unit)),
+      const Pcm part = decoded(again,
+                               Bytes(units.begin() + static_cast<std::ptrdiff_t>(k * unit),
+                                     units.begin() + static_cast<std::ptrdiff_t>((k + 1) * unit)),
                                std::span(received).subspan(k * frames, frames));
       parts.insert(parts.end(), part.begin(), part.end());
     }
