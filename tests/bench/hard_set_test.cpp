@@ -76,10 +76,10 @@ TEST(HardSet, PiecesAreTheSpeechOrSilence) {
     ASSERT_TRUE(y[n] == x[n] || y[n] == 0);
     kept += y[n] == x[n] ? 1 : 0;
     // A run of zeros is no piece.
-    const bool now = std::all_of(y.begin() + static_cast<std::ptrdiff_t>(n),
-                                 y.begin() + static_cast<std::ptrdiff_t>(
-                                                 std::min(n + 200, y.size())),
-                                 [](int v) { return v == 0; });
+    const bool now =
+        std::all_of(y.begin() + static_cast<std::ptrdiff_t>(n),
+                    y.begin() + static_cast<std::ptrdiff_t>(std::min(n + 200, y.size())),
+                    [](int v) { return v == 0; });
     changes += now != silent ? 1 : 0;
     silent = now;
   }
