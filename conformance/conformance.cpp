@@ -327,7 +327,7 @@ std::vector<Digest> conformance_digests() {
     digests.push_back({name + ", random bits, losses and units not sent",
                        digest_of(decode_sparse(flavor, random, 3))});
   }
-  add_effort_digests(QUEL_FLAVOR_16K, digests);
+  for (int flavor = 0; flavor < 4; ++flavor) add_effort_digests(flavor, digests);
   add_enhanced_digests(QUEL_FLAVOR_5K, digests);
   add_enhanced_digests(QUEL_FLAVOR_16K, digests);
   return digests;

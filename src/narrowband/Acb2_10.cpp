@@ -48,11 +48,15 @@ void acb_2p10b(const float* dn, const float* h, std::int32_t* index) {
   Scratch rr(2 * 256);
   half_energies_of_all(h, 1, 3, rr_diag.data());
   cross_blocks(h, 3, 2, nullptr, rr.data());
+  acb_2p10b(dn, rr_diag.data(), rr.data(), index);
+}
+
+void acb_2p10b(const float* dn, const float* rr_diag, const float* rr, std::int32_t* index) {
   Pair best;
-  if (!narrowband_kernels().best_opposite_pair(dn, rr_diag.data(), rr.data(), &best.a, &best.b)) {
-    best = plain_pair(dn, rr_diag.data(), rr.data());
+  if (!narrowband_kernels().best_opposite_pair(dn, rr_diag, rr, &best.a, &best.b)) {
+    best = plain_pair(dn, rr_diag, rr);
   } else if constexpr (check_kernels) {
-    const Pair wanted = plain_pair(dn, rr_diag.data(), rr.data());
+    const Pair wanted = plain_pair(dn, rr_diag, rr);
     require_same("acb_2p10b", &best.a, &wanted.a, 1);
     require_same("acb_2p10b", &best.b, &wanted.b, 1);
   }

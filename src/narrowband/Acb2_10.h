@@ -13,4 +13,10 @@ namespace quel {
 /// index  output, the word; valid whatever the input
 void acb_2p10b(const float* dn, const float* h, std::int32_t* index);
 
+/// The same from the pulses' correlations:
+///
+/// rr_diag  [0..47] half energies, row-major [track][j]
+/// rr       [0..511] cross-correlations of tracks 0 and 1, then 1 and 2, each row-major [j][j]
+void acb_2p10b(const float* dn, const float* rr_diag, const float* rr, std::int32_t* index);
+
 }  // namespace quel

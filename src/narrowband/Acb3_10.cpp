@@ -10,17 +10,24 @@ namespace quel {
 
 using namespace narrowband;
 
-void acb_3p10b(float* dn, const float* h, std::int32_t* index) {
-  Scratch sign(acb_len);
-  Scratch rr_diag(3 * 8);
-  Scratch rr(3 * 64);
+void fold_triple_signs(float* dn, float* sign) {
   for (int n = 0; n < acb_len; ++n) {
     sign[n] = n % 4 < 2 ? 1.0f : -1.0f;
     dn[n] *= sign[n];
   }
+}
+
+void acb_3p10b(float* dn, const float* h, std::int32_t* index) {
+  Scratch sign(acb_len);
+  Scratch rr_diag(3 * 8);
+  Scratch rr(3 * 64);
+  fold_triple_signs(dn, sign.data());
   half_energies_of_all(h, 2, 6, rr_diag.data());
   cross_blocks(h, 6, 3, sign.data(), rr.data());
+  acb_3p10b(dn, rr_diag.data(), rr.data(), index);
+}
 
+void acb_3p10b(const float* dn, const float* rr_diag, const float* rr, std::int32_t* index) {
   float sq = -1.0f;
   float alpha = 1.0f;
   std::array<int, 3> best = {0, 2, 4};
@@ -36,7 +43,7 @@ void acb_3p10b(float* dn, const float* h, std::int32_t* index) {
     }
     int b = 0;
     int c = 0;
-    search_ixiy(2, 4, &ps, &alp, &b, &c, dn, rr_x, rr_y, rr.data());
+    search_ixiy(2, 4, &ps, &alp, &b, &c, dn, rr_x, rr_y, rr);
     if (alpha * (ps * ps) - sq * alp > 0.0f) {
       sq = ps * ps;
       alpha = alp;

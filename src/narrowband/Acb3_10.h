@@ -13,4 +13,13 @@ namespace quel {
 /// index  output, the word; valid whatever the input
 void acb_3p10b(float* dn, const float* h, std::int32_t* index);
 
+/// The codebook's signs, sign [0..47] output, and dn times them.
+void fold_triple_signs(float* dn, float* sign);
+
+/// The same from the pulses' correlations, signs folded into all of them:
+///
+/// rr_diag  [0..23] half energies, row-major [track / 2][j]
+/// rr       [0..191] cross-correlations, row-major [track / 2][j][j], each track with the next
+void acb_3p10b(const float* dn, const float* rr_diag, const float* rr, std::int32_t* index);
+
 }  // namespace quel

@@ -20,6 +20,7 @@
 #include "narrowband/acb27_15.h"
 #include "narrowband/d_acb.h"
 #include "narrowband/d_acb_5k.h"
+#include "narrowband/effort.h"
 #include "narrowband/find_F.h"
 #include "narrowband/lag_code.h"
 #include "narrowband/ltp.h"
@@ -148,14 +149,6 @@ int find_pitch(PitchSearch& search, std::int32_t flavor, int offset, float* exc,
   return T0;
 }
 
-float limited_pitch_gain(double gain, bool crowded) {
-  float g = static_cast<float>(gain);
-  if (g > 1.2f) g = 1.2f;
-  if (g < 0.0f) g = 0.0f;
-  if (crowded && g > 0.95f) g = 0.95f;
-  return g;
-}
-
 // Searches the flavor's codebook and rebuilds its choice: the code vector and the same filtered.
 // Returns the number of words written to prm.
 int find_code(std::int32_t flavor, bool two_pulses, const float* F, Subframe& sub,
@@ -230,18 +223,9 @@ int code_subframe(NarrowbandEncoder& st, const Mode& mode, std::int32_t flavor, 
   return 2 + words;
 }
 
-}  // namespace
-
-void init_cod_swt(NarrowbandEncoder& state) {
-  state = NarrowbandEncoder{};
-  std::copy_n(isf_ini, M, state.isp_old.data());
-  std::copy_n(isf_ini, M, state.ispq_old.data());
-  init_q_isf_ma(state.isf);
-  init_q_gain2(state.gains);
-}
-
-void cod_swt(NarrowbandEncoder& st, const Mode& mode, const std::int16_t* speech,
-             std::int32_t* prm) {
+// `effort` null: as effort 0.
+void code_frame(NarrowbandEncoder& st, NarrowbandEffort* effort, const Mode& mode,
+                const std::int16_t* speech, std::int32_t* prm) {
   const std::int32_t flavor = prm[0];
   const int len_frame = std::min(mode.len_frame, max_len_frame);
   const int subframes = std::min({mode.num_subfr, len_frame / L, flavor == 2 ? 5 : 3});
@@ -262,15 +246,42 @@ void cod_swt(NarrowbandEncoder& st, const Mode& mode, const std::int16_t* speech
   PitchSearch search = open_loop(st, flavor, len_frame);
 
   std::int32_t* word = prm + 6;
-  for (int k = 0; k < subframes; ++k) {
-    const float* A_now = A.data() + k * (M + 1);
-    const float* A_next = k + 1 < subframes ? A_now + M + 1 : nullptr;
-    word += code_subframe(st, mode, flavor, k * L, A_now, A_next, Aq.data() + k * (M + 1), crowded,
-                          search, F.data(), word);
+  if (effort != nullptr) {
+    const LagRange second = range_around_open_loop(search.second_open_loop);
+    search_excitation(st, *effort, mode,
+                      {flavor, subframes, A.data(), Aq.data(), crowded == 1, search.range, second},
+                      word);
+  } else {
+    for (int k = 0; k < subframes; ++k) {
+      const float* A_now = A.data() + k * (M + 1);
+      const float* A_next = k + 1 < subframes ? A_now + M + 1 : nullptr;
+      word += code_subframe(st, mode, flavor, k * L, A_now, A_next, Aq.data() + k * (M + 1),
+                            crowded, search, F.data(), word);
+    }
   }
 
   std::copy_n(st.speech.data() + len_frame, NarrowbandEncoder::speech_past, st.speech.data());
   std::copy_n(st.exc.data() + len_frame, NarrowbandEncoder::exc_past, st.exc.data());
+}
+
+}  // namespace
+
+void init_cod_swt(NarrowbandEncoder& state) {
+  state = NarrowbandEncoder{};
+  std::copy_n(isf_ini, M, state.isp_old.data());
+  std::copy_n(isf_ini, M, state.ispq_old.data());
+  init_q_isf_ma(state.isf);
+  init_q_gain2(state.gains);
+}
+
+void cod_swt(NarrowbandEncoder& st, const Mode& mode, const std::int16_t* speech,
+             std::int32_t* prm) {
+  code_frame(st, nullptr, mode, speech, prm);
+}
+
+void cod_swt(NarrowbandEncoder& st, NarrowbandEffort& effort, const Mode& mode,
+             const std::int16_t* speech, std::int32_t* prm) {
+  code_frame(st, &effort, mode, speech, prm);
 }
 
 }  // namespace quel

@@ -2,6 +2,7 @@
 
 #include "dsp/instruction_set.h"
 #include "dsp/kernels.h"
+#include "narrowband/six_pulses.h"
 
 namespace quel {
 
@@ -50,6 +51,10 @@ struct NarrowbandKernels {
                          const HighPass& high_pass);
   bool (*mix_excitation)(float* exc, const float* code, float gain_pit, float gain_code,
                          double attenuation, float* enhanced);
+  void (*correlate_pulses)(const float* h, float* phi);
+  void (*free_pitch_gain)(const float* dn1, float weight, float* phi);
+  int (*best_pulse)(const SixPulseTarget& target, const int* place, const float* sign, int track,
+                    const int* barred, float* merit);
 };
 
 namespace baseline {

@@ -4,6 +4,7 @@
 #include "narrowband/acb_kernel.h"
 #include "narrowband/decoder_kernel.h"
 #include "narrowband/kernels.h"
+#include "narrowband/pulse_kernel.h"
 #include "narrowband/pulses_kernel.h"
 
 namespace quel::QUEL_SET {
@@ -21,6 +22,9 @@ const NarrowbandKernels narrowband_kernels = {
     .synthesize_and_pass = synthesize_and_pass,
     .level_and_pass = level_and_pass,
     .mix_excitation = mix_excitation,
+    .correlate_pulses = correlate_pulses,
+    .free_pitch_gain = free_pitch_gain,
+    .best_pulse = best_pulse,
 };
 
 }  // namespace quel::QUEL_SET

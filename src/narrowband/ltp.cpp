@@ -124,6 +124,14 @@ int pitch_fr(const float* exc, const float* xn, const float* h, int t0_min, int 
   return best_third(corr.data() + (T0 - t_min), T0, frac);
 }
 
+float limited_pitch_gain(double gain, bool crowded) {
+  float g = static_cast<float>(gain);
+  if (g > 1.2f) g = 1.2f;
+  if (g < 0.0f) g = 0.0f;
+  if (crowded && g > 0.95f) g = 0.95f;
+  return g;
+}
+
 void interpol(const float* x, float* y, const float* tab, int L_half, int frac, int n) {
   const int taps = 2 * L_half;
   const float* first = x + 1 - L_half;

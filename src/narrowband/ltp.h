@@ -88,6 +88,10 @@ namespace quel {
 int pitch_fr(const float* exc, const float* xn, const float* h, int t0_min, int t0_max, int i_subfr,
              int* frac);
 
+/// The unquantised pitch gain within its limits, 0..1.2, or 0..0.95 where the frame's frequencies
+/// are crowded.
+float limited_pitch_gain(double gain, bool crowded);
+
 /// y[j] = x interpolated at j + frac/3.
 ///
 /// x       [-L_half+1..n-1+L_half] for frac >= 0, [-L_half..n-2+L_half] below
