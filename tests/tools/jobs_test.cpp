@@ -145,7 +145,8 @@ TEST_P(Jobs, FileAndMemoryGiveTheSame) {
   const Pcm pcm = loud_speech(rate() / 2, 3, rate());
   encode(pcm);
   EXPECT_TRUE(decode(losing(20.0, 7)));
-  const Trial trial = try_codec(flavor(), 0, pcm, {Concealment::immediate, 20.0, 7});
+  const Trial trial =
+      try_codec(flavor(), default_effort(flavor()), pcm, {Concealment::immediate, 20.0, 7});
   const auto figures = snr_figures(reference(flavor(), pcm), decoded(), rate());
   EXPECT_EQ(figures->snr, trial.figures->snr);
   EXPECT_THAT(result_.notes, ElementsAre(std::to_string(trial.lost) + " of " +
