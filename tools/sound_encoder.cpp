@@ -81,7 +81,7 @@ int default_flavor(int input_rate) {
 int default_effort(int flavor) {
   // The highest that codes at 100 times real time on one core with AVX2. The same in every build,
   // so that all make the same files.
-  constexpr int of_flavor[] = {3, 3, 3, 0};
+  constexpr int of_flavor[] = {3, 3, 3, 2};
   return of_flavor[flavor];
 }
 

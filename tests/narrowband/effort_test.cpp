@@ -66,8 +66,9 @@ class Pair {
       std::copy_n(prm.begin() + 1, FiveKDecoder::words, five_k.cur_prm.begin());
       return out;
     }
-    const int cleared = flavor_ == 2 ? decoder_5k(five_k, shared, mode_, prm.data() + 1, out.data(), 0)
-                                     : dec_swt(swt, shared, mode_, prm.data(), out.data(), 0);
+    const int cleared = flavor_ == 2
+                            ? decoder_5k(five_k, shared, mode_, prm.data() + 1, out.data(), 0)
+                            : dec_swt(swt, shared, mode_, prm.data(), out.data(), 0);
     EXPECT_EQ(cleared, 0);
     return out;
   }

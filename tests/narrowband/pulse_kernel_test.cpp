@@ -47,7 +47,9 @@ TEST(PulseKernel, TheBestPulseIsThePlainOne) {
       float sign[6];
       for (int k = 0; k < 6; ++k) {
         place[k] = 16 * (k / 2) + random.integer(0, 15);
-        sign[k] = round % 3 == 1 || k >= round / 2 ? 0.0f : random.integer(0, 1) == 0 ? 1.0f : -1.0f;
+        sign[k] = round % 3 == 1 || k >= round / 2 ? 0.0f
+                  : random.integer(0, 1) == 0      ? 1.0f
+                                                   : -1.0f;
       }
       const int barred[3] = {random.integer(-1, 31), random.integer(-1, 31), -1};
       const SixPulseTarget target = {dn.data(), phi.data(), energy.data(), 1.5f, 2.5f};

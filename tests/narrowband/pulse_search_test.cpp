@@ -156,7 +156,8 @@ TEST(PulseSearch, SixPulsesEndWhereNoSingleMoveHelps) {
         // Words that share a pulse with the one chosen.
         float mine[48], other[48];
         const float delta[48] = {1.0f};
-        const std::int32_t a[3] = {track == 0 ? own : 0, track == 1 ? own : 0, track == 2 ? own : 0};
+        const std::int32_t a[3] = {track == 0 ? own : 0, track == 1 ? own : 0,
+                                   track == 2 ? own : 0};
         const std::int32_t b[3] = {track == 0 ? word : 0, track == 1 ? word : 0,
                                    track == 2 ? word : 0};
         dec_ACB_27(a, delta, mine);
