@@ -130,37 +130,31 @@ Best<RankedLag, max_ranked> rank_lags(const Subframe& sub, LagRange range, const
   return best;
 }
 
-// A lag as it would be decoded.
-struct Adaptive {
-  int thirds;
-  float merit;
-  float vector[L];
-  float y1[L];  // filtered
-};
-
 // The lags of a path whose decoded vectors are most like the target.
 template <typename Use>
-void for_best_lags(Subframe& sub, Path& path, const float* xn, Use use) {
+void for_best_lags(Subframe& sub, NarrowbandEffort& effort, Path& path, const float* xn, Use use) {
   float* exc = sub.excitation(path);
   // Lags below 48 read past the history: the residual stands in for excitation yet unknown.
   mvr2r(sub.res.data(), exc, L);
   const auto ranked = rank_lags(sub, path.range, exc, xn, sub.h.data());
-  Adaptive tried[max_ranked];
-  Best<int, max_ranked> best;
+  auto& tried = effort.tried;
+  Best<std::size_t, max_ranked> best;
   for (int i = 0; i < ranked.count; ++i) {
-    Adaptive& now = tried[i];
+    Adaptive& now = tried[static_cast<std::size_t>(i)];
     now.thirds = ranked.entry[i].thirds;
     const Lag lag = from_thirds(now.thirds);
     pred_lt(exc, lag.T0, lag.frac, L);
-    mvr2r(exc, now.vector, L);
-    convolve(now.vector, sub.h.data(), now.y1, L);
+    mvr2r(exc, now.vector.data(), L);
+    convolve(now.vector.data(), sub.h.data(), now.y1.data(), L);
+    const float* y1 = now.y1.data();
     double xy = 0.0, yy = 0.01;
     for (int n = 0; n < L; ++n) {
-      xy += static_cast<double>(xn[n]) * now.y1[n];
-      yy += static_cast<double>(now.y1[n]) * now.y1[n];
+      xy += static_cast<double>(xn[n]) * y1[n];
+      yy += static_cast<double>(y1[n]) * y1[n];
     }
     now.merit = static_cast<float>(xy * invsqrt(yy));
-    best.put(sub.level.lags, i, [&](int a, int b) { return tried[a].merit > tried[b].merit; });
+    best.put(sub.level.lags, static_cast<std::size_t>(i),
+             [&](std::size_t a, std::size_t b) { return tried[a].merit > tried[b].merit; });
   }
   for (int i = 0; i < best.count; ++i) use(tried[best.entry[i]]);
 }
@@ -195,30 +189,31 @@ std::int32_t lag_index(const Subframe& sub, const Path& path, Lag& lag) {
 void try_lag(Subframe& sub, const Path& path, const float* xn, const Adaptive& adaptive,
              PulseCorrelations& phi, Trial& trial, float* g_coeff) {
   Scratch x2(L), dn(L), dn1(L), F(L), h2(L), y2(L);
+  const float* y1 = adaptive.y1.data();
   Lag lag = from_thirds(adaptive.thirds);
   trial.words[0] = lag_index(sub, path, lag);
   trial.T0 = lag.T0;
-  std::copy_n(adaptive.vector, L, trial.adaptive.data());
+  std::copy_n(adaptive.vector.data(), L, trial.adaptive.data());
 
-  const double gain = corr_xy1(xn, adaptive.y1, g_coeff, L);
+  const double gain = corr_xy1(xn, y1, g_coeff, L);
   const float gain_pit = limited_pitch_gain(gain, sub.frame.crowded);
   const bool free = static_cast<double>(gain_pit) == static_cast<double>(static_cast<float>(gain));
-  updt_tar(xn, x2.data(), adaptive.y1, gain_pit, L);
+  updt_tar(xn, x2.data(), y1, gain_pit, L);
   // Repeating is linear: a repeated shape through h is the shape through h, repeated.
   mvr2r(sub.F.data(), F.data(), L);
   mvr2r(sub.h2.data(), h2.data(), L);
   sharpen_F(sub.mode, lag.T0, F.data());
   sharpen_F(sub.mode, lag.T0, h2.data());
   backfil2(x2.data(), dn.data(), h2.data(), L);
-  backfil2(adaptive.y1, dn1.data(), h2.data(), L);
+  backfil2(y1, dn1.data(), h2.data(), L);
   find_code(sub, path.old_gain_pit >= 0.8f,
             {dn.data(), dn1.data(), free ? 1.0f / g_coeff[0] : 0.0f, h2.data()}, F.data(), phi,
             trial, y2.data());
 
-  corr_xy2(xn, adaptive.y1, y2.data(), g_coeff, L);
+  corr_xy2(xn, y1, y2.data(), g_coeff, L);
   trial.gcode0 = predict_code_gain(path.gains.past_qua_en, trial.code.data(), L);
   std::copy_n(xn + L - M, M, trial.xn_end.data());
-  std::copy_n(adaptive.y1 + L - M, M, trial.y1_end.data());
+  std::copy_n(y1 + L - M, M, trial.y1_end.data());
   std::copy_n(y2.data() + L - M, M, trial.y2_end.data());
 }
 
@@ -232,7 +227,7 @@ void expand(Subframe& sub, NarrowbandEffort& effort, int& trials, Path& path, Of
   find_target(sub, path, xn.data());
   double xx = 0.0;
   for (int n = 0; n < L; ++n) xx += static_cast<double>(xn[n]) * xn[n];
-  for_best_lags(sub, path, xn.data(), [&](const Adaptive& adaptive) {
+  for_best_lags(sub, effort, path, xn.data(), [&](const Adaptive& adaptive) {
     Trial& trial = effort.trials[static_cast<std::size_t>(trials)];
     float g_coeff[5];
     try_lag(sub, path, xn.data(), adaptive, effort.phi, trial, g_coeff);

@@ -54,6 +54,14 @@ struct Path {
   std::array<std::int32_t, 15> words;
 };
 
+/// A lag as it would be decoded.
+struct Adaptive {
+  int thirds;
+  float merit;                   ///< normalised correlation with the target
+  std::array<float, 48> vector;  ///< excitation at that lag
+  std::array<float, 48> y1;      ///< the same, filtered
+};
+
 /// A lag with the code that was found for it.
 struct Trial {
   int T0;
@@ -76,7 +84,8 @@ struct Choice {
 struct NarrowbandEffort {
   int level = 0;  ///< 1..3
   PathSearch<narrowband::Path, narrowband::Choice, narrowband::max_paths> search;
-  std::array<narrowband::Trial, narrowband::max_trials> trials{};  ///< of a subframe
+  std::array<narrowband::Trial, narrowband::max_trials> trials{};    ///< of a subframe
+  std::array<narrowband::Adaptive, narrowband::max_ranked> tried{};  ///< for a path
   narrowband::PulseCorrelations phi{};
 };
 
