@@ -48,6 +48,7 @@ QUEL_INLINE void add_triangle(Sums<parts>& sum, const double* factor, int i, int
   if constexpr (part == 0) {
     for (; i <= whole && i < limit; ++i) sum.template add<0>(factor[i], x + begin - i);
   }
+  QUEL_NO_UNROLLING
   for (; i < next && i < limit; ++i) {
     const Double before = sum.of[part];
     sum.template add<part>(factor[i], x + begin - i);
@@ -80,6 +81,7 @@ template <int parts, int done = 0>
 QUEL_INLINE void add_falling(Sums<parts>& sum, const double* factor, int k, int end,
                              const double* x) {
   constexpr int left = parts - done;
+  QUEL_NO_UNROLLING
   for (; k < end - (left - 1) * lanes; ++k) {
     const Double f = splat<Double>(factor[k]);
     for (int p = 0; p < left; ++p) {
@@ -112,7 +114,7 @@ static bool convolved(const float* x, const float* h, float* y, int L) {
   const int size = (L + lanes - 1) / lanes * lanes;
   widen(factor, x, L, size);
   if (!all_finite(factor, size)) return false;
-  if (L <= 48) {
+  if (L <= 48 && short_parts != long_parts) {
     convolve_all<short_parts>(factor, h, out, L);
   } else {
     convolve_all<long_parts>(factor, h, out, L);
@@ -131,7 +133,7 @@ static bool filtered_backwards(const float* x, float* y, const float* h, int L) 
   widen(factor, h, L, size);
   if (!all_finite(factor, size)) return false;
   widen(target, x, L, 2 * size);
-  if (L <= 48) {
+  if (L <= 48 && short_parts != long_parts) {
     filter_all<short_parts>(target, factor, out, L);
   } else {
     filter_all<long_parts>(target, factor, out, L);

@@ -92,9 +92,15 @@ struct PairSearch {
     den_w = den[0][5];
   }
 
-  /// Where others equal the guess, the first of them may be another: then that one is tried.
+  /// Where others equal the guess, the first of them may be another: then that one is tried. No
+  /// loop over the tries may be unrolled; the proof is long.
   QUEL_MEMBER bool prove(int rows) {
-    return is_proved(rows) || (num_w = num[row][column], den_w = den[row][column], is_proved(rows));
+    for (bool again = false;; again = true) {
+      if (is_proved(rows)) return true;
+      if (again) return false;
+      num_w = num[row][column];
+      den_w = den[row][column];
+    }
   }
 
   /// Sets row and column to the first pair that w does not beat.

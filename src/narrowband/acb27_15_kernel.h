@@ -24,6 +24,7 @@ struct ByTrack {
   float of[tracks][positions];
 
   QUEL_MEMBER explicit ByTrack(const float* x) {
+    QUEL_NO_UNROLLING
     for (int j = 0; j < positions; ++j) {
       for (int t = 0; t < tracks; ++t) of[t][j] = x[tracks * j + t];
     }
@@ -102,6 +103,7 @@ QUEL_INLINE void add_pulse(const Work& w, int position, Filtered& y) {
 template <int part, int first, int begin, int count>
 QUEL_INLINE void add_sums(const float* h, const Rotation (&rotation)[tracks],
                           V (&sum)[count][parts]) {
+  QUEL_NO_UNROLLING
   for (int q = part * width; q < (part + 1) * width; ++q) {
     for (int r = 0; r < tracks; ++r) {
       const V tap = splat<V>(h[tracks * q + r]);
@@ -137,10 +139,11 @@ QUEL_INLINE void correlate(const Work& w, Rotation (&rotation)[tracks]) {
 }
 
 /// search_ixiy of every rotation, of the tracks k + first and k + first + 1, into
-/// placed [k * stride].position [first..first+1]. False where a guess is not the pair.
-template <int first>
-QUEL_INLINE bool place_pairs(const Work& w, Rotation (&rotation)[tracks], PlacedPulses* placed,
-                             int stride, bool spoil) {
+/// placed [k * stride].position [first..first+1]. False where a guess is not the pair. Compiled
+/// once: it is long.
+static __attribute__((noinline)) bool place_pairs(const Work& w, int first,
+                                                  Rotation (&rotation)[tracks],
+                                                  PlacedPulses* placed, int stride, bool spoil) {
   PairSearch<V, float, candidates, positions> search[tracks];
   for (int k = 0; k < tracks; ++k) {
     const Rotation& now = rotation[k];
@@ -193,7 +196,7 @@ static bool place_six(const PulseTracks& in, PlacedPulses* placed) {
       copy(rotation[k].cor[t], in.rr_diag + (k + t) % tracks * positions, positions);
     }
   }
-  if (!place_pairs<0>(w, rotation, placed, 1, search_spoiled())) return false;
+  if (!place_pairs(w, 0, rotation, placed, 1, search_spoiled())) return false;
   const auto next_pairs = [&](auto first) __attribute__((always_inline)) {
     constexpr int done = decltype(first)::value;
     for (int k = 0; k < tracks; ++k) {
@@ -201,7 +204,7 @@ static bool place_six(const PulseTracks& in, PlacedPulses* placed) {
       add_pulse(w, placed[k].position[done - 1], rotation[k].y);
     }
     correlate<done>(w, rotation);
-    return place_pairs<done>(w, rotation, placed, 1, false);
+    return place_pairs(w, done, rotation, placed, 1, false);
   };
   if (!next_pairs(Constant<2>{}) || !next_pairs(Constant<4>{})) return false;
   for (int k = 0; k < tracks; ++k) {
@@ -228,7 +231,7 @@ static bool place_three(const PulseTracks& in, const int (*first)[3], PlacedPuls
       add_pulse(w, pulse, rotation[k].y);
     }
     correlate<1>(w, rotation);
-    if (!place_pairs<1>(w, rotation, placed + i, 3, spoil && i == 1)) return false;
+    if (!place_pairs(w, 1, rotation, placed + i, 3, spoil && i == 1)) return false;
     for (int k = 0; k < tracks; ++k) {
       placed[3 * k + i].ps = rotation[k].ps;
       placed[3 * k + i].alp = rotation[k].alp;

@@ -168,10 +168,11 @@ QUEL_INLINE bool place_pair(const Work& w, const int* two, Rotation& now, std::i
   return true;
 }
 
-/// `ways` rotations side by side, the first from track `start` on, whose first two pulses and their
+/// Two rotations side by side, the first from track `start` on, whose first two pulses and their
 /// scores are placed. Takes the kernels' longest frame of stack; so there is one of it.
-template <int ways>
-__attribute__((noinline)) bool place_pulses(const Work& w, int start, PlacedPulses16* placed) {
+static __attribute__((noinline)) bool place_pulses(const Work& w, int start,
+                                                   PlacedPulses16* placed) {
+  constexpr int ways = 2;
   const bool spoil = search_spoiled();
   Rotation rotation[ways];
   for (int i = 0; i < ways; ++i) {
@@ -272,11 +273,14 @@ static bool place_ten(const PulseTracks16& in, int start, int ways, PlacedPulses
   using namespace pulses16;
   const Work w(in);
   if (!w.usable) return false;
-  int i = 0;
-  for (; i + 2 <= ways; i += 2) {
-    if (!place_pulses<2>(w, start + i, placed + i)) return false;
+  for (int i = 0; i < ways; i += 2) {
+    // A last one without another runs beside itself, shifted by a track, which nobody wants.
+    PlacedPulses16 two[2] = {placed[i], placed[i + 1 < ways ? i + 1 : i]};
+    if (!place_pulses(w, start + i, two)) return false;
+    placed[i] = two[0];
+    if (i + 1 < ways) placed[i + 1] = two[1];
   }
-  return i == ways || place_pulses<1>(w, start + i, placed + i);
+  return true;
 }
 
 }  // namespace quel::QUEL_SET
