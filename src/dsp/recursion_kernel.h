@@ -151,6 +151,25 @@ struct DoubleInput {
   QUEL_MEMBER Double operator()(int i) const { return load<Double>(x + i); }
 };
 
+/// `AllPole`'s differences. A function of its own: a call a group costs nothing beside it, and many
+/// kernels have it.
+template <int m, typename Input>
+__attribute__((noinline)) Mask all_pole_differences(const double* minus_a, const double* outputs,
+                                                    int n, Input x) {
+  const double* y = outputs + n;
+  Double sum[parts];
+  for (int p = 0; p < parts; ++p) sum[p] = x(n + p * lanes);
+  for (int i = 1; i <= m; ++i) {
+    const Double factor = splat<Double>(minus_a[i * block]);
+    for (int p = 0; p < parts; ++p) {
+      sum[p] = add_exact(sum[p], factor, load<Double>(y - i + p * lanes));
+    }
+  }
+  Mask different{};
+  for (int p = 0; p < parts; ++p) different |= different_bits(sum[p], load<Double>(y + p * lanes));
+  return different;
+}
+
 /// All-pole filter of order m. Where its input is another part's output, that has it as doubles.
 template <int m>
 class AllPole {
@@ -201,20 +220,7 @@ class AllPole {
   /// Bits that the guess of outputs n to n + 15 has wrong; x(i) is the input from i on.
   template <typename Input>
   QUEL_MEMBER Mask differences(int n, Input x) const {
-    const double* y = outputs() + n;
-    Double sum[parts];
-    for (int p = 0; p < parts; ++p) sum[p] = x(n + p * lanes);
-    for (int i = 1; i <= m; ++i) {
-      const Double minus_a = splat<Double>(minus_a_[i][0]);
-      for (int p = 0; p < parts; ++p) {
-        sum[p] = add_exact(sum[p], minus_a, load<Double>(y - i + p * lanes));
-      }
-    }
-    Mask different{};
-    for (int p = 0; p < parts; ++p) {
-      different |= different_bits(sum[p], load<Double>(y + p * lanes));
-    }
-    return different;
+    return all_pole_differences<m>(minus_a_[0], outputs(), n, x);
   }
 
   QUEL_MEMBER double* outputs() { return past_and_y_ + m; }

@@ -44,12 +44,17 @@ QUEL_INLINE void prove(const Run<m>& run, int n, Mask& different) {
 
 /// From n on, all but the proof of the last group.
 template <bool careful, int m>
-QUEL_INLINE void go_on(Run<m>& run, int n, recursion::Ones& last, Mask& different) {
+__attribute__((noinline)) void go_on(Run<m>& run, int n, recursion::Ones& last_output,
+                                     Mask& different_bits) {
   using namespace recursion;
+  Ones last = last_output;
+  Mask different = different_bits;
   for (; n < run.count; n += group) {
     for (int i = n; i < n + group; i += block) guess<careful>(run, i, last);
     if (n > 0) prove(run, n - group, different);
   }
+  last_output = last;
+  different_bits = different;
 }
 
 template <int m>
@@ -120,8 +125,8 @@ void synthesize_both(const Recursion& one, const Recursion& other, bool* proved)
       prove(other_run, n - group, other_different);
     }
   }
-  go_on<false>(run, both, last, different);
-  go_on<false>(other_run, both, other_last, other_different);
+  if (both < run.count) go_on<false>(run, both, last, different);
+  if (both < other_run.count) go_on<false>(other_run, both, other_last, other_different);
   proved[0] = finish(run, one, different) || attempt_carefully<m>(one);
   proved[1] = finish(other_run, other, other_different) || attempt_carefully<m>(other);
 }
