@@ -66,8 +66,7 @@ Scene with_pauses(std::span<const std::int16_t> speech, int rate, std::uint64_t 
   Scene scene;
   std::size_t done = 0;
   while (done + samples(6.1) < x.size()) {
-    const std::size_t end =
-        quietest(x, done + samples(3.0), done + samples(6.0), samples(0.04));
+    const std::size_t end = quietest(x, done + samples(3.0), done + samples(6.0), samples(0.04));
     scene.clean.insert(scene.clean.end(), x.begin() + static_cast<std::ptrdiff_t>(done),
                        x.begin() + static_cast<std::ptrdiff_t>(end));
     scene.pause.resize(scene.clean.size(), false);

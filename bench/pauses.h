@@ -10,10 +10,10 @@ namespace quel::bench {
 
 /// Speech with pauses, without and with noise over it.
 struct Scene {
-  std::vector<float> clean;     ///< 16-bit scale; exact zeros in the pauses that were put in
-  std::vector<bool> pause;      ///< per sample: one of these pauses
-  std::vector<bool> speech;     ///< per sample: a block of 10 ms within 15.9 dB of the active level
-  double active_level = 0.0;    ///< mean square of the blocks of speech
+  std::vector<float> clean;   ///< 16-bit scale; exact zeros in the pauses that were put in
+  std::vector<bool> pause;    ///< per sample: one of these pauses
+  std::vector<bool> speech;   ///< per sample: a block of 10 ms within 15.9 dB of the active level
+  double active_level = 0.0;  ///< mean square of the blocks of speech
 };
 
 /// Puts pauses of 1 to 3 s into speech, every 3 to 6 s, where it is quietest.

@@ -42,7 +42,8 @@ Units run(int flavor, const Pcm& pcm) {
     const bool needed = quel_encoder_unit_needed(encoder.get()) == 1;
     units.needed.push_back(needed);
     std::size_t count = all.decode(unit, QUEL_ALL_RECEIVED, out);
-    units.all.insert(units.all.end(), out.begin(), out.begin() + static_cast<std::ptrdiff_t>(count));
+    units.all.insert(units.all.end(), out.begin(),
+                     out.begin() + static_cast<std::ptrdiff_t>(count));
     count = sparse.decode(unit, needed ? QUEL_ALL_RECEIVED : QUEL_NOT_SENT, out);
     units.sparse.insert(units.sparse.end(), out.begin(),
                         out.begin() + static_cast<std::ptrdiff_t>(count));
@@ -188,7 +189,6 @@ int main(int argc, char** argv) try {
   Speech speech;
   int before = 0;
   for (int flavor = 0; flavor < 4; ++flavor) {
-  
     const int rate = quel::check(quel_sampling_rate(flavor));
     if (rate != before) {
       speech = read_speech(argv[1], rate, 60.0 * minutes);
