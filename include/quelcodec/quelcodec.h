@@ -417,7 +417,7 @@ typedef struct quel_receiver_options {
     }                                                  \
   }
 
-/** Bytes that a receiver with these options takes, at most 48 KiB with the delays of
+/** Bytes that a receiver with these options takes, at most 48 KiB with the bounds of
  *  QUEL_RECEIVER_OPTIONS. Errors: ARGUMENT, OPTIONS, FLAVOR. */
 int quel_receiver_size(const quel_receiver_options* options);
 /** Makes a receiver in the caller's memory, as quel_encoder_init. */
