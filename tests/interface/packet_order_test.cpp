@@ -108,6 +108,12 @@ TEST(PacketOrder, OneStrayMovesNothingAndTwoInARowAreAStream) {
   EXPECT_EQ(packets_lost(order), 1u);
 }
 
+TEST(PacketOrder, TheFirstStrayFollowsNothing) {
+  PacketOrder order;
+  place_packet(order, 30000, 1u << 31, 0);
+  EXPECT_EQ(place_packet(order, 1, 100, 0).fit, Fit::stray);
+}
+
 TEST(PacketOrder, LossesOfTheStreamBeforeStayCounted) {
   PacketOrder order;
   place(order, 0);

@@ -186,6 +186,29 @@ TEST_P(ReceiverNetwork, LatePacketsAreStillHeardAndGoOnWhereTheDecoderWas) {
   EXPECT_EQ(counts_of(receiver.get()).lost, 0u);
 }
 
+TEST_P(ReceiverNetwork, APacketBehindItsPlaceIsCountedAndNotHeard) {
+  const Speech speech(flavor(), 3);
+  const ReceiverPointer receiver = make_receiver(flavor(), 200, 200),
+                        without = make_receiver(flavor(), 200, 200);
+  const auto unit = static_cast<std::size_t>(speech.unit());
+  for (std::uint32_t k = 0; k < 100; ++k) {
+    if (k != 30) {
+      push(receiver.get(), speech, k, k);
+      push(without.get(), speech, k, k);
+    }
+    if (k == 60) push(receiver.get(), speech, 30, 30);  // 300 ms late at least
+    if (k < 60) {
+      ASSERT_EQ(pull(receiver.get(), unit), pull(without.get(), unit));
+    } else {
+      pull(receiver.get(), unit);
+    }
+  }
+  EXPECT_EQ(counts_of(receiver.get()).late, 1u);
+  EXPECT_EQ(counts_of(receiver.get()).lost, 0u);
+  EXPECT_EQ(counts_of(receiver.get()).concealed, 1u);
+  EXPECT_EQ(counts_of(receiver.get()).dropped, 0u);
+}
+
 TEST_P(ReceiverNetwork, TheWaitFollowsTheNetworkUpAndDown) {
   const Speech speech(flavor(), 6);
   const ReceiverPointer receiver = make_receiver(flavor());
