@@ -316,6 +316,16 @@ std::vector<Digest> conformance_digests() {
     digests.push_back({name + ", random bits and losses, concealed later", pcm(random, later, 6)});
     digests.push_back(
         {name + ", excitation that grows", pcm(growing_units(flavor, 240), at_once, 0)});
+    const auto lost_at_once = [&](const std::vector<std::uint8_t>& coded, auto lost) {
+      return digest_of(decode(flavor, at_once, coded, lost));
+    };
+    std::size_t frame = 0;
+    digests.push_back({name + ", lone losses concealed at once",
+                       lost_at_once(units, [&](std::size_t) { return ++frame % 7 == 0; })});
+    digests.push_back({name + ", losses of whole units concealed at once",
+                       lost_at_once(units, [](std::size_t unit) { return unit % 11 > 7; })});
+    digests.push_back({name + ", excitation that grows and losses, concealed at once",
+                       lost_at_once(growing_units(flavor, 240), ScatteredLosses(flavor, 4))});
     digests.push_back({name + ", a long loss", after_gap(at_once)});
     digests.push_back({name + ", a long loss, concealed later", after_gap(later)});
     const auto extreme = encode(flavor, extreme_signal(quel_sampling_rate(flavor)));

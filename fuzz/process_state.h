@@ -70,6 +70,20 @@ inline bool finite_memories(const FrameDecoder& d) {
          finite_predictors(d);
 }
 
+inline bool finite(const ExcitationPast& past, const Fill& fill, const Ceiling& ceiling) {
+  return all_finite(past.pitch_gain, past.code_energy, ceiling.level_of) &&
+         all_finite_numbers({fill.pitch_gain, fill.code_energy, fill.lag, fill.drift, ceiling.level,
+                             ceiling.part});
+}
+inline bool finite_memories(const NarrowbandConcealment& c) {
+  return finite(c.past, c.fill, c.ceiling) && all_finite(c.deviation, c.residual) &&
+         std::isfinite(c.filter_energy);
+}
+inline bool finite_memories(const WidebandConcealment& c) {
+  return finite(c.past, c.fill, c.ceiling) && all_finite(c.deviation) &&
+         std::isfinite(c.third_correction);
+}
+
 inline bool finite_memories(const FrameEncoder& e) {
   const NarrowbandEncoder& n = e.narrowband;
   const WidebandEncoder& w = e.wideband;

@@ -115,6 +115,8 @@ class Session {
   quel::Mode mode_;
   quel::FrameDecoder frames_decoder_;
   quel::ComfortNoise noise_;
+  quel::NarrowbandConcealment narrowband_concealment_;
+  quel::WidebandConcealment wideband_concealment_;
   int units_ = 0;
   int missing_ = 0;          // lost frames that deferred concealment will make up for
   bool plugin_here_ = true;  // it has been given the same calls
@@ -139,6 +141,8 @@ void Session::restart_beside() {
   require(InitDecoder() == 0);
   frames_decoder_ = {};
   noise_ = {};
+  narrowband_concealment_ = {};
+  wideband_concealment_ = {};
   const quel::ScratchSwitch scratch(frames_decoder_.scratch);
   quel::initVXDecoder(frames_decoder_);
   quel::initVX5Decoder(frames_decoder_);
@@ -147,11 +151,16 @@ void Session::restart_beside() {
 Pcm Session::decode_frames(const std::uint8_t* unit, std::uint32_t received) {
   Pcm pcm(static_cast<std::size_t>(frames_) * frame_samples_);
   const quel::ScratchSwitch scratch(frames_decoder_.scratch);
+  quel::DecoderParts parts(frames_decoder_);
+  if (flavor_ == QUEL_FLAVOR_16K) {
+    parts.wideband_concealment = &wideband_concealment_;
+  } else {
+    parts.narrowband_concealment = &narrowband_concealment_;
+  }
   for (int frame = 0; frame < frames_; ++frame) {
     const quel::Erasure kind = received == QUEL_NOT_SENT     ? quel::Erasure::not_sent
                                : arrived_at(received, frame) ? quel::Erasure::received
                                                              : quel::Erasure::lost;
-    quel::DecoderParts parts(frames_decoder_);
     parts.noise = &noise_;
     quel::decode_frame(parts, mode_, unit, frame * mode_.prmBits, kind,
                        static_cast<std::uint32_t>(flavor_),
@@ -159,6 +168,7 @@ Pcm Session::decode_frames(const std::uint8_t* unit, std::uint32_t received) {
   }
   require(finite_memories(frames_decoder_));
   require(finite_memories(noise_));
+  require(finite_memories(narrowband_concealment_) && finite_memories(wideband_concealment_));
   return pcm;
 }
 

@@ -8,8 +8,10 @@
 #include "bitstream/serial.h"
 #include "dsp/pcm.h"
 #include "narrowband/comfort.h"
+#include "narrowband/conceal_swt.h"
 #include "narrowband/d_gain2.h"
 #include "wideband/comfort16.h"
+#include "wideband/conceal_wb.h"
 #include "wideband/gain_tables16.h"
 
 namespace quel {
@@ -108,25 +110,55 @@ int run_five_k(const DecoderParts& parts, const Mode& mode, const std::int32_t* 
   if (plays_noise(parts, decoder.bfi == bfi_not_sent)) {
     return comfort_5k(decoder, *parts.shared, mode, *parts.noise, prm, out, lost);
   }
-  return decoder_5k(decoder, *parts.shared, mode, prm, out, lost);
+  return decoder_5k(decoder, *parts.shared, mode, prm, out, lost, parts.narrowband_concealment);
+}
+
+// Puts estimates for what was lost under a received frame, where its decoder conceals at once.
+void meet_frame(const DecoderParts& parts, const Parameters& prm, std::uint32_t flavor) {
+  if (parts.narrowband_concealment != nullptr && flavors[flavor].coder == Coder::swt) {
+    meet_swt(*parts.narrowband_concealment, *parts.swt, *parts.shared, prm.data());
+  }
+  if (parts.wideband_concealment != nullptr) {
+    meet_wb(*parts.wideband_concealment, *parts.wideband, prm.data());
+  }
 }
 
 // Returns the subframes that ran away.
+int run_swt(const DecoderParts& parts, const Mode& mode, const Parameters& prm, Erasure erasure,
+            std::int16_t* out) {
+  NarrowbandConcealment* concealment = parts.narrowband_concealment;
+  if (erasure == Erasure::lost && concealment != nullptr && concealment->heard != 0) {
+    return conceal_swt(*concealment, *parts.swt, *parts.shared, mode, out);
+  }
+  return dec_swt(*parts.swt, *parts.shared, mode, prm.data(), out, static_cast<int>(erasure),
+                 erasure == Erasure::received ? concealment : nullptr);
+}
+
+int run_wideband(const DecoderParts& parts, Parameters& prm, Erasure erasure, std::int16_t* out) {
+  WidebandConcealment* concealment = parts.wideband_concealment;
+  const bool received = erasure == Erasure::received;
+  if (!received && concealment != nullptr && concealment->heard != 0) {
+    return conceal_wb(*concealment, *parts.wideband, out);
+  }
+  prm[0] = received ? 0 : 1;
+  return decod_wb(*parts.wideband, prm.data(), out, parts.driver->bad_lsf_ind,
+                  parts.driver->bad_pitch_ind, received ? concealment : nullptr);
+}
+
 int run_decoder(const DecoderParts& parts, const Mode& mode, Parameters& prm, Erasure erasure,
                 std::uint32_t flavor, std::int16_t* out) {
+  if (erasure == Erasure::received) meet_frame(parts, prm, flavor);
   const bool noise = plays_noise(parts, erasure == Erasure::not_sent);
   const Erasure known = erasure == Erasure::not_sent ? Erasure::lost : erasure;
   switch (flavors[flavor].coder) {
     case Coder::swt:
       if (noise) return comfort_swt(*parts.swt, *parts.shared, *parts.noise, out);
-      return dec_swt(*parts.swt, *parts.shared, mode, prm.data(), out, static_cast<int>(known));
+      return run_swt(parts, mode, prm, known, out);
     case Coder::five_k:
       return run_five_k(parts, mode, prm.data() + 1, erasure, out);
     case Coder::wideband:
       if (noise) return comfort_wb(*parts.wideband, *parts.noise, out);
-      prm[0] = known == Erasure::received ? 0 : 1;
-      return decod_wb(*parts.wideband, prm.data(), out, parts.driver->bad_lsf_ind,
-                      parts.driver->bad_pitch_ind);
+      return run_wideband(parts, prm, known, out);
   }
   return 0;
 }
@@ -339,6 +371,7 @@ void make_up_missing(const DecoderParts& parts, const Mode& mode, const std::uin
   SampleSink nowhere;
   Parameters prm = unpack(parts.big_endian, mode, in, position, flavor);
   append_missing(parts, mode, prm, flavor, nowhere);
+  meet_frame(parts, prm, flavor);
 }
 
 }  // namespace quel

@@ -8,6 +8,7 @@
 #include "dsp/scratch.h"
 #include "interface/silence.h"
 #include "narrowband/cod_swt.h"
+#include "narrowband/conceal.h"
 #include "narrowband/dec_5swt.h"
 #include "narrowband/dec_swt.h"
 #include "narrowband/effort.h"
@@ -90,6 +91,9 @@ struct DecoderParts {
   /// Of streams: the plug-in knows no frames that are not sent.
   ComfortNoise* noise = nullptr;
   bool big_endian = TestBigEndian() != 0;
+  /// Of the decoder's kind where losses are concealed at once, by a stream; else both are null.
+  NarrowbandConcealment* narrowband_concealment = nullptr;
+  WidebandConcealment* wideband_concealment = nullptr;
 };
 
 /// Reset those that are there.
@@ -203,7 +207,7 @@ void take_frame_not_sent(const DecoderParts& parts, const Mode& mode, std::uint3
                          SampleSink& out);
 
 /// Makes up for the frames that were taken as lost before the received one in `in`, without their
-/// sound, and forgets them.
+/// sound, and forgets them: the memories are then those that the frame will be decoded with.
 void make_up_missing(const DecoderParts& parts, const Mode& mode, const std::uint8_t* in,
                      std::int32_t position, std::uint32_t flavor);
 

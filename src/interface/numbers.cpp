@@ -17,7 +17,9 @@ constexpr int bitstream = 2;
 ///    and more losses concealed later were added to the set, and none moved
 /// 2  final tables: spectral codebooks trained by gradient descent in closed loop, and code-gain
 ///    corrections of up to 8 instead of 4; all digests moved
-constexpr int behaviour = 2;
+/// 3  immediate concealment leads on from the past and estimates the predictors' memories behind a
+///    loss; the digests of losses concealed at once and of long ones moved, all others stayed
+constexpr int behaviour = 3;
 
 }  // namespace
 

@@ -27,21 +27,31 @@ EncoderParts parts_of(quel_encoder& stream) {
 
 namespace {
 
-DecoderParts parts(DriverState& driver, SwtDecoders& coder) {
-  return {driver, coder.shared, coder.own};
+bool at_once(const quel_decoder& stream) {
+  return stream.concealment == QUEL_CONCEAL_IMMEDIATE;
 }
-DecoderParts parts(DriverState& driver, FiveKDecoders& coder) {
-  return {driver, coder.shared, coder.own};
+
+DecoderParts parts(quel_decoder& stream, SwtDecoders& coder) {
+  DecoderParts parts(stream.driver, coder.shared, coder.own);
+  if (at_once(stream)) parts.narrowband_concealment = &coder.concealment;
+  return parts;
 }
-DecoderParts parts(DriverState& driver, WidebandDecoder& coder) {
-  return {driver, coder};
+DecoderParts parts(quel_decoder& stream, FiveKDecoders& coder) {
+  DecoderParts parts(stream.driver, coder.shared, coder.own);
+  if (at_once(stream)) parts.narrowband_concealment = &coder.concealment;
+  return parts;
+}
+DecoderParts parts(quel_decoder& stream, WidebandDecoders& coder) {
+  DecoderParts parts(stream.driver, coder.own);
+  if (at_once(stream)) parts.wideband_concealment = &coder.concealment;
+  return parts;
 }
 
 }  // namespace
 
 DecoderParts parts_of(quel_decoder& stream) {
   return as_decoder(stream.flavor, [&](auto* type) {
-    DecoderParts of = parts(stream.driver, reinterpret_cast<decltype(*type)>(stream).coder);
+    DecoderParts of = parts(stream, reinterpret_cast<decltype(*type)>(stream).coder);
     of.noise = &stream.noise;
     return of;
   });

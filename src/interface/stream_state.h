@@ -58,10 +58,16 @@ struct WidebandEffortStream {
 struct SwtDecoders {
   NarrowbandDecoderShared shared;
   SwtDecoder own;
+  NarrowbandConcealment concealment;
 };
 struct FiveKDecoders {
   NarrowbandDecoderShared shared;
   FiveKDecoder own;
+  NarrowbandConcealment concealment;
+};
+struct WidebandDecoders {
+  WidebandDecoder own;
+  WidebandConcealment concealment;
 };
 struct SwtDecoderStream {
   quel_decoder head;
@@ -73,7 +79,7 @@ struct FiveKDecoderStream {
 };
 struct WidebandDecoderStream {
   quel_decoder head;
-  WidebandDecoder coder;
+  WidebandDecoders coder;
 };
 
 // What small machines are promised.

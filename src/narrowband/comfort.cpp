@@ -84,7 +84,7 @@ int comfort_5k(FiveKDecoder& st, NarrowbandDecoderShared& shared, const Mode& mo
                ComfortNoise& noise, const std::int32_t* prm, std::int16_t* synth,
                std::int32_t bfi_in) {
   constexpr int subframes = 5;
-  Scratch A(subframes * (M + 1)), frame(subframes * L), reference(L);
+  Scratch A(subframes * (M + 1)), frame(subframes * L);
   SynthesisState& syn = st.synthesis;
   const Background& background = next_background(noise);
   set_spectrum(background, shared, syn, A.data(), subframes);
@@ -96,10 +96,10 @@ int comfort_5k(FiveKDecoder& st, NarrowbandDecoderShared& shared, const Mode& mo
     float* out = frame.data() + s * L;
     excite(noise, filter, background.level, syn.exc());
     const Pulses none = {nullptr, nullptr, nullptr};
-    if (!finish_subframe(st, shared, mode, filter, syn.exc(), none, out)) ++cleared;
+    if (!finish_subframe(st, shared, mode, filter, none, out)) ++cleared;
   }
   float_to_pcm(frame.data(), synth, subframes * L);
-  st.old_bfi = bfi_not_sent;
+  st.bfi = bfi_not_sent;
   take_next(st, prm, bfi_in);
   return cleared;
 }

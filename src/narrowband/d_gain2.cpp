@@ -1,5 +1,6 @@
 #include "narrowband/d_gain2.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <iterator>
@@ -25,6 +26,18 @@ constexpr std::array<float, nb_qua_gain> row_energy = [] {
     energy[i] = narrowband::correction_energy(t_qua_gain[i][1]);
   }
   return energy;
+}();
+
+struct Range {
+  float least, most;
+};
+constexpr Range correction_range = [] {
+  Range range{t_qua_gain[0][1], t_qua_gain[0][1]};
+  for (const auto& row : t_qua_gain) {
+    range.least = std::min(range.least, row[1]);
+    range.most = std::max(range.most, row[1]);
+  }
+  return range;
 }();
 
 float conceal_pitch_gain(GainDequantizer& state, float target, int bfi, int i_subfr,
@@ -81,6 +94,16 @@ void d_gain2(GainDequantizer& state, int index, const float* code, int L, float*
   *gain_pit = state.last_gain_pit = row[0];
   *gain_code = state.last_gain_code = gcode0 * row[1];
   narrowband::push_energy(state.past_qua_en, row_energy[number]);
+}
+
+GainRow gain_row(int index) {
+  const float* row = t_qua_gain[index & (nb_qua_gain - 1)];
+  return {row[0], narrowband::correction_energy(row[1])};
+}
+
+float hold_correction(float energy) {
+  return std::clamp(energy, narrowband::correction_energy(correction_range.least),
+                    narrowband::correction_energy(correction_range.most));
 }
 
 }  // namespace quel

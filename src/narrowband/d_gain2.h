@@ -47,4 +47,14 @@ void clear_last_gains(GainDequantizer& state);
 void d_gain2(GainDequantizer& state, int index, const float* code, int L, float* gain_pit,
              float* gain_code, int bfi, int i_subfr, float fac_inter_var);
 
+/// What an index stands for: pitch gain, and correction of the code gain in dB.
+struct GainRow {
+  float pitch_gain;
+  float correction;
+};
+GainRow gain_row(int index);
+
+/// The nearest correction, dB, within the range of the table.
+float hold_correction(float energy);
+
 }  // namespace quel

@@ -1,5 +1,6 @@
 #include "narrowband/d_isp_5.h"
 
+#include <algorithm>
 #include <iterator>
 
 #include "narrowband/reorder_isf.h"
@@ -29,6 +30,25 @@ static_assert(std::size(dico4_isf) == taille_dic4);
 static_assert(std::size(dico5_isf) == taille_dic5);
 
 using Isf = std::array<float, 10>;
+
+struct Range {
+  float least, most;
+};
+
+template <std::size_t rows>
+constexpr Range range_of(const float (&dico)[rows][2], std::size_t column) {
+  Range range{dico[0][column], dico[0][column]};
+  for (const auto& row : dico) {
+    range.least = std::min(range.least, row[column]);
+    range.most = std::max(range.most, row[column]);
+  }
+  return range;
+}
+
+constexpr Range residual_ranges[10] = {
+    range_of(dico1_isf, 0), range_of(dico1_isf, 1), range_of(dico2_isf, 0), range_of(dico2_isf, 1),
+    range_of(dico3_isf, 0), range_of(dico3_isf, 1), range_of(dico4_isf, 0), range_of(dico4_isf, 1),
+    range_of(dico5_isf, 0), range_of(dico5_isf, 1)};
 
 Isf addressed_rows(const std::int32_t* indices) {
   const float* row1 = dico1_isf[indices[0] & (taille_dic1 - 1)];
@@ -97,6 +117,17 @@ void d_isf_ma(IsfDequantizer& state, const std::int32_t* indices, float* isp_q, 
       break;
   }
   isf_to_isp(state.past_isf.data(), isp_q);
+}
+
+void isf_residual(const std::int32_t* indices, float* residual) {
+  const Isf rows = addressed_rows(indices);
+  std::copy(rows.begin(), rows.end(), residual);
+}
+
+void hold_residual(float* residual) {
+  for (std::size_t i = 0; i < 10; ++i) {
+    residual[i] = std::clamp(residual[i], residual_ranges[i].least, residual_ranges[i].most);
+  }
 }
 
 }  // namespace quel

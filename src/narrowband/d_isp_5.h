@@ -30,4 +30,15 @@ void init_d_isf_ma(IsfDequantizer& state);
 ///             the next good frame is decoded without prediction
 void d_isf_ma(IsfDequantizer& state, const std::int32_t* indices, float* isp_q, int mode);
 
+/// The codebook rows that five indices name: the residual of a good frame.
+///
+/// residual  [0..9] output, Hz
+void isf_residual(const std::int32_t* indices, float* residual);
+
+/// The nearest residual within the range of the codebooks, entry by entry, in place. Whatever
+/// frames are decoded behind such a one stay as far apart as decoded frames always are.
+///
+/// residual  [0..9] Hz
+void hold_residual(float* residual);
+
 }  // namespace quel

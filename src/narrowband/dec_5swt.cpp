@@ -11,6 +11,7 @@
 #include "dsp/syn_filt.h"
 #include "dsp/vector.h"
 #include "dsp/weight_a.h"
+#include "narrowband/conceal_5k.h"
 #include "narrowband/d_acb_5k.h"
 #include "narrowband/find_F.h"
 #include "narrowband/lag_code.h"
@@ -24,7 +25,6 @@ constexpr int M = 10;
 constexpr int L = 48;
 constexpr int subframes = 5;
 constexpr int words_per_subframe = 3;
-constexpr int shortest_lag = 20, longest_lag = 143;
 
 // The lag's way through a frame.
 struct LagWalk {
@@ -61,7 +61,7 @@ void next_lag(FiveKDecoder& st, const Mode& mode, LagWalk& walk, int s, std::int
 
 // Working arrays of a subframe's output side.
 struct OutputWork {
-  float reference[L];
+  float enhanced[L], reference[L];
   float ap[M + 1], tilted[M + L], u[L];  // of the postfilter
 };
 
@@ -69,8 +69,7 @@ struct OutputWork {
 struct Work {
   float isp[M], A[subframes * (M + 1)];
   float F[2][L];  // of this subframe and of the next one, in turn
-  float code[L], enhanced[L];
-  OutputWork output;
+  float code[L];
   float frame[subframes * L];
 };
 
@@ -111,18 +110,21 @@ void clear_absurd(FiveKDecoder& st, NarrowbandDecoderShared& shared) {
 
 // The output side of a subframe. Whether the result was sane.
 //
-// excited  whether the total excitation is
+// heard     the total excitation as it enters the filters; may be work.reference
+// enhanced  likewise the one that is synthesised
+// excited   whether the total excitation is sane
 bool finish(FiveKDecoder& st, NarrowbandDecoderShared& shared, const Mode& mode, const float* A,
-            int T0, const float* enhanced, bool excited, const Pulses& pulses, OutputWork& work,
-            float* synth) {
+            const float* heard, const float* enhanced, bool excited, const Pulses& pulses,
+            OutputWork& work, float* synth) {
   SynthesisState& syn = st.synthesis;
   bool sane = false;
   if (st.enhanced.on) {
-    postfilter_enhanced(st, A, T0, syn.exc(), enhanced, pulses, work.reference, synth);
+    const int T0 = std::min((static_cast<int>(st.old_pitch) + 1) / 3, 143);  // as next_lag has it
+    postfilter_enhanced(st, A, T0, heard, enhanced, pulses, work.reference, synth);
     sane = is_sane(synth, L);
     if (sane) high_pass(syn, synth, L);
   } else {
-    postfilter(st, mode, A, syn.exc(), enhanced, pulses, work, synth);
+    postfilter(st, mode, A, heard, enhanced, pulses, work, synth);
     sane = level_output(syn, st.gain_control, work.reference, synth);
   }
   sane = sane && excited && is_sane(work.reference, L);
@@ -136,9 +138,9 @@ bool finish(FiveKDecoder& st, NarrowbandDecoderShared& shared, const Mode& mode,
 
 // Whether the result was sane.
 bool decode_subframe(FiveKDecoder& st, NarrowbandDecoderShared& shared, const Mode& mode,
-                     const std::int32_t* words, int s, LagWalk& walk, Work& work) {
-  SynthesisState& syn = st.synthesis;
-  float* exc = syn.exc();
+                     const std::int32_t* words, int s, LagWalk& walk,
+                     NarrowbandConcealment* watcher, Work& work) {
+  float* exc = st.synthesis.exc();
   float* F = work.F[s % 2];
   float* synth = work.frame + s * L;
   const float* A = work.A + s * (M + 1);
@@ -152,26 +154,24 @@ bool decode_subframe(FiveKDecoder& st, NarrowbandDecoderShared& shared, const Mo
   const auto rebuild = st.old_gain_pit >= 0.8f ? dec_acb_2p10b : dec_acb_3p10b;
   rebuild(codeword, F, work.code);
 
-  float gain_pit = 0.0f, gain_code = 0.0f;
+  float gain_pit = 0.0f, gain_code = 0.0f, part = 1.0f;
+  const std::array<float, 4> energies = shared.gains.past_qua_en;
   d_gain2(shared.gains, words[2], work.code, L, &gain_pit, &gain_code, st.bfi, s * L,
           mode.fac_inter_var);
   st.old_gain_pit = gain_pit;
-
-  const bool mixed = mix_excitation(syn, exc, work.code, gain_pit, gain_code, work.enhanced);
-  return finish(st, shared, mode, A, walk.lag.T0, work.enhanced, mixed, pulses, work.output, synth);
+  if (watcher != nullptr) {
+    const std::int32_t lag = 3 * walk.lag.T0 + walk.lag.frac;
+    gain_pit = take_subframe(*watcher, shared.gains, energies, lag, exc, work.code);
+    part = filter_part(*watcher, A);
+  }
+  return finish_subframe(st, shared, mode, {A, work.code, gain_pit, gain_code, pulses, part, part},
+                         synth);
 }
 
 }  // namespace
 
-bool finish_subframe(FiveKDecoder& st, NarrowbandDecoderShared& shared, const Mode& mode,
-                     const float* A, const float* enhanced, const Pulses& pulses, float* synth) {
-  ScratchStruct<OutputWork> work;
-  const int T0 = std::clamp(static_cast<int>(st.old_pitch / 3.0f), shortest_lag, longest_lag);
-  const bool excited = is_sane(st.synthesis.exc(), L);
-  return finish(st, shared, mode, A, T0, enhanced, excited, pulses, *work, synth);
-}
-
 void take_next(FiveKDecoder& st, const std::int32_t* prm, std::int32_t bfi_in) {
+  st.old_bfi = st.bfi;
   st.bfi = bfi_in;
   std::copy_n(prm, FiveKDecoder::words, st.cur_prm.data());
 }
@@ -192,8 +192,39 @@ void init_decoder_5k(FiveKDecoder& state, NarrowbandDecoderShared& shared) {
   init_enhanced_postfilter(state.enhanced);
 }
 
+bool finish_subframe(FiveKDecoder& st, NarrowbandDecoderShared& shared, const Mode& mode,
+                     const FiveKSubframe& part, float* synth) {
+  ScratchStruct<OutputWork> work;
+  SynthesisState& syn = st.synthesis;
+  float* exc = syn.exc();
+  const bool mixed =
+      mix_excitation(syn, exc, part.code, part.gain_pit, part.gain_code, work->enhanced);
+  const float* heard = exc;
+  if (part.fade_to != 1.0f || part.fade_from != 1.0f) {
+    heard = std::copy_n(exc, L, work->reference) - L;  // to be filtered in place
+    fade(work->reference, L, part.fade_from, part.fade_to);
+    fade(work->enhanced, L, part.fade_from, part.fade_to);
+  }
+  return finish(st, shared, mode, part.A, heard, work->enhanced, mixed, part.pulses, *work, synth);
+}
+
+bool finish_subframe(FiveKDecoder& st, NarrowbandDecoderShared& shared, const Mode& mode,
+                     const float* A, const Pulses& pulses, float* synth) {
+  ScratchStruct<OutputWork> work;
+  const float* exc = st.synthesis.exc();
+  return finish(st, shared, mode, A, exc, exc, is_sane(exc, L), pulses, *work, synth);
+}
+
 int decoder_5k(FiveKDecoder& st, NarrowbandDecoderShared& shared, const Mode& mode,
-               const std::int32_t* prm, std::int16_t* synth, int bfi_in) {
+               const std::int32_t* prm, std::int16_t* synth, int bfi_in,
+               NarrowbandConcealment* concealment) {
+  if (st.bfi != 0 && concealment != nullptr && concealment->heard != 0) {
+    const int cleared =
+        conceal_5k(*concealment, st, shared, mode, bfi_in == 0 ? prm : nullptr, synth);
+    st.bfi = 2;
+    take_next(st, prm, bfi_in);
+    return cleared;
+  }
   ScratchStruct<Work> work;
   const std::int32_t* p = st.cur_prm.data();
   if (st.bfi != 0) {
@@ -203,7 +234,9 @@ int decoder_5k(FiveKDecoder& st, NarrowbandDecoderShared& shared, const Mode& mo
     if (isolated) p = prm;
   }
 
+  NarrowbandConcealment* watcher = st.bfi == 0 ? concealment : nullptr;
   d_isf_ma(shared.isf, p, work->isp, st.bfi);
+  if (watcher != nullptr && watcher->first_good != 0) spread_isp(shared.isf, work->isp);
   interpol_lpc(work->isp, st.synthesis.isfold.data(), work->A, subframes);
   std::copy_n(work->isp, M, st.synthesis.isfold.data());
 
@@ -212,11 +245,13 @@ int decoder_5k(FiveKDecoder& st, NarrowbandDecoderShared& shared, const Mode& mo
   find_F(mode, work->A, L, work->F[0]);
   for (int s = 0; s < subframes; ++s) {
     const std::int32_t* words = p + 5 + s * words_per_subframe;
-    if (!decode_subframe(st, shared, mode, words, s, walk, *work)) ++cleared;
+    if (!decode_subframe(st, shared, mode, words, s, walk, watcher, *work)) ++cleared;
   }
   float_to_pcm(work->frame, synth, subframes * L);
-
-  st.old_bfi = st.bfi;
+  if (watcher != nullptr) {
+    watcher->heard = 1;
+    watcher->first_good = 0;
+  }
   take_next(st, prm, bfi_in);
   return cleared;
 }

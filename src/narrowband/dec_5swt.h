@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "bitstream/mode.h"
+#include "narrowband/conceal.h"
 #include "narrowband/decoder_state.h"
 #include "narrowband/find_F.h"
 #include "narrowband/postfilter_5k.h"
@@ -38,23 +39,38 @@ void init_decoder_5k(FiveKDecoder& state, NarrowbandDecoderShared& shared);
 /// prm     [0..19] parameters of the frame just received: the array of 21 words from word 1 on
 /// synth   [0..239] 16-bit samples at 8 kHz
 /// bfi_in  0 the frame just received is good, else it is lost and prm is not looked at again
+/// concealment  of a stream that conceals at once; may be null
 ///
 /// Returns the subframes that ran away and were cleared.
 int decoder_5k(FiveKDecoder& state, NarrowbandDecoderShared& shared, const Mode& mode,
-               const std::int32_t* prm, std::int16_t* synth, int bfi_in);
+               const std::int32_t* prm, std::int16_t* synth, int bfi_in,
+               NarrowbandConcealment* concealment = nullptr);
 
-/// The end of a subframe: postfilter, gain control, output high-pass; the total excitation stands
-/// in the history and moves on.
+/// What makes a subframe's sound of its excitation.
+struct FiveKSubframe {
+  const float* A;     ///< [0..10]
+  const float* code;  ///< [0..47]
+  float gain_pit, gain_code;
+  const Pulses& pulses;
+  float fade_from = 1.0f, fade_to = 1.0f;  ///< of what enters the synthesis filters
+};
+
+/// The second half of a subframe: excitation, postfilter, synthesis, high-pass, and the history
+/// moves on.
 ///
-/// A         [0..10] LP filter
-/// enhanced  [0..47] excitation of the synthesis filter
-/// synth     [0..47] output
+/// The adaptive codebook's vector stands in state.synthesis.exc().
 ///
-/// Whether the result was sane; where not, it is silence and the histories are cleared.
+/// synth  [0..47] output
+///
+/// Returns whether the result was sane; otherwise it is zeros, and the memories are cleared.
 bool finish_subframe(FiveKDecoder& state, NarrowbandDecoderShared& shared, const Mode& mode,
-                     const float* A, const float* enhanced, const Pulses& pulses, float* synth);
+                     const FiveKSubframe& part, float* synth);
 
-/// Keeps the frame just received, which the next call decodes.
+/// The same where the excitation is one thing: it stands in the history as it enters the filters.
+bool finish_subframe(FiveKDecoder& state, NarrowbandDecoderShared& shared, const Mode& mode,
+                     const float* A, const Pulses& pulses, float* synth);
+
+/// Ends a call: the frame given becomes the one to decode next.
 ///
 /// prm     [0..19]
 /// bfi_in  its erasure state

@@ -75,17 +75,16 @@ void rebuild_code(NarrowbandDecoderShared& shared, std::int32_t mode, const std:
 struct Work {
   float isp[M], A[subframes * (M + 1)];
   float F[2][L];  // of this subframe and of the next one, in turn
-  float code[L], enhanced[L];
+  float code[L];
   float frame[subframes * L];
 };
 
 // Whether the result was sane.
 bool decode_subframe(SwtDecoder& st, NarrowbandDecoderShared& shared, const Mode& mode,
-                     const std::int32_t* words, int s, int bfi, LagWalk& walk, Work& work) {
-  SynthesisState& syn = st.synthesis;
-  float* exc = syn.exc();
+                     const std::int32_t* words, int s, int bfi, LagWalk& walk,
+                     NarrowbandConcealment* watcher, Work& work) {
+  float* exc = st.synthesis.exc();
   float* F = work.F[s % 2];
-  float* synth = work.frame + s * L;
   const float* A = work.A + s * (M + 1);
   const Pulses pulses = {F, work.F[(s + 1) % 2], s + 1 < subframes ? A + M + 1 : nullptr};
 
@@ -98,17 +97,14 @@ bool decode_subframe(SwtDecoder& st, NarrowbandDecoderShared& shared, const Mode
   rebuild_code(shared, st.last_mode, words + 1, bfi, F, work.code);
 
   float gain_pit = 0.0f, gain_code = 0.0f;
+  const std::array<float, 4> energies = shared.gains.past_qua_en;
   d_gain2(shared.gains, words[4], work.code, L, &gain_pit, &gain_code, bfi, s * L,
           mode.fac_inter_var);
-
-  const bool mixed = mix_excitation(syn, exc, work.code, gain_pit, gain_code, work.enhanced);
-  const bool sane = synthesize(syn, A, work.enhanced, synth, pulses) && mixed;
-  if (!sane) {
-    set_zero(synth, L);
-    clear_absurd(syn, shared);
+  if (watcher != nullptr) {
+    gain_pit = take_subframe(*watcher, shared.gains, energies, st.old_pitch, exc, work.code);
   }
-  shift_excitation(syn);
-  return sane;
+  return finish_subframe(st, shared, {A, work.code, gain_pit, gain_code, pulses},
+                         work.frame + s * L);
 }
 
 }  // namespace
@@ -120,8 +116,26 @@ void init_dec_swt(SwtDecoder& state, NarrowbandDecoderShared& shared) {
   init_shared(shared);
 }
 
+bool finish_subframe(SwtDecoder& st, NarrowbandDecoderShared& shared, const SwtSubframe& part,
+                     float* synth) {
+  Scratch enhanced(L);
+  SynthesisState& syn = st.synthesis;
+  const bool mixed = mix_excitation(syn, syn.exc(), part.code, part.gain_pit, part.gain_code,
+                                    enhanced.data());
+  if (part.fade_to != 1.0f || part.fade_from != 1.0f) {
+    fade(enhanced.data(), L, part.fade_from, part.fade_to);
+  }
+  const bool sane = synthesize(syn, part.A, enhanced.data(), synth, part.pulses) && mixed;
+  if (!sane) {
+    set_zero(synth, L);
+    clear_absurd(syn, shared);
+  }
+  shift_excitation(syn);
+  return sane;
+}
+
 int dec_swt(SwtDecoder& st, NarrowbandDecoderShared& shared, const Mode& mode,
-            const std::int32_t* prm, std::int16_t* synth, int bfi) {
+            const std::int32_t* prm, std::int16_t* synth, int bfi, NarrowbandConcealment* watcher) {
   ScratchStruct<Work> work;
   if (bfi == 0) st.last_mode = codec_mode(shared, prm[0]);
 
@@ -134,7 +148,7 @@ int dec_swt(SwtDecoder& st, NarrowbandDecoderShared& shared, const Mode& mode,
   find_F(mode, work->A, L, work->F[0]);
   for (int s = 0; s < subframes; ++s) {
     const std::int32_t* words = prm + 6 + s * words_per_subframe;
-    if (!decode_subframe(st, shared, mode, words, s, bfi, walk, *work)) ++cleared;
+    if (!decode_subframe(st, shared, mode, words, s, bfi, walk, watcher, *work)) ++cleared;
   }
   float_to_pcm(work->frame, synth, subframes * L);
   return cleared;

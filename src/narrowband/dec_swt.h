@@ -3,7 +3,9 @@
 #include <cstdint>
 
 #include "bitstream/mode.h"
+#include "narrowband/conceal.h"
 #include "narrowband/decoder_state.h"
+#include "narrowband/find_F.h"
 
 namespace quel {
 
@@ -25,8 +27,30 @@ void init_dec_swt(SwtDecoder& state, NarrowbandDecoderShared& shared);
 /// synth  [0..143] 16-bit samples at 8 kHz
 /// bfi    0 received; 1 lost, and prm holds the next received frame; 2 lost, prm is not looked at
 ///
+/// watcher  told of every subframe, and may lower its pitch gain; may be null
+///
 /// Returns the subframes that ran away and were cleared.
 int dec_swt(SwtDecoder& state, NarrowbandDecoderShared& shared, const Mode& mode,
-            const std::int32_t* prm, std::int16_t* synth, int bfi);
+            const std::int32_t* prm, std::int16_t* synth, int bfi,
+            NarrowbandConcealment* watcher = nullptr);
+
+/// What makes a subframe's sound of its excitation.
+struct SwtSubframe {
+  const float* A;     ///< [0..10]
+  const float* code;  ///< [0..47]
+  float gain_pit, gain_code;
+  const Pulses& pulses;
+  float fade_from = 1.0f, fade_to = 1.0f;  ///< of what enters the synthesis filter
+};
+
+/// The second half of a subframe: excitation, synthesis, high-pass, and the history moves on.
+///
+/// The adaptive codebook's vector stands in state.synthesis.exc().
+///
+/// synth  [0..47] output
+///
+/// Returns whether the result was sane; otherwise it is zeros, and the memories are cleared.
+bool finish_subframe(SwtDecoder& state, NarrowbandDecoderShared& shared, const SwtSubframe& part,
+                     float* synth);
 
 }  // namespace quel

@@ -8,7 +8,6 @@
 #include "dsp/scratch.h"
 #include "dsp/syn_filt.h"
 #include "dsp/vector.h"
-#include "dsp/weight_a.h"
 #include "wideband/lsf2a.h"
 #include "wideband/lsf_tables.h"
 
@@ -18,7 +17,6 @@ namespace {
 constexpr int order = 16;
 constexpr int frame = 160;
 constexpr int subframe = 80;
-constexpr float post_gamma = 0.5f;
 
 // Filters of both subframes; the predictors as after many frames of this background.
 void set_spectrum(const Background& background, WidebandDecoder& state, float* Az) {
@@ -57,7 +55,7 @@ int comfort_wb(WidebandDecoder& state, ComfortNoise& noise, std::int16_t* out) {
   Scratch Az(2 * (order + 1)), Aw(order + 1), synth(frame);
   const Background& background = next_background(noise);
   set_spectrum(background, state, Az.data());
-  weight_a(state.last_filter.data(), Aw.data(), post_gamma, order);
+  inverse_prefilter(state, Aw.data());
   int cleared = 0;
   for (int k = 0; k < 2; ++k) {
     const float* A = Az.data() + k * (order + 1);
@@ -65,7 +63,7 @@ int comfort_wb(WidebandDecoder& state, ComfortNoise& noise, std::int16_t* out) {
     excite(noise, A, Aw.data(), background.level, exc);
     // Noise has no pitch: the pitch postfilter, where it is on, only takes note.
     const bool sane =
-        finish_subframe16(state, A, Aw.data(), k, subframe, 0.0f, synth.data() + k * subframe);
+        finish_subframe16(state, A, Aw.data(), k, subframe, 0.0f, exc, synth.data() + k * subframe);
     if (!sane) ++cleared;
   }
   finish_frame16(state, Az.data() + order + 1, Aw.data(), synth.data(), out);

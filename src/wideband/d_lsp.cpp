@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "dsp/elementary.h"
+#include "dsp/spread.h"
 #include "wideband/lsf_tables.h"
 
 namespace quel {
@@ -16,6 +17,32 @@ float* copy_row(const float (&dico)[rows][dim], std::int32_t index, float* out) 
   const std::size_t row = static_cast<std::uint32_t>(index) & (rows - 1);
   return std::copy_n(dico[row], dim, out);
 }
+
+struct Range {
+  float least, most;
+};
+
+template <std::size_t rows, std::size_t width>
+constexpr Range range_of(const float (&dico)[rows][width], std::size_t column) {
+  Range range{dico[0][column], dico[0][column]};
+  for (const auto& row : dico) {
+    range.least = std::min(range.least, row[column]);
+    range.most = std::max(range.most, row[column]);
+  }
+  return range;
+}
+
+constexpr auto residual_ranges = [] {
+  std::array<Range, lsf_order> ranges{};
+  for (std::size_t i = 0; i < 3; ++i) {
+    ranges[i] = range_of(dico1_lsf, i);
+    ranges[3 + i] = range_of(dico2_lsf, i);
+    ranges[6 + i] = range_of(dico3_lsf, i);
+    ranges[9 + i] = range_of(dico4_lsf, i);
+  }
+  for (std::size_t i = 0; i < 4; ++i) ranges[12 + i] = range_of(dico5_lsf, i);
+  return ranges;
+}();
 
 Vector residual(const std::int32_t* prm) {
   Vector target;
@@ -60,6 +87,26 @@ void d_lsp(LsfDequantizer& state, const std::int32_t* prm, float* lsp, int bfi) 
   state.past_lsf_q = lsf;
   for (std::size_t i = 0; i < lsf_order; ++i) {
     lsp[i] = static_cast<float>(cosine(lsf[i] * hz_to_lsp));
+  }
+}
+
+void lsf_residual(const std::int32_t* prm, float* out) {
+  const Vector target = residual(prm);
+  std::copy(target.begin(), target.end(), out);
+}
+
+void hold_lsf_residual(float* residual) {
+  for (std::size_t i = 0; i < lsf_order; ++i) {
+    residual[i] = std::clamp(residual[i], residual_ranges[i].least, residual_ranges[i].most);
+  }
+}
+
+void lsf_to_lsp(const float* lsf, float distance, float* lsp) {
+  Vector apart;
+  std::copy_n(lsf, lsf_order, apart.begin());
+  spread(apart.data(), static_cast<int>(lsf_order), distance, 8000.0f);
+  for (std::size_t i = 0; i < lsf_order; ++i) {
+    lsp[i] = static_cast<float>(cosine(apart[i] * hz_to_lsp));
   }
 }
 

@@ -40,6 +40,24 @@ struct LsfDequantizer {
 /// bfi  nonzero: the frame is lost
 void d_lsp(LsfDequantizer& state, const std::int32_t* prm, float* lsp, int bfi);
 
+/// The codebook rows that a frame's indices name: the residual of a good frame.
+///
+/// prm       [0..5] as d_lsp; the selector is not read
+/// residual  [0..15] output, Hz
+void lsf_residual(const std::int32_t* prm, float* residual);
+
+/// The nearest residual within the range of the codebooks, entry by entry, in place.
+///
+/// residual  [0..15] Hz
+void hold_lsf_residual(float* residual);
+
+/// Frequencies in Hz to cosines of some that are at least `distance` apart, and so make a stable
+/// filter.
+///
+/// lsf  [0..15] Hz
+/// lsp  [0..15] output; may be lsf
+void lsf_to_lsp(const float* lsf, float distance, float* lsp);
+
 /// The decoder's copy of `reorder_lsf`.
 void d_reorder_lsf(float* lsf, float min_dist, int n);
 

@@ -57,11 +57,11 @@ struct Voicing {
 
 /// Excitation of the subframe that starts at sample i, from its eight words.
 Voicing decode_excitation(WidebandDecoder& state, const std::int32_t* words, int i, int bfi,
-                          int lag_lost, float* code) {
+                          int lag_lost, WidebandConcealment* watcher, float* code) {
   float* exc = state.exc.data() + WidebandDecoder::past + i;
   int frac = 0;
   const int T0 = decode_lag(state, words[0], i, &frac, lag_lost);
-  const auto gain_pit = static_cast<float>(d_gain_pitch(state.gains, words[1], bfi));
+  auto gain_pit = static_cast<float>(d_gain_pitch(state.gains, words[1], bfi));
   pred_lt16(exc, T0, frac, subframe);
 
   if (bfi != 0) {
@@ -71,7 +71,12 @@ Voicing decode_excitation(WidebandDecoder& state, const std::int32_t* words, int
   }
   pit_shrp(code, T0, std::min(gain_pit, 1.0f), subframe);
   float gain_code = 0.0f;
+  const std::array<float, 2> energies = state.gains.past_qua_en;
   d_gain_code(state.gains, words[7], code, subframe, &gain_code, bfi);
+  if (watcher != nullptr) {
+    gain_pit =
+        take_subframe16(*watcher, state.gains, energies, 3 * T0 + frac, gain_pit, exc, code);
+  }
   for (int n = 0; n < subframe; ++n) {
     exc[n] = static_cast<float>(static_cast<double>(gain_pit) * exc[n] +
                                 static_cast<double>(gain_code) * code[n]);
@@ -100,15 +105,19 @@ void clear_absurd(WidebandDecoder& state) {
   state.gains.past_gain_code = 0.0f;
 }
 
+void inverse_prefilter(const WidebandDecoder& state, float* Aw) {
+  weight_a(state.last_filter.data(), Aw, post_gamma, order);
+}
+
 bool finish_subframe16(WidebandDecoder& state, const float* A, const float* Aw, int k, int lag,
-                       float gain_pit, float* heard) {
-  const float* exc = state.exc.data() + WidebandDecoder::past + k * subframe;
+                       float gain_pit, const float* x, float* heard) {
   const wideband::OutputFilters filters = {A, Aw, k == 0 ? state.last_postfilter.data() : nullptr,
                                            state.mem_syn.data(), state.mem_post.data()};
   const bool sane = state.pitch_postfilter.on
                         ? wideband::synthesize_enhanced(filters, state.pitch_postfilter, lag,
-                                                        gain_pit, exc, heard)
-                        : wideband::synthesize_output(filters, exc, heard);
+                                                        gain_pit, x, heard)
+                        : wideband::synthesize_output(filters, x, heard);
+  const float* exc = state.exc.data() + WidebandDecoder::past + k * subframe;
   if (sane && is_sane(exc, subframe)) return true;
   clear_absurd(state);
   std::fill_n(heard, subframe, 0.0f);
@@ -125,7 +134,7 @@ void finish_frame16(WidebandDecoder& state, const float* A, const float* Aw, con
 }
 
 int decod_wb(WidebandDecoder& state, const std::int32_t* prm, std::int16_t* out, int bad_lsf_ind,
-             int bad_pitch_ind) {
+             int bad_pitch_ind, WidebandConcealment* watcher) {
   // The indicators are flags: a sum with bfi could overflow, or cancel to "received".
   const int bfi = prm[0] != 0 ? 1 : 0;
   const int lsf_lost = bfi != 0 || bad_lsf_ind != 0 ? 1 : 0;
@@ -133,15 +142,20 @@ int decod_wb(WidebandDecoder& state, const std::int32_t* prm, std::int16_t* out,
 
   ScratchStruct<Work> work;
   d_lsp(state.lsf, prm + 1, work->lsp, lsf_lost);
+  if (watcher != nullptr && watcher->first_good != 0) {
+    lsf_to_lsp(state.lsf.past_lsf_q.data(), wideband::concealed_lsf_min_dist, work->lsp);
+    watcher->first_good = 0;
+  }
   int_lpc(state.old_lsp.data(), work->lsp, work->Az[0], order);
   std::copy_n(work->lsp, order, state.old_lsp.begin());
-  weight_a(state.last_filter.data(), work->Aw, post_gamma, order);
+  inverse_prefilter(state, work->Aw);
   int cleared = 0;
   for (int k = 0; k < 2; ++k) {
     const std::int32_t* words = prm + 7 + 8 * k;
     const Voicing voicing =
-        decode_excitation(state, words, k * subframe, bfi, lag_lost, work->code);
+        decode_excitation(state, words, k * subframe, bfi, lag_lost, watcher, work->code);
     const bool sane = finish_subframe16(state, work->Az[k], work->Aw, k, voicing.lag, voicing.gain,
+                                        state.exc.data() + WidebandDecoder::past + k * subframe,
                                         work->synth + k * subframe);
     if (!sane) ++cleared;
   }

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 
+#include "wideband/conceal.h"
 #include "wideband/d_gains.h"
 #include "wideband/d_lsp.h"
 #include "wideband/lag3.h"
@@ -44,14 +45,18 @@ void init_decod_wb(WidebandDecoder& state);
 /// out  [0..159] 16-bit PCM at 16 kHz
 /// bad_lsf_ind    nonzero conceals the line spectral frequencies of a received frame
 /// bad_pitch_ind  nonzero conceals the delays of a received frame
+/// watcher  told of every subframe of a received frame, and may lower its gains; may be null
 ///
 /// Never fails. A subframe whose excitation or synthesis is not finite or beyond 1e9 in magnitude
 /// comes out as silence and clears the histories that fed it; returns how many did.
 int decod_wb(WidebandDecoder& state, const std::int32_t* prm, std::int16_t* out,
-             int bad_lsf_ind = 0, int bad_pitch_ind = 0);
+             int bad_lsf_ind = 0, int bad_pitch_ind = 0, WidebandConcealment* watcher = nullptr);
 
 /// Forgets what fed a subframe that ran away; predictors, lags and the random generator go on.
 void clear_absurd(WidebandDecoder& state);
+
+/// Aw [0..16] = the filter that undoes the encoder's pre-filter in the next frame.
+void inverse_prefilter(const WidebandDecoder& state, float* Aw);
 
 /// The output side of subframe k: synthesis, pitch postfilter where it is on, and the inverse of the
 /// encoder's pre-filter; in the first subframe the last frame's inverse fades into this one's.
@@ -59,12 +64,13 @@ void clear_absurd(WidebandDecoder& state);
 /// A, Aw          [0..16] synthesis filter of the subframe; inverse pre-filter of the frame
 /// k              0, 1
 /// lag, gain_pit  as postfilter_pitch takes them
+/// x              [0..79] what enters the synthesis filter: the excitation, or what a fade leaves of it
 /// heard          [0..79]
 ///
 /// Its excitation stands behind the history. Whether all of it was sane; where not, the output is
 /// silence and the histories are cleared.
 bool finish_subframe16(WidebandDecoder& state, const float* A, const float* Aw, int k, int lag,
-                       float gain_pit, float* heard);
+                       float gain_pit, const float* x, float* heard);
 
 /// Ends a frame: the excitation moves on, and the filters are kept for the next one.
 ///

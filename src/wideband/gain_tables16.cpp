@@ -36,4 +36,9 @@ float code_gain_db(int index) {
   return row_db[static_cast<std::size_t>(index)];
 }
 
+float code_level(const std::array<float, 2>& past_qua_en, float correction) {
+  return static_cast<float>(mean_energy + static_cast<double>(pred[0]) * past_qua_en[0] +
+                            static_cast<double>(pred[1]) * past_qua_en[1] + correction);
+}
+
 }  // namespace quel::wideband

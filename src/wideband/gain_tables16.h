@@ -30,4 +30,7 @@ float predicted_code_gain(const std::array<float, 2>& past_qua_en, float energy)
 /// Correction in dB of an index, 20 log10(qua_gain_code[index]).
 float code_gain_db(int index);
 
+/// Level of the code's part of the excitation, dB, of a subframe with this correction.
+float code_level(const std::array<float, 2>& past_qua_en, float correction);
+
 }  // namespace quel::wideband

@@ -13,9 +13,11 @@
 
 #include "bitstream/serial.h"
 #include "interface/frame_driver.h"
+#include "narrowband/conceal_swt.h"
 #include "quelcodec/quelcodec.h"
 #include "support/sanitizers.h"
 #include "support/signals.h"
+#include "wideband/conceal_wb.h"
 
 namespace quel {
 namespace {
@@ -377,6 +379,8 @@ TEST_P(StreamFlavor, ImmediateConcealmentIsTheFrameDecodersOwn) {
   FrameDecoder plain;
   const ScratchSwitch scratch(plain.scratch);
   initVXDecoder(plain);
+  NarrowbandConcealment narrowband;
+  WidebandConcealment wideband;
   Random random(13);
   for (std::size_t at = 0; at < units.size(); at += decoder.unit_bytes()) {
     const std::uint32_t received = random.integer(0, 3) == 0 ? random.bits() : ~0u;
@@ -390,13 +394,21 @@ TEST_P(StreamFlavor, ImmediateConcealmentIsTheFrameDecodersOwn) {
       if (TestBigEndian() != 0) SwapIntBytes(prm.data(), flavor() == 3 ? 23 : 21);
       if (lost) std::fill(prm.begin(), prm.end(), 0x155);
       Pcm out(frame());
-      if (flavor() == 3) {
+      if (flavor() == 3 && lost && wideband.heard != 0) {
+        conceal_wb(wideband, plain.wideband, out.data());
+      } else if (flavor() == 3) {
         prm[0] = lost ? 1 : 0;
-        decod_wb(plain.wideband, prm.data(), out.data());
+        if (!lost) meet_wb(wideband, plain.wideband, prm.data());
+        decod_wb(plain.wideband, prm.data(), out.data(), 0, 0, lost ? nullptr : &wideband);
       } else if (flavor() == 2) {
-        decoder_5k(plain.five_k, plain.shared, mode, prm.data() + 1, out.data(), lost ? 1 : 0);
+        decoder_5k(plain.five_k, plain.shared, mode, prm.data() + 1, out.data(), lost ? 1 : 0,
+                   &narrowband);
+      } else if (lost && narrowband.heard != 0) {
+        conceal_swt(narrowband, plain.swt, plain.shared, mode, out.data());
       } else {
-        dec_swt(plain.swt, plain.shared, mode, prm.data(), out.data(), lost ? 2 : 0);
+        if (!lost) meet_swt(narrowband, plain.swt, plain.shared, prm.data());
+        dec_swt(plain.swt, plain.shared, mode, prm.data(), out.data(), lost ? 2 : 0,
+                lost ? nullptr : &narrowband);
       }
       expected.insert(expected.end(), out.begin(), out.end());
     }

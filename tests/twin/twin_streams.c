@@ -6,8 +6,8 @@
  *   twin_streams FLAVOR given FOLDER         units and losses that stand in FOLDER already
  *
  * Writes FOLDER/coded, FOLDER/mask (a character 0 or 1 for each frame) and what the library decodes
- * from them under both ways of concealment: FOLDER/immediate, FOLDER/deferred, raw 16-bit samples
- * in host order.
+ * from them: FOLDER/deferred with the losses of the mask, and FOLDER/immediate, which has a
+ * concealment that the twin does not know, without any; raw 16-bit samples in host order.
  */
 #include <quelcodec/quelcodec.h>
 #include <stdio.h>
@@ -215,8 +215,9 @@ int main(int argc, char** argv) {
     write_file(folder, "coded", coded, units * unit_bytes);
     write_file(folder, "mask", mask, units * unit_frames);
   }
-  decode(folder, "immediate", flavor, QUEL_CONCEAL_IMMEDIATE, coded, (int)units, mask);
   decode(folder, "deferred", flavor, QUEL_CONCEAL_DEFERRED, coded, (int)units, mask);
+  memset(mask, '1', units * unit_frames);
+  decode(folder, "immediate", flavor, QUEL_CONCEAL_IMMEDIATE, coded, (int)units, mask);
   free(coded);
   free(mask);
   free(pcm);
