@@ -26,16 +26,19 @@ using Pcm = std::vector<std::int16_t>;
 struct Coded {
   int flavor;
   int rate;
-  std::size_t frame;           // samples
+  std::size_t frame;  // samples
   std::size_t frames_per_unit;
   std::vector<std::uint8_t> units;
   Pcm clean;
 };
 
 Coded code(int flavor, Pcm pcm) {
-  Coded coded{flavor, check(quel_sampling_rate(flavor)),
+  Coded coded{flavor,
+              check(quel_sampling_rate(flavor)),
               static_cast<std::size_t>(check(quel_samples_per_frame(flavor))),
-              static_cast<std::size_t>(check(quel_frames_per_unit(flavor))), {}, {}};
+              static_cast<std::size_t>(check(quel_frames_per_unit(flavor))),
+              {},
+              {}};
   const std::size_t unit = coded.frame * coded.frames_per_unit;
   pcm.resize(pcm.size() / unit * unit);
   coded.units = Encoder(flavor).encode_units(pcm);
@@ -111,11 +114,12 @@ void print_line(const Coded& coded, const std::string& loss, Way way,
   const double tens = static_cast<double>(clean.size()) / coded.rate / 600.0;
   const auto per_ten = [tens](std::size_t count) { return static_cast<double>(count) / tens; };
   static const char* const names[] = {"before", "immediate", "deferred"};
-  std::printf("| %d | %s | %s | %.4f | %.4f | %.2f | %.1f | %.1f | %.1f | %.1f | %.0f | %.0f | %.0f |\n",
-              coded.flavor, loss.c_str(), names[static_cast<int>(way)], stoi.stoi, stoi.estoi, lsd,
-              per_ten(figures.above_6), per_ten(figures.above_12), per_ten(figures.loud),
-              figures.highest, per_ten(figures.below_12), 1000.0 * quantile(figures.recovery, 0.5),
-              1000.0 * quantile(figures.recovery, 0.9));
+  std::printf(
+      "| %d | %s | %s | %.4f | %.4f | %.2f | %.1f | %.1f | %.1f | %.1f | %.0f | %.0f | %.0f |\n",
+      coded.flavor, loss.c_str(), names[static_cast<int>(way)], stoi.stoi, stoi.estoi, lsd,
+      per_ten(figures.above_6), per_ten(figures.above_12), per_ten(figures.loud), figures.highest,
+      per_ten(figures.below_12), 1000.0 * quantile(figures.recovery, 0.5),
+      1000.0 * quantile(figures.recovery, 0.9));
   std::fflush(stdout);
 }
 

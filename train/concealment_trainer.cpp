@@ -113,9 +113,9 @@ Track wideband_track(const Recording& recording) {
     std::copy_n(&recording.pcm[at], 160, new_speech2(encoder));
     coder_wb16(encoder, prm.data() + 1);
     decod_wb(decoder, prm.data(), pcm.data(), 0, 0, &watcher);
-    track.push_back(frame_of(
-        watcher.past, decoder.exc.data() + WidebandDecoder::past, 80, 2, pcm.data(),
-        [&](std::size_t s) { return wideband::code_gain_db(prm[14 + 8 * s]); }));
+    track.push_back(
+        frame_of(watcher.past, decoder.exc.data() + WidebandDecoder::past, 80, 2, pcm.data(),
+                 [&](std::size_t s) { return wideband::code_gain_db(prm[14 + 8 * s]); }));
     set_spectrum(track.back(), decoder.lsf.past_lsf_q.data(), mean_lsf,
                  decoder.lsf.past_q_target.data(), 16);
   }

@@ -47,12 +47,10 @@ class Job {
 
   // One lost frame, then two.
   void energies(std::size_t count, std::size_t clues) const {
-    write("energy", joined(fit_energies(tracks_, 1, count, clues),
-                           fit_energies(tracks_, 2, count, clues)));
+    write("energy",
+          joined(fit_energies(tracks_, 1, count, clues), fit_energies(tracks_, 2, count, clues)));
   }
-  void residuals() const {
-    write("isf", {fit_residual(tracks_, 1), fit_residual(tracks_, 2)});
-  }
+  void residuals() const { write("isf", {fit_residual(tracks_, 1), fit_residual(tracks_, 2)}); }
   void residuals_and_deviations() const {
     write("lsf", {fit_residual(tracks_, 1), fit_deviation(tracks_, 1), fit_residual(tracks_, 2),
                   fit_deviation(tracks_, 2)});
@@ -73,7 +71,8 @@ class Job {
 
 void work(const Options& options) {
   {
-    const auto speech = read_folders(options.speech_dir, {"train8", "train16"}, 8000, options.every);
+    const auto speech =
+        read_folders(options.speech_dir, {"train8", "train16"}, 8000, options.every);
     const Job swt(options, "swt", joined(tracks_of(0, speech), tracks_of(1, speech)),
                   "train8 and train16 at 8 kHz, flavors 0 and 1");
     swt.energies(4, 3);

@@ -37,10 +37,9 @@ Fill fill_from(const ExcitationPast& past, const FillRule& rule) {
   fill.code_energy = static_cast<float>(sum / rule.averaged + rule.unvoiced_change);
   fill.lag = static_cast<float>(past.lag[0]);
   const std::int32_t first = past.lag[static_cast<std::size_t>(rule.drift_span)];
-  const float drift =
-      static_cast<float>(past.lag[0] - first) / static_cast<float>(rule.drift_span);
-  const bool drifts = fill.voiced != 0 && first != 0 && drift < rule.drift_limit &&
-                      drift > -rule.drift_limit;
+  const float drift = static_cast<float>(past.lag[0] - first) / static_cast<float>(rule.drift_span);
+  const bool drifts =
+      fill.voiced != 0 && first != 0 && drift < rule.drift_limit && drift > -rule.drift_limit;
   fill.drift = drifts ? drift : 0.0f;
   return fill;
 }

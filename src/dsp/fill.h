@@ -6,13 +6,13 @@
 
 namespace quel {
 
-/// What a decoder made its last received subframes of: the source of what is played while frames are
-/// lost. Newest first; zeros where nothing was received yet.
+/// What a decoder made its last received subframes of: the source of what is played while frames
+/// are lost. Newest first; zeros where nothing was received yet.
 struct ExcitationPast {
   static constexpr std::size_t depth = 6;
-  std::array<std::int32_t, depth> lag{};     ///< thirds of a sample
-  std::array<float, depth> pitch_gain{};     ///< as used
-  std::array<float, depth> code_energy{};    ///< of the code's part, dB per sample
+  std::array<std::int32_t, depth> lag{};   ///< thirds of a sample
+  std::array<float, depth> pitch_gain{};   ///< as used
+  std::array<float, depth> code_energy{};  ///< of the code's part, dB per sample
 };
 
 /// Puts a received subframe in front.
@@ -33,8 +33,8 @@ struct FillRule {
   std::int32_t shortest, longest;  ///< lag, thirds of a sample
 };
 
-/// What fills a run of lost frames: the adaptive codebook alone where the past was voiced, else less
-/// of it and noise of steady energy.
+/// What fills a run of lost frames: the adaptive codebook alone where the past was voiced, else
+/// less of it and noise of steady energy.
 struct Fill {
   std::int32_t voiced = 0;
   float pitch_gain = 0.0f;
@@ -45,8 +45,8 @@ struct Fill {
 
 Fill fill_from(const ExcitationPast& past, const FillRule& rule);
 
-/// Lag of the i-th subframe of a run, counted from 0, thirds of a sample. Half of the drift goes on:
-/// it seldom lasts.
+/// Lag of the i-th subframe of a run, counted from 0, thirds of a sample. Half of the drift goes
+/// on: it seldom lasts.
 std::int32_t fill_lag(const Fill& fill, const FillRule& rule, int i);
 
 }  // namespace quel

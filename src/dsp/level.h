@@ -22,8 +22,8 @@ float level_of(double energy, int n);
 /// code   [0..L-1]
 float gain_for_level(float level, const float* code, int L);
 
-/// x[i] = x[i] * g, g moving in equal steps from `from`, which lies before x[0], to `to`, which x[n-1]
-/// gets.
+/// x[i] = x[i] * g, g moving in equal steps from `from`, which lies before x[0], to `to`, which
+/// x[n-1] gets.
 void fade(float* x, int n, float from, float to);
 
 /// What the level that may be played in a loss is reckoned from.
@@ -40,8 +40,8 @@ using FallWeights = float[fall_features];
 std::array<double, fall_features> features_of_fall(const ExcitationPast& past, const float* exc,
                                                    int L);
 
-/// How loud a loss may be. Speech that ends inside a loss ought not to be held as loud as it was; how
-/// it ends cannot be known, but how far it falls at most, but for few cases, can be learnt.
+/// How loud a loss may be. Speech that ends inside a loss ought not to be held as loud as it was;
+/// how it ends cannot be known, but how far it falls at most, but for few cases, can be learnt.
 struct Ceiling {
   static constexpr std::size_t most_subframes = 10;
   float level = 0.0f;  ///< of the excitation before the loss, dB per sample
@@ -63,8 +63,8 @@ Ceiling ceiling_from(const ExcitationPast& past, const float* exc, int L,
 /// energy  of its L samples
 float held_part(float part, double energy, int L, float ceiling);
 
-/// The pitch gain that a received subframe behind a loss may have at most. Speech seldom has more of
-/// its past in it, beside its code; what has is the past of other speech, and would ring on.
+/// The pitch gain that a received subframe behind a loss may have at most. Speech seldom has more
+/// of its past in it, beside its code; what has is the past of other speech, and would ring on.
 ///
 /// adaptive  energy of the adaptive codebook's vector
 /// code      energy of the code's part of the excitation

@@ -28,7 +28,8 @@ float take_subframe(NarrowbandConcealment& state, const GainDequantizer& gains,
     gain_pit = capped_pitch_gain(gain_pit, energy_of(adaptive, L),
                                  gain_code * gain_code * energy_of(code, L));
   }
-  remember(state.past, lag, gain_pit, narrowband::code_level(energies_before, gains.past_qua_en[0]));
+  remember(state.past, lag, gain_pit,
+           narrowband::code_level(energies_before, gains.past_qua_en[0]));
   return gain_pit;
 }
 

@@ -62,9 +62,9 @@ struct MemoryEstimate {
   const float* residual;
 };
 
-/// past_qua_en, within the range of what the gain table codes. It stays below the estimate, the more
-/// so where that says that the sound has become louder: too quiet a start is not heard, too loud a
-/// one is.
+/// past_qua_en, within the range of what the gain table codes. It stays below the estimate, the
+/// more so where that says that the sound has become louder: too quiet a start is not heard, too
+/// loud a one is.
 std::array<float, 4> estimate_energies(const MemoryEstimate& weights, const ExcitationPast& past,
                                        const std::array<float, 4>& past_qua_en,
                                        const FrameClues& clues);

@@ -8,9 +8,9 @@
 #include <iterator>
 #include <utility>
 
+#include "dsp/elementary.h"
 #include "dsp/interpol_lpc.h"
 #include "dsp/isp2a.h"
-#include "dsp/elementary.h"
 #include "dsp/pcm.h"
 #include "dsp/scratch.h"
 #include "dsp/spread.h"
@@ -180,8 +180,8 @@ bool play_subframe(NarrowbandConcealment& state, FiveKDecoder& decoder,
     gain_code = gain_for_level(plan.code_level[k], code.data(), L);
   }
   const double energy = energy_of_sum(exc, gain_pit, code.data(), gain_code, L);
-  const float held = held_part(part, energy, L, plan.ceiling[k]) *
-                     filter_part(A, state.filter_energy);
+  const float held =
+      held_part(part, energy, L, plan.ceiling[k]) * filter_part(A, state.filter_energy);
   const float before = std::exchange(state.ceiling.part, held);
   return finish_subframe(decoder, shared, mode,
                          {A, code.data(), gain_pit, gain_code, pulses, before, held}, synth);
@@ -233,8 +233,7 @@ int conceal_5k(NarrowbandConcealment& state, FiveKDecoder& decoder, NarrowbandDe
   const std::size_t kind = state.lost == 0 ? 0 : 1;
   const narrowband::MemoryEstimate weights = {energy_weights + 4 * kind, residual_weights[kind]};
   const narrowband::FrameClues clues = narrowband::clues_of(next, {next[7], next[10], next[13]});
-  const std::array<float, 10> residual =
-      narrowband::estimate_residual(weights, shared.isf, clues);
+  const std::array<float, 10> residual = narrowband::estimate_residual(weights, shared.isf, clues);
   const std::array<float, 4> energies =
       narrowband::estimate_energies(weights, state.past, shared.gains.past_qua_en, clues);
   std::array<float, M> isf;

@@ -9,8 +9,8 @@
 namespace quel {
 
 /// Makes up a lost frame of flavor 2, 240 samples. Something must have been received. The frame
-/// behind it is at hand unless it is lost too, and then the sound is led to it, and its memories are
-/// estimated.
+/// behind it is at hand unless it is lost too, and then the sound is led to it, and its memories
+/// are estimated.
 ///
 /// next  [0..19] the frame behind this one; null where that is lost
 ///

@@ -98,13 +98,12 @@ bool fill_subframe(NarrowbandConcealment& state, SwtDecoder& decoder,
     gain_code = gain_for_level(fill.code_energy, code.data(), L);
   }
   const float before = std::exchange(
-      state.ceiling.part,
-      held_part(left_within(state.lost, s), energy_of_sum(exc, fill.pitch_gain, code.data(), gain_code, L),
-                L, state.ceiling.at(place)));
-  return finish_subframe(decoder, shared,
-                         {A, code.data(), fill.pitch_gain, gain_code, pulses, before,
-                          state.ceiling.part},
-                         synth);
+      state.ceiling.part, held_part(left_within(state.lost, s),
+                                    energy_of_sum(exc, fill.pitch_gain, code.data(), gain_code, L),
+                                    L, state.ceiling.at(place)));
+  return finish_subframe(
+      decoder, shared,
+      {A, code.data(), fill.pitch_gain, gain_code, pulses, before, state.ceiling.part}, synth);
 }
 
 // The spectrum before a lone lost frame, where the next frame's filters are interpolated from.
@@ -150,10 +149,8 @@ void meet_swt(NarrowbandConcealment& state, SwtDecoder& decoder, NarrowbandDecod
   if (state.lost == 0) return;
   const std::size_t kind = state.lost == 1 ? 0 : 1;
   const narrowband::MemoryEstimate weights = {energy_weights + 4 * kind, residual_weights[kind]};
-  const narrowband::FrameClues clues =
-      narrowband::clues_of(prm + 1, {prm[10], prm[15], prm[20]});
-  const std::array<float, 10> residual =
-      narrowband::estimate_residual(weights, shared.isf, clues);
+  const narrowband::FrameClues clues = narrowband::clues_of(prm + 1, {prm[10], prm[15], prm[20]});
+  const std::array<float, 10> residual = narrowband::estimate_residual(weights, shared.isf, clues);
   if (state.lost == 1) set_isp_before(decoder, residual, shared.isf.past_r);
   shared.isf.past_r = residual;
   shared.gains.past_qua_en =

@@ -166,8 +166,8 @@ int conceal_wb(WidebandConcealment& state, WidebandDecoder& decoder, std::int16_
   for (int s = 0; s < 2; ++s, exc += L) {
     const int place = 2 * state.lost + s;
     fill_excitation(state, decoder, place, exc);
-    const float part = held_part(s == 0 ? 0.5f * (from + to) : to, energy_of(exc, L), L,
-                                 state.ceiling.at(place));
+    const float part =
+        held_part(s == 0 ? 0.5f * (from + to) : to, energy_of(exc, L), L, state.ceiling.at(place));
     std::copy_n(exc, L, heard.data());
     fade(heard.data(), L, std::exchange(state.ceiling.part, part), part);
     // What is made up is not enhanced: the pitch postfilter, where it is on, only takes note.
@@ -191,7 +191,8 @@ void meet_wb(WidebandConcealment& state, WidebandDecoder& decoder, const std::in
   const float up = rise(state.past, energies, clues);
   const float excess = std::max(up - surprise, 0.0f);
   for (std::size_t j = 0; j < 2; ++j) {
-    decoder.gains.past_qua_en[j] = hold_correction(energies[j] - doubt * excess / (wideband::pred[0] + wideband::pred[1]));
+    decoder.gains.past_qua_en[j] =
+        hold_correction(energies[j] - doubt * excess / (wideband::pred[0] + wideband::pred[1]));
   }
   // Of a jump of the level nothing can be learnt from the spectrum before it.
   const float trusted = std::clamp(1.0f - (up - 10.0f) / 6.0f, 0.0f, 1.0f);

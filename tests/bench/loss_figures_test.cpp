@@ -41,7 +41,7 @@ TEST(LossFigures, ALossHasRecoveredWhereNothingDiffersAnyMoreBeforeTheNext) {
   const Pcm clean(9 * frame, 1000);
   Pcm heard = clean;
   std::fill_n(heard.begin() + 160, 160, std::int16_t{0});
-  heard[2 * frame + 3] = 0;          // first block behind the first loss: a difference of 80 squared
+  heard[2 * frame + 3] = 0;  // first block behind the first loss: a difference of 80 squared
   heard[3 * frame + block] = -3000;  // fourth block: 4000^2 / 80 is more than a tenth squared
   const LossFigures figures = loss_figures(clean, heard, lost, frame, rate);
   ASSERT_EQ(figures.recovery.size(), 2u);

@@ -21,7 +21,6 @@ constexpr FillRule rule = {.voiced_above = 0.6f,
                            .shortest = 60,
                            .longest = 400};
 
-
 struct Heard {
   std::int32_t lag;
   float gain, energy;
@@ -36,14 +35,16 @@ ExcitationPast past_of(std::initializer_list<Heard> subframes) {
 
 TEST(Fill, ThePastHoldsTheLastSubframesNewestFirst) {
   ExcitationPast past;
-  for (int k = 1; k <= 8; ++k) remember(past, k, 0.1f * static_cast<float>(k), static_cast<float>(-k));
+  for (int k = 1; k <= 8; ++k)
+    remember(past, k, 0.1f * static_cast<float>(k), static_cast<float>(-k));
   EXPECT_EQ(past.lag, (std::array<std::int32_t, 6>{8, 7, 6, 5, 4, 3}));
   EXPECT_EQ(past.code_energy, (std::array<float, 6>{-8, -7, -6, -5, -4, -3}));
   EXPECT_FLOAT_EQ(past.pitch_gain[0], 0.8f);
 }
 
 TEST(Fill, TheMedianLeavesTheLeastAndTheLargestGainOut) {
-  const auto past = past_of({{1, 9.0f, 0}, {1, 0.5f, 0}, {1, 0.25f, 0}, {1, 1.25f, 0}, {1, 0.0f, 0}});
+  const auto past =
+      past_of({{1, 9.0f, 0}, {1, 0.5f, 0}, {1, 0.25f, 0}, {1, 1.25f, 0}, {1, 0.0f, 0}});
   EXPECT_EQ(median_pitch_gain(past), 0.375f);  // of 0.5, 0.25, 1.25, 0
 }
 

@@ -73,7 +73,7 @@ struct Past {
 
 TEST(Level, TheFeaturesOfAFallAreTheseTwelve) {
   const Past p;
-  const std::array<double, fall_features> expected = {1.0,   0.625, 0.5,  0.25,  7.0,   -10.0,
+  const std::array<double, fall_features> expected = {1.0,   0.625, 0.5,  0.25, 7.0,  -10.0,
                                                       -10.0, 10.0,  10.0, -5.0, -8.0, -7.0};
   const auto features = features_of_fall(p.past, p.end(), L);
   for (std::size_t i = 0; i < fall_features; ++i) EXPECT_NEAR(features[i], expected[i], 1e-3) << i;

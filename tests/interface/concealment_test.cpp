@@ -155,8 +155,7 @@ TEST_P(ImmediateStream, AFrameBehindALossIsDescribedAsItIsDecoded) {
   const Bytes units = speech(4, 11);
   const auto bytes = static_cast<std::size_t>(quel_bytes_per_unit(flavor()));
   const auto per_unit = static_cast<std::size_t>(quel_frames_per_unit(flavor()));
-  const auto fields =
-      static_cast<std::size_t>(quel_flavor_info(flavor())->fields_per_frame);
+  const auto fields = static_cast<std::size_t>(quel_flavor_info(flavor())->fields_per_frame);
   Decoder described(flavor()), decoded(flavor());
   Random random(3);
   for (std::size_t at = 0; at < units.size(); at += bytes) {

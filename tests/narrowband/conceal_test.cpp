@@ -46,8 +46,8 @@ TEST(Conceal, EnergiesAreTheWeightedFeaturesLessOne) {
   for (int i = 0; i < 12; i += 4) {
     float weights[4][12] = {};
     for (int j = 0; j < 4; ++j) weights[j][i + j] = 0.25f;
-    const auto energies = estimate_energies({weights, nullptr}, some_past(), energies_before,
-                                            some_clues());
+    const auto energies =
+        estimate_energies({weights, nullptr}, some_past(), energies_before, some_clues());
     for (int j = 0; j < 4; ++j) {
       EXPECT_FLOAT_EQ(energies[static_cast<std::size_t>(j)],
                       static_cast<float>(0.25 * features[i + j] - 1.0))
@@ -65,8 +65,7 @@ TEST(Conceal, EnergiesStayInsideTheGainTable) {
   float weights[4][12] = {{100.0f}, {-100.0f}, {100.0f}, {-100.0f}};
   ExcitationPast loud;
   for (int k = 0; k < 3; ++k) remember(loud, 120, 0.5f, 200.0f);  // nothing gets louder than that
-  const auto energies =
-      estimate_energies({weights, nullptr}, loud, energies_before, some_clues());
+  const auto energies = estimate_energies({weights, nullptr}, loud, energies_before, some_clues());
   EXPECT_EQ(energies, (std::array<float, 4>{most, least, most, least}));
 }
 
@@ -130,8 +129,8 @@ TEST(Conceal, TheResidualStaysInsideTheCodebooks) {
   EXPECT_THAT(row, Pointwise(::testing::Le(), most));
 }
 
-// The gain that a code gets makes it this loud, but for the hundredth that the predictor adds to the
-// energy of the code.
+// The gain that a code gets makes it this loud, but for the hundredth that the predictor adds to
+// the energy of the code.
 TEST(Conceal, TheCodesLevelFollowsFromTheCorrections) {
   GainDequantizer gains;
   init_d_gain2(gains);
@@ -153,12 +152,13 @@ TEST(Conceal, CluesAreTheNewFramesOwn) {
   isf_residual(indices, residual.data());
   EXPECT_EQ(clues.residual, residual);
   EXPECT_EQ(clues.pitch_gain, gain_row(5).pitch_gain);
-  EXPECT_EQ(clues.correction, (std::array<float, 3>{gain_row(5).correction,
-                                                    gain_row(100).correction,
-                                                    gain_row(127).correction}));
+  EXPECT_EQ(clues.correction,
+            (std::array<float, 3>{gain_row(5).correction, gain_row(100).correction,
+                                  gain_row(127).correction}));
 }
 
-// Of a past 40 dB louder than the code no more than 15 dB may be left in a subframe that is watched.
+// Of a past 40 dB louder than the code no more than 15 dB may be left in a subframe that is
+// watched.
 TEST(Conceal, WatchedSubframesHaveTheirPitchGainCappedAndOthersNot) {
   NarrowbandConcealment state;
   state.watched = 2;

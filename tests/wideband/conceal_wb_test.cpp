@@ -97,7 +97,8 @@ TEST(ConcealWb, AVoicedPastGoesOnWithoutNoiseAndAHissWithIt) {
   EXPECT_EQ(voiced.own.random, 1u);
   EXPECT_NEAR(voiced.own.lag.old_T0, 120, 1);
   Pcm hiss;
-  for (const float v : test::noise(160 * 30, 5, 800.0)) hiss.push_back(static_cast<std::int16_t>(v));
+  for (const float v : test::noise(160 * 30, 5, 800.0))
+    hiss.push_back(static_cast<std::int16_t>(v));
   Decoder unvoiced = behind(encode(hiss), 30);
   const auto& levels = unvoiced.concealment.past.code_energy;
   const float mean = 0.5f * (levels[0] + levels[1]);
@@ -114,8 +115,8 @@ TEST(ConcealWb, ThePredictorsStayAndTheSpectrumMovesToItsMean) {
   for (int k = 1; k <= 4; ++k) {
     d.lost();
     for (std::size_t i = 0; i < 16; ++i) {
-      lsf[i] = mean_lsf[i] + static_cast<float>(std::pow(0.95, k)) *
-                                 (before.lsf.past_lsf_q[i] - mean_lsf[i]);
+      lsf[i] = mean_lsf[i] +
+               static_cast<float>(std::pow(0.95, k)) * (before.lsf.past_lsf_q[i] - mean_lsf[i]);
     }
     lsf_to_lsp(lsf.data(), 80.0f, lsf.data());
     for (std::size_t i = 0; i < 16; ++i) EXPECT_NEAR(d.own.old_lsp[i], lsf[i], 1e-5);
@@ -172,18 +173,17 @@ TEST(ConcealWb, BehindALossTheMemoriesAreTheWeightedFeatures) {
     prm[14] = prm[22] = 4;  // -12.5 dB, so that nothing seems to get louder
     meet_wb(d.concealment, d.own, prm.data());
     const std::size_t kind = lost == 1 ? 0 : 1;
-    const double features[11] = {
-        1.0,
-        past.code_energy[0],
-        past.code_energy[1],
-        past.code_energy[2],
-        before.gains.past_qua_en[0],
-        before.gains.past_qua_en[1],
-        third,
-        wideband::code_gain_db(prm[14]),
-        wideband::code_gain_db(prm[22]),
-        past.pitch_gain[0],
-        wideband::qua_gain_pitch[static_cast<std::size_t>(prm[8])]};
+    const double features[11] = {1.0,
+                                 past.code_energy[0],
+                                 past.code_energy[1],
+                                 past.code_energy[2],
+                                 before.gains.past_qua_en[0],
+                                 before.gains.past_qua_en[1],
+                                 third,
+                                 wideband::code_gain_db(prm[14]),
+                                 wideband::code_gain_db(prm[22]),
+                                 past.pitch_gain[0],
+                                 wideband::qua_gain_pitch[static_cast<std::size_t>(prm[8])]};
     std::array<float, 2> energies;
     for (std::size_t j = 0; j < 2; ++j) {
       double sum = -2.0;  // too quiet is better than too loud
@@ -199,7 +199,7 @@ TEST(ConcealWb, BehindALossTheMemoriesAreTheWeightedFeatures) {
     lsf_residual(prm.data() + 1, next.data());
     for (std::size_t i = 0; i < 16; ++i) {
       const float deviation = before.lsf.past_lsf_q[i] - mean_lsf[i];
-      const auto weighted = [&](const float (&w)[3]) {
+      const auto weighted = [&](const float(&w)[3]) {
         return w[0] * deviation + w[1] * before.lsf.past_q_target[i] + w[2] * next[i];
       };
       isolated[i] = weighted(lsf_weights[2 * kind]);
