@@ -42,8 +42,7 @@ int main(int argc, char** argv) {
   quel::Encoder encoder(flavor);
   quel::Decoder decoder(flavor);
   const std::size_t samples = encoder.samples_per_unit(), bytes = encoder.bytes_per_unit();
-  const auto pcm =
-      quel::conformance::conformance_signal(quel::check(quel_sampling_rate(flavor)));
+  const auto pcm = quel::conformance::conformance_signal(quel::check(quel_sampling_rate(flavor)));
   const std::size_t units = pcm.size() / samples;
   std::vector<std::uint8_t> coded(units * bytes);
   std::vector<std::int16_t> heard(decoder.max_samples());
