@@ -52,8 +52,8 @@ TEST(VoiceActivity, AFloorThatHasRisenIsLearntWithinTwoSeconds) {
   EXPECT_LE(active, 300);
 }
 
-// Whatever the pre-filter took away, up to 6 dB, is put back. Bartlett's window takes a 17th off the
-// first correlation, which is 0.85 dB in the lowest band.
+// Whatever the pre-filter took away, up to 6 dB, is put back. Bartlett's window takes a 17th off
+// the first correlation, which is 0.85 dB in the lowest band.
 TEST(VoiceActivity, APreFilterIsTakenOut) {
   std::array<float, 17> r{}, filter{};
   filter[0] = 1.0f;
