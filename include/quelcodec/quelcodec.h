@@ -179,10 +179,9 @@ typedef struct quel_encoder_options {
   size_t size; /**< sizeof(quel_encoder_options) */
   int flavor;  /**< QUEL_FLAVOR_...; kept for the stream's life */
   /** 0..QUEL_MAX_EFFORT; kept for the stream's life. How long the encoder searches for speech that
-   *  sounds closer to its input. Each level takes more time and memory than the one below it, up to
-   *  some ten times as much time as 0, and gives units of the same length with the same delay,
-   * which every decoder of the flavor decodes. At 0 an encoder gives bit for bit what the plug-in's
-   * gives, in every version of one behaviour number, as at the other levels. */
+   *  sounds closer to its input: at 1 to 3 up to 1.5, 3.5 and 10 times as long as at 0. The units
+   * are as long as those of 0, come as late, and every decoder of the flavor decodes them. At 0
+   * they are bit for bit those of the plug-in. */
   int effort;
   int reserved[2]; /**< 0 */
 } quel_encoder_options;
@@ -225,9 +224,8 @@ typedef struct quel_decoder_options {
     }                                                                    \
   }
 
-/** Bytes that an encoder with these options takes, with effort 0 at most 28 KiB; 16 KiB at 8 kHz.
- *  With more at most 96 KiB.
- *  Errors: ARGUMENT, OPTIONS, FLAVOR. */
+/** Bytes that an encoder with these options takes, at most 28 KiB, or 16 KiB at 8 kHz; with effort
+ *  above 0 at most 96 KiB. Errors: ARGUMENT, OPTIONS, FLAVOR. */
 int quel_encoder_size(const quel_encoder_options* options);
 /** Makes an encoder in the caller's memory.
  *

@@ -16,6 +16,7 @@
 #include "support/sanitizers.h"
 #include "support/signals.h"
 #include "tools/audio_file.h"
+#include "tools/jobs.h"
 #include "tools/tool_support.h"
 
 namespace quel::test {
@@ -29,7 +30,7 @@ class QuelAlignment : public ToolTest, public ::testing::WithParamInterface<int>
   const int rate = quel_sampling_rate(flavor);
   /// What a plain encoder and decoder make of a source: silence behind it, the delay cut off.
   Pcm plain(const Pcm& source) const {
-    Encoder encoder(flavor);
+    Encoder encoder(encoder_options(flavor, tools::default_effort(flavor)));
     Decoder decoder(flavor);
     const auto delay = static_cast<std::size_t>(quel_delay(flavor));
     const std::size_t unit = encoder.samples_per_unit();

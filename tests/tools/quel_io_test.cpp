@@ -330,7 +330,7 @@ TEST_F(QuelIo, AKilledRunLeavesWhatCanBeDecoded) {
     // Nine of ten seconds arrive, then nothing more: four pages of two seconds are full.
     // Shells start background programs deaf to SIGINT.
     const ProgramResult result = shell(
-        "mkfifo pipe && { exec 3<>pipe; head -c 144044 in.wav >&3 & "
+        "rm -f c.part; mkfifo pipe && { exec 3<>pipe; head -c 144044 in.wav >&3 & "
         "env --default-signal=INT \"$Q\" encode pipe c & "
         "run=$!; while ! [ -s c.part ] || [ $(stat -c %s c.part) -lt 8700 ]; do "
         "i=$((i+1)); [ $i -lt 1000 ] || break; sleep 0.01; done; kill -" +
