@@ -42,8 +42,8 @@ void decode(quel_receiver& receiver, const WaitingUnit& unit, std::int16_t* pcm)
 
 // Gives the decoder a unit that is not there.
 void make_up(quel_receiver& receiver, Gap gap, std::int16_t* pcm) {
-  static_cast<void>(gap);  // to the decoder, sound that was not sent is lost
-  quel_decode(decoder_of(receiver), nullptr, 0, 0, pcm, static_cast<std::size_t>(receiver.unit));
+  quel_decode(decoder_of(receiver), nullptr, 0, gap == Gap::not_sent ? QUEL_NOT_SENT : 0u, pcm,
+              static_cast<std::size_t>(receiver.unit));
 }
 
 void count_made_up(State& now, Gap gap, std::int64_t units) {

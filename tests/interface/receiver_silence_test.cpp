@@ -45,6 +45,35 @@ TEST_P(ReceiverSilence, SoundThatWasNotSentIsNoLoss) {
   EXPECT_EQ(counts.dropped, 0u);
 }
 
+TEST_P(ReceiverSilence, SoundThatWasNotSentIsWhatTheDecoderMakesOfIt) {
+  const Speech speech(flavor(), 3);
+  const ReceiverPointer receiver = make_receiver(flavor(), 700, 700);
+  const quel_decoder_options options = QUEL_DECODER_OPTIONS(flavor());
+  quel_decoder* decoder = nullptr;
+  ASSERT_EQ(quel_decoder_create(&options, &decoder), QUEL_OK);
+  const auto unit = static_cast<std::size_t>(speech.unit());
+  std::uint32_t sequence = 0;
+  Pcm all, wanted;
+  for (std::uint32_t k = 0; k < 200; ++k) {
+    const bool pause = k > 50 && k < 150 && k % 8 != 0;
+    Pcm pcm(unit);
+    const auto bytes = speech.coded(k, 1);
+    if (!pause) {
+      ASSERT_EQ(push(receiver.get(), speech, sequence++, k), QUEL_OK);
+    }
+    ASSERT_EQ(quel_decode(decoder, pause ? nullptr : bytes.data(), pause ? 0 : bytes.size(),
+                          pause ? QUEL_NOT_SENT : QUEL_ALL_RECEIVED, pcm.data(), unit),
+              speech.unit());
+    append(wanted, pcm);
+    append(all, pull(receiver.get(), unit));
+  }
+  append(all, pull(receiver.get(), ms(600)));
+  quel_decoder_destroy(decoder);
+  const std::int64_t start = find(all, piece(wanted, 0, 2 * unit));
+  ASSERT_GE(start, 0);
+  EXPECT_EQ(piece(all, static_cast<std::size_t>(start), 180 * unit), piece(wanted, 0, 180 * unit));
+}
+
 // Where nothing waits, the receiver has to guess. In the second pause it knows how quiet a pause
 // is, and in the midst of speech it takes what is missing for lost.
 TEST_P(ReceiverSilence, APauseIsKnownByItsLevel) {
