@@ -94,7 +94,7 @@ CLI::App* add_encode_command(CLI::App& app, EncodeCommand& command) {
   add_file_arguments(*encode, command.files, "audio file of any kind, rate and number of channels",
                      "coded file, .quel");
   add_flavor_option(*encode, settings.flavor,
-                    "by default 16 for inputs of 16 kHz and above, else 8.5; ");
+                    "by default 16k for inputs of 16 kHz and above, else 8k5; ");
   encode
       ->add_option("--effort", settings.effort,
                    "how long to search for speech that sounds closer to the input, 0 to 3; more "

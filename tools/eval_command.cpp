@@ -14,6 +14,7 @@
 
 #include "tools/command.h"
 #include "tools/eval_html.h"
+#include "tools/eval_pair.h"
 #include "tools/eval_text.h"
 #include "tools/file_arguments.h"
 #include "tools/file_error.h"
@@ -46,6 +47,41 @@ void check_job(const EvalJob& job) {
   const std::string json = output_place(job.json).string();
   if (html == json || html == json + ".part" || json == html + ".part") {
     throw FileError(job.html, "cannot hold both the page and the figures");
+  }
+}
+
+// Two files, whatever made one of them of the other.
+void run_pair(const EvalJob& job, std::ostream& out) {
+  for (const std::string& name : {job.reference, job.decoded}) {
+    std::error_code unknown;
+    const auto status = std::filesystem::status(name, unknown);
+    if (name == "-" ||
+        (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status))) {
+      throw FileError(name, "not a regular file; eval reads its inputs more than once");
+    }
+  }
+  std::optional<OutputFile> json;
+  if (!job.json.empty() && job.json != "-") json.emplace(job.json, job.force, job.reference);
+  const PairReport report = compare_files(job.reference, job.decoded);
+  if (json) {
+    json->write(bytes(pair_json(report)));
+    json->commit();
+  }
+  out << (job.json == "-" ? pair_json(report) : pair_text(report)) << std::flush;
+  if (!out) throw FileError("standard output", "cannot be written");
+}
+
+void check_command(const EvalJob& job, const CLI::App& eval) {
+  const auto fail = [](const std::string& text) { throw CLI::ValidationError(text); };
+  if (job.reference.empty() != job.decoded.empty()) fail("--reference and --decoded go together");
+  if (job.reference.empty()) {
+    if (job.settings.input.empty()) fail("a recording is due, or --reference and --decoded");
+    return;
+  }
+  for (const char* name : {"input", "--flavor", "--loss", "--seed", "--conceal", "--html"}) {
+    if (eval.count(name) > 0) {
+      fail(std::string(name) + " has no place beside --reference: nothing is coded there");
+    }
   }
 }
 
@@ -95,15 +131,17 @@ CLI::App* add_eval_command(CLI::App& app, EvalJob& job) {
   auto* eval =
       app.add_subcommand("eval", "what each flavor does to a recording: quality and speed");
   eval->add_option("input", job.settings.input, "audio file: any rate, any channels")
-      ->required()
       ->option_text("FILE");
-  eval->add_option("--flavor", job.settings.flavors,
-                   "flavors to try, comma-separated: 0 (6.5), 1 (8.5), 2 (5), 3 (16 kbit/s); "
-                   "by default all")
-      ->delimiter(',')
-      ->transform(CLI::Transformer(flavors_by_name()))
-      ->check(CLI::Range(0, 3))
-      ->option_text("0..3|6.5|8.5|5|16");
+  eval->add_option("--reference", job.reference,
+                   "with --decoded: measure what any codec made of this recording, at the lower "
+                   "sampling rate of both; the delay, up to 2 s, is found and told")
+      ->option_text("FILE");
+  eval->add_option("--decoded", job.decoded, "what came out of that codec, as an audio file")
+      ->option_text("FILE");
+  take_flavors(eval->add_option("--flavor", job.settings.flavors,
+                                "flavors to try, comma-separated: 5k, 6k5, 8k5 (8 kHz), 16k (16 "
+                                "kHz); by default all")
+                   ->delimiter(','));
   eval->add_option("--effort", job.settings.efforts,
                    "levels of the encoder's effort to try, comma-separated, each a run of its own; "
                    "by default 0")
@@ -134,12 +172,17 @@ CLI::App* add_eval_command(CLI::App& app, EvalJob& job) {
       ->option_text("FILE");
   eval->add_flag("-f,--force", job.force, "replace existing outputs");
   eval->add_flag("-q,--quiet", job.quiet, "no progress, even on a terminal");
+  eval->final_callback([eval, &job] { check_command(job, *eval); });
   return eval;
 }
 
 int run_eval(const EvalJob& job, std::ostream& out, std::ostream& err) {
   Progress progress(progress_stream(job.quiet), terminal_width());
   try {
+    if (!job.reference.empty()) {
+      run_pair(job, out);
+      return exit_done;
+    }
     return run(job, progress, out, err) ? exit_done : exit_failed;
   } catch (const std::exception& error) {
     progress.clear();

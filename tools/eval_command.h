@@ -14,7 +14,9 @@ namespace quel::tools {
 /// Measures the codec on one recording.
 struct EvalJob {
   EvalSettings settings;
-  std::string json;    ///< file for the figures, "-" for `out` in place of the table; may be empty
+  std::string json;  ///< file for the figures, "-" for `out` in place of the table; may be empty
+  std::string reference;  ///< with `decoded`: compared with each other in place of the codec's work
+  std::string decoded;
   std::string html;    ///< file for the page; may be empty
   bool force = false;  ///< replace existing outputs
   bool quiet = false;  ///< no progress

@@ -3,11 +3,12 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <map>
 #include <quelcodec/quelcodec.hpp>
 #include <utility>
 
 #include "tools/audio_file.h"
-#include "tools/eval_spectral.h"
+#include "tools/eval_compare.h"
 #include "tools/eval_text.h"
 #include "tools/file_error.h"
 
@@ -16,19 +17,40 @@ namespace {
 
 using Pcm = std::vector<std::int16_t>;
 
-SnrTotals codec_totals(const std::vector<float>& ref, const std::vector<float>& test, int rate) {
-  SnrTotals totals;
-  const auto segment = static_cast<std::size_t>(rate / 50);
-  for (std::size_t start = 0; start < ref.size(); start += segment) {
-    snr(totals, ref.data() + start, test.data() + start,
-        static_cast<int>(std::min(segment, ref.size() - start)));
-  }
-  return totals;
+constexpr std::size_t block_samples = 8192;
+
+/// What one pass over the source told.
+struct SourceFacts {
+  std::uint64_t samples = 0;
+  double loudest = 0.0;
+};
+
+Pcm::iterator::difference_type limited(std::size_t count, const Pcm& kept, int rate,
+                                       double seconds) {
+  const auto most = static_cast<std::size_t>(seconds * rate);
+  return static_cast<std::ptrdiff_t>(std::min(count, most - std::min(most, kept.size())));
 }
 
-Pcm excerpt(const Pcm& pcm, int rate, double seconds) {
-  const double samples = std::min(seconds * rate, static_cast<double>(pcm.size()));
-  return {pcm.begin(), pcm.begin() + static_cast<std::ptrdiff_t>(samples)};
+SourceFacts look_at(const EvalSettings& settings, int flavor, EvalReport& report) {
+  const int rate = check(quel_sampling_rate(flavor));
+  AudioReader reader(settings.input, rate);
+  ReferenceFilter filter(flavor);
+  LoudestFrame loudest(rate);
+  SourceFacts facts;
+  Pcm& excerpt = report.sources[rate];
+  Pcm block(block_samples);
+  while (const std::size_t got = reader.read(block)) {
+    const auto pcm = std::span<const std::int16_t>(block).first(got);
+    excerpt.insert(excerpt.end(), pcm.begin(),
+                   pcm.begin() + limited(got, excerpt, rate, settings.excerpt_seconds));
+    loudest.add(filter.next(pcm));
+    facts.samples += got;
+  }
+  facts.loudest = loudest.finish();
+  report.cut_short = reader.cut_short();
+  if (facts.samples == 0) throw FileError(settings.input, "holds no sound");
+  report.seconds = static_cast<double>(facts.samples) / rate;
+  return facts;
 }
 
 std::vector<LostSpan> lost_spans(int flavor, const std::vector<bool>& lost, double seconds) {
@@ -55,24 +77,36 @@ std::vector<LostSpan> lost_spans(int flavor, const std::vector<bool>& lost, doub
   return spans;
 }
 
-EvalResult result_of(const EvalSettings& settings, int flavor, int effort, double loss,
-                     bool dtx,                     const Pcm& source) {
+EvalResult result_of(const EvalSettings& settings, int flavor, int effort, double loss, bool dtx,
+                     const SourceFacts& facts) {
+  const int rate = check(quel_sampling_rate(flavor));
   EvalResult result;
   result.flavor = flavor;
   result.effort = effort;
   result.loss_percent = loss;
   result.dtx = dtx;
-  Pcm heard;
-  result.trial =
-      try_codec(flavor, effort, source,
-                {settings.concealment, loss, settings.seed, /*enhance=*/false, dtx}, &heard);
-  const int rate = check(quel_sampling_rate(flavor));
-  const std::vector<float> ref = reference(flavor, source);
-  const std::vector<float> test(heard.begin(), heard.end());
-  result.totals = codec_totals(ref, test, rate);
-  result.distortion = log_spectral_distortion(ref, test, rate);
-  result.intelligible = intelligibility(ref, test, rate);
-  result.heard = excerpt(heard, rate, settings.excerpt_seconds);
+  // Two readers: what is heard may come long after what was coded.
+  AudioReader coded(settings.input, rate), compared(settings.input, rate);
+  ReferenceFilter filter(flavor);
+  Comparison comparison(rate, facts.loudest);
+  Pcm source;
+  const auto hear = [&](std::span<const std::int16_t> heard) {
+    result.heard.insert(
+        result.heard.end(), heard.begin(),
+        heard.begin() + limited(heard.size(), result.heard, rate, settings.excerpt_seconds));
+    source.assign(heard.size(), 0);
+    compared.read(source);
+    comparison.add(filter.next(source), heard);
+  };
+  result.trial = run_codec(
+      flavor, effort, facts.samples,
+      {settings.concealment, loss, settings.seed, /*enhance=*/false, dtx},
+      [&coded](std::span<std::int16_t> pcm) { return coded.read(pcm); }, hear);
+  comparison.finish();
+  result.trial.figures = comparison.snr();
+  result.totals = comparison.totals();
+  result.distortion = comparison.distortion();
+  result.intelligible = comparison.intelligible();
   result.lost = lost_spans(flavor, result.trial.lost_frames,
                            static_cast<double>(result.heard.size()) / rate);
   return result;
@@ -149,24 +183,16 @@ EvalReport evaluate(const EvalSettings& settings,
                     const std::function<void(double seconds, double share)>& told) {
   EvalReport report;
   report.settings = settings;
-  std::map<int, Pcm> sources;
+  std::map<int, SourceFacts> sources;  // by sampling rate, on which alone the references depend
   for (const int flavor : settings.flavors) {
     const int rate = check(quel_sampling_rate(flavor));
-    if (sources.contains(rate)) continue;
-    const Pcm& source = sources[rate] = read_audio(settings.input, rate, &report.cut_short);
-    if (source.empty()) throw FileError(settings.input, "holds no sound");
-    if (source.size() > wav_max_samples) {
-      throw FileError(settings.input, "is longer than " + std::to_string(wav_max_samples) +
-                                          " samples at " + std::to_string(rate) + " Hz");
-    }
-    report.seconds = static_cast<double>(source.size()) / rate;
-    report.sources[rate] = excerpt(source, rate, settings.excerpt_seconds);
+    if (!sources.contains(rate)) sources[rate] = look_at(settings, flavor, report);
   }
   const std::vector<bool> ways = settings.dtx ? std::vector<bool>{false, true} : std::vector{false};
   const auto runs = static_cast<double>(settings.flavors.size() * settings.efforts.size() *
                                         settings.losses.size() * ways.size());
   for (const int flavor : settings.flavors) {
-    const Pcm& source = sources.at(check(quel_sampling_rate(flavor)));
+    const SourceFacts& source = sources.at(check(quel_sampling_rate(flavor)));
     for (const int effort : settings.efforts) {
       for (const double loss : settings.losses) {
         for (const bool dtx : ways) {

@@ -2,9 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <vector>
-
-#include "tools/eval_fft.h"
+#include <cstddef>
 
 namespace quel::tools {
 namespace {
@@ -20,37 +18,60 @@ double mean_square(std::span<const float> x) {
 
 }  // namespace
 
+SpectralMeter::SpectralMeter(int rate)
+    : length_(static_cast<std::size_t>(rate / 50)),
+      window_(hann_window(length_)),
+      spectrum_(power_of_two(length_)),
+      windowed_(length_),
+      ref_db_(spectrum_.bins()) {
+  for (const double w : window_) floor_ += rounding_noise * w * w;
+}
+
+void SpectralMeter::add(std::span<const float> ref, std::span<const float> test) {
+  while (!ref.empty()) {
+    const std::size_t count = std::min(ref.size(), length_ - ref_.size());
+    const auto to = static_cast<std::ptrdiff_t>(count);
+    ref_.insert(ref_.end(), ref.begin(), ref.begin() + to);
+    test_.insert(test_.end(), test.begin(), test.begin() + to);
+    ref = ref.subspan(count);
+    test = test.subspan(count);
+    if (ref_.size() < length_) return;
+    compare();
+    const auto hop = static_cast<std::ptrdiff_t>(length_ / 2);
+    ref_.erase(ref_.begin(), ref_.begin() + hop);
+    test_.erase(test_.begin(), test_.begin() + hop);
+  }
+}
+
+std::optional<double> SpectralMeter::value() const {
+  if (frames_ == 0) return std::nullopt;
+  return sum_ / static_cast<double>(frames_);
+}
+
+std::span<const double> SpectralMeter::powers(std::span<const float> frame) {
+  for (std::size_t n = 0; n < length_; ++n) windowed_[n] = window_[n] * frame[n];
+  return spectrum_.of(windowed_);
+}
+
+void SpectralMeter::compare() {
+  if (!(mean_square(ref_) > activity)) return;
+  const auto decibels = [this](double power) { return 10.0 * std::log10(std::max(power, floor_)); };
+  std::ranges::transform(powers(ref_), ref_db_.begin(), decibels);
+  double squares = 0.0;
+  const std::span<const double> test = powers(test_);
+  for (std::size_t k = 0; k < test.size(); ++k) {
+    const double difference = ref_db_[k] - decibels(test[k]);
+    squares += difference * difference;
+  }
+  sum_ += std::sqrt(squares / static_cast<double>(test.size()));
+  ++frames_;
+}
+
 std::optional<double> log_spectral_distortion(std::span<const float> ref,
                                               std::span<const float> test, int rate) {
-  const auto length = static_cast<std::size_t>(rate / 50);
-  const std::vector<double> window = hann_window(length);
-  double floor = 0.0;
-  for (const double w : window) floor += rounding_noise * w * w;
-  PowerSpectrum spectrum(power_of_two(length));
-  std::vector<double> windowed(length), ref_db(spectrum.bins());
-  const auto levels = [&](std::span<const float> frame) {
-    for (std::size_t n = 0; n < length; ++n) windowed[n] = window[n] * frame[n];
-    return spectrum.of(windowed);
-  };
-  const auto decibels = [&](double power) { return 10.0 * std::log10(std::max(power, floor)); };
-
-  double sum = 0.0;
-  int frames = 0;
-  for (std::size_t start = 0; start + length <= ref.size(); start += length / 2) {
-    const auto frame = ref.subspan(start, length);
-    if (!(mean_square(frame) > activity)) continue;
-    std::ranges::transform(levels(frame), ref_db.begin(), decibels);
-    double squares = 0.0;
-    const std::span<const double> powers = levels(test.subspan(start, length));
-    for (std::size_t k = 0; k < powers.size(); ++k) {
-      const double difference = ref_db[k] - decibels(powers[k]);
-      squares += difference * difference;
-    }
-    sum += std::sqrt(squares / static_cast<double>(powers.size()));
-    ++frames;
-  }
-  if (frames == 0) return std::nullopt;
-  return sum / frames;
+  SpectralMeter meter(rate);
+  meter.add(ref, test);
+  return meter.value();
 }
 
 }  // namespace quel::tools

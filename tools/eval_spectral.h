@@ -1,7 +1,12 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <span>
+#include <vector>
+
+#include "tools/eval_fft.h"
 
 namespace quel::tools {
 
@@ -21,5 +26,26 @@ namespace quel::tools {
 /// Nothing where no frame is active.
 std::optional<double> log_spectral_distortion(std::span<const float> ref,
                                               std::span<const float> test, int rate);
+
+/// The same piece by piece.
+class SpectralMeter {
+ public:
+  explicit SpectralMeter(int rate);
+  void add(std::span<const float> ref, std::span<const float> test);
+  std::optional<double> value() const;
+
+ private:
+  void compare();
+  std::span<const double> powers(std::span<const float> frame);
+
+  std::size_t length_;
+  std::vector<double> window_;
+  double floor_ = 0.0;
+  PowerSpectrum spectrum_;
+  std::vector<float> ref_, test_;  // of the frame that is being filled
+  std::vector<double> windowed_, ref_db_;
+  double sum_ = 0.0;
+  std::uint64_t frames_ = 0;
+};
 
 }  // namespace quel::tools

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstddef>
+#include <memory>
 #include <optional>
 #include <span>
 #include <vector>
@@ -28,6 +29,36 @@ struct Intelligibility {
 /// Nothing where less than 384 ms of the reference are within 40 dB of its loudest frame.
 std::optional<Intelligibility> intelligibility(std::span<const float> ref,
                                                std::span<const float> test, int rate);
+
+/// Of a signal piece by piece, what counts as silence: the energy of its loudest frame.
+class LoudestFrame {
+ public:
+  explicit LoudestFrame(int rate);
+  ~LoudestFrame();
+  void add(std::span<const float> ref);
+  /// Nothing may be added after it.
+  double finish();
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+/// The same as intelligibility() piece by piece.
+class IntelligibilityMeter {
+ public:
+  /// loudest  of the whole reference
+  IntelligibilityMeter(int rate, double loudest);
+  ~IntelligibilityMeter();
+  void add(std::span<const float> ref, std::span<const float> test);
+  /// Nothing may be added after it.
+  void finish();
+  std::optional<Intelligibility> value() const;
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+};
 
 // The steps, for tests. Signals are at 10 kHz.
 

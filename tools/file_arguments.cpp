@@ -5,9 +5,10 @@
 #include <CLI/CLI.hpp>
 #include <charconv>
 #include <filesystem>
-#include <map>
 #include <optional>
 #include <system_error>
+
+#include "tools/text.h"
 
 namespace quel::tools {
 namespace {
@@ -85,24 +86,40 @@ void check_file_arguments(const FileArguments& arguments) {
   }
 }
 
-std::map<std::string, int> flavors_by_name() {
-  std::map<std::string, int> names;
+namespace {
+
+/// "8k5", "8.5" and "1" to "1"; says what there is where it is none of them.
+std::string flavor_number(std::string& text) {
+  std::string names;
   for (int flavor = 0; quel_flavor_info(flavor) != nullptr; ++flavor) {
-    names.emplace(quel_flavor_info(flavor)->name, flavor);
+    const std::string rate = quel_flavor_info(flavor)->name;
+    std::string name = rate;
+    const std::size_t point = name.find('.');
+    if (point == std::string::npos) {
+      name += 'k';
+    } else {
+      name[point] = 'k';
+    }
+    if (same_name(text, name) || text == rate || text == std::to_string(flavor)) {
+      text = std::to_string(flavor);
+      return "";
+    }
+    names += (names.empty() ? "" : ", ") + name + " (or " + rate + ", or number " +
+             std::to_string(flavor) + ")";
   }
-  return names;
+  return text + " is no flavor; there are " + names;
 }
+
+}  // namespace
 
 CLI::Option* add_flavor_option(CLI::App& command, std::optional<int>& flavor,
                                const std::string& text) {
-  return command
-      .add_option("--flavor", flavor,
-                  text +
-                      "0 or 6.5, 1 or 8.5, 2 or 5 (kbit/s, 8 kHz), 3 or 16 "
-                      "(kbit/s, 16 kHz)")
-      ->transform(CLI::Transformer(flavors_by_name()))
-      ->check(CLI::Range(0, 3))
-      ->option_text("0..3|6.5|8.5|5|16");
+  return take_flavors(
+      command.add_option("--flavor", flavor, text + "5k, 6k5, 8k5 (8 kHz) or 16k (16 kHz)"));
+}
+
+CLI::Option* take_flavors(CLI::Option* option) {
+  return option->transform(CLI::Validator(flavor_number, "", ""))->option_text("5k|6k5|8k5|16k");
 }
 
 CLI::Option* add_gain_option(CLI::App& command, double& gain_db) {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <optional>
 #include <string>
 
@@ -24,10 +23,10 @@ void add_file_arguments(CLI::App& command, FileArguments& arguments, const std::
 /// Throws a parse error where the arguments do not go together.
 void check_file_arguments(const FileArguments& arguments);
 
-/// "6.5", "8.5", "5" and "16": kbit/s.
-std::map<std::string, int> flavors_by_name();
+/// Makes the option take flavors by name, rate or number: "6k5", "6.5" or "0".
+CLI::Option* take_flavors(CLI::Option* option);
 
-/// A flavor by number or name, "0" or "6.5".
+/// --flavor for one of them.
 CLI::Option* add_flavor_option(CLI::App& command, std::optional<int>& flavor,
                                const std::string& text);
 

@@ -4,8 +4,8 @@
 
 namespace quel::tools {
 
-/// Makes Ctrl-C, hanging up and termination end the program as ever, but not before every unfinished
-/// file is removed or a message has said why it stays. For main alone, once.
+/// Makes Ctrl-C, hanging up and termination end the program as ever, but not before every
+/// unfinished file is removed or a message has said why it stays. For main alone, once.
 void clean_up_when_interrupted();
 
 /// A file that is being written and should not outlive an interruption.

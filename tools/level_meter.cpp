@@ -37,8 +37,8 @@ std::optional<std::string> LevelMeter::note(double gain_db) const {
   const double over = decibels(static_cast<double>(peak_) * peak_);
   const double most = std::floor(10.0 * (gain_db - over)) / 10.0;
   return "clipped: " + counted(clipped_, "sample") + " of " + std::to_string(samples_) +
-         (clipped_ == 1 ? " is " : " are up to ") + fixed(over, 1) + " dB above full scale; --gain " +
-         fixed(most, 1) + " is the most that fits";
+         (clipped_ == 1 ? " is " : " are up to ") + fixed(over, 1) +
+         " dB above full scale; --gain " + fixed(most, 1) + " is the most that fits";
 }
 
 void ChannelMeter::add(std::span<const float> joint, float mean) {

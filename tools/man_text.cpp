@@ -9,8 +9,10 @@ constexpr const char* part_file =
     "An output appears under its name only once it is complete; until then it is NAME.part, which "
     "one run at a time may write. A run that is killed leaves this file behind, and it stays until "
     "another run has something to write there; a run that fails, as where the disk fills, removes "
-    "what it wrote. Outputs are files, not devices or pipes: these take - and the shell's >, as in "
-    "quel encode speech.wav - > /dev/null.";
+    "what it wrote, and so does one that is interrupted, unless its input was a pipe and cannot be "
+    "read again. A NAME.part that another program made is left alone. Pipes and devices are "
+    "written "
+    "straight through.";
 constexpr const char* part_serves =
     "What is in a coded file's .part, quel info and quel decode read.";
 constexpr const char* manifest =
@@ -51,10 +53,10 @@ const ManText commands[] = {
      {part_file, part_serves, manifest},
      {{"16 kbit/s, or 8.5 for a source below 16 kHz", "quel encode speech.wav speech.quel"},
       {"5 kbit/s, with a title",
-       "quel encode speech.wav small.quel --flavor 5 --comment TITLE=Tea"},
+       "quel encode speech.wav small.quel --flavor 5k --comment TITLE=Tea"},
       {"Through pipes", "quel encode - - < speech.wav > piped.quel"},
       {"All of a folder, on all processors",
-       "quel encode recordings --output-dir coded --flavor 8.5"}}},
+       "quel encode recordings --output-dir coded --flavor 8k5"}}},
     {"decode",
      {"[options] INPUT OUTPUT", "[options] --output-dir FOLDER INPUT..."},
      "decodes files of quel encode. The output is as long as the source, at the flavor's rate "
@@ -71,7 +73,7 @@ const ManText commands[] = {
       {"With 5 % of the frames lost in runs of three",
        "quel decode speech.quel lossy.wav --loss-burst 5,3 --seed 7"},
       {"Bare coded units, as the plug-in functions write them",
-       "quel decode --raw --flavor 8.5 units units.wav"}}},
+       "quel decode --raw --flavor 8k5 units units.wav"}}},
     {"info",
      {},
      "tells what coded files hold. Bit rates are those of the coded units alone (net) and of the "
@@ -104,7 +106,7 @@ const ManText commands[] = {
      "makes a file from the text of quel dump, the identical one where quel wrote the first.",
      some_failed,
      {part_file, part_serves},
-     {{"Units of 8.5 kbit/s", "quel mux --flavor 8.5 units units.quel"},
+     {{"Units of 8.5 kbit/s", "quel mux --flavor 8k5 units units.quel"},
       {"A copy by way of text", "quel dump speech.quel | quel mux --from-dump - copy.quel"}}},
     {"demux",
      {},
@@ -120,13 +122,15 @@ const ManText commands[] = {
      "spectral distortion, intelligibility (STOI and ESTOI) and speed. All compare with what a "
      "perfect coder would give; - stands where there is no figure.\n\n"
      "The page of --html needs no other file: the table, and players and spectrograms of the first "
-     "two minutes.",
+     "two minutes. With --reference and --decoded nothing is coded: the figures are those of what "
+     "any "
+     "codec made of the recording, the delay taken out.",
      "Something failed, and no output is left; or the input was cut short and what is there was "
      "measured. Messages on standard error name file and cause.",
      {part_file},
      {{"A table", "quel eval speech.wav"},
       {"Two flavors, with and without losses",
-       "quel eval speech.wav --flavor 8.5,16 --loss 0,5 --html eval.html"}}},
+       "quel eval speech.wav --flavor 8k5,16k --loss 0,5 --html eval.html"}}},
     {"selftest",
      {},
      "codes and decodes built-in signals with every flavor, with and without losses, and compares "

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <span>
 #include <vector>
@@ -27,10 +29,40 @@ struct SnrFigures {
 std::optional<SnrFigures> snr_figures(std::span<const float> ref,
                                       std::span<const std::int16_t> test, int rate);
 
+/// The same piece by piece.
+class SnrMeter {
+ public:
+  explicit SnrMeter(int rate);
+  void add(std::span<const float> ref, std::span<const std::int16_t> test);
+  /// Nothing may be added after it.
+  void finish();
+  std::optional<SnrFigures> figures() const;
+
+ private:
+  void end_segment(bool whole);
+
+  std::size_t segment_;
+  std::size_t filled_ = 0;
+  double signal_ = 0.0, error_ = 0.0, segment_signal_ = 0.0, segment_error_ = 0.0;
+  double segmental_ = 0.0;
+  int segments_ = 0;
+};
+
 /// What a perfect coder of that flavor would give for `pcm`, delay removed. The narrowband flavors
 /// put their input and their output through a high-pass filter each, which turn the phase of low
 /// frequencies; against the input itself the figure would be 1 to 2 dB whatever the coder does.
 std::vector<float> reference(int flavor, std::span<const std::int16_t> pcm);
+
+/// The same piece by piece.
+class ReferenceFilter {
+ public:
+  explicit ReferenceFilter(int flavor) : flavor_(flavor) {}
+  std::vector<float> next(std::span<const std::int16_t> pcm);
+
+ private:
+  int flavor_;
+  std::array<std::array<float, 2>, 4> memory_{};
+};
 
 /// One signal coded and decoded.
 struct Trial {
@@ -44,6 +76,19 @@ struct Trial {
   std::vector<bool> lost_frames;  ///< each frame: whether it was lost
   std::uint32_t unsent = 0;  ///< frames that a decoder could do without
 };
+
+/// Codes and decodes a signal through streams, piece by piece: memory does not grow with its
+/// length.
+///
+/// samples  of the signal
+/// read     fills what it is given from its start with the next samples, and returns how many these
+///          are; fewer only at the end
+/// heard    gets the decoded signal in pieces, in all as long as the signal and aligned with it
+///
+/// Gives everything but the figures.
+Trial run_codec(int flavor, int effort, std::uint64_t samples, const DecodeOptions& options,
+                const std::function<std::size_t(std::span<std::int16_t>)>& read,
+                const std::function<void(std::span<const std::int16_t>)>& heard);
 
 /// Codes and decodes `pcm` through streams.
 ///

@@ -12,6 +12,7 @@
 #include "tools/encode_command.h"
 #include "tools/eval_command.h"
 #include "tools/generated_text.h"
+#include "tools/help_text.h"
 #include "tools/info_command.h"
 #include "tools/mux_command.h"
 #include "tools/selftest_command.h"
@@ -34,6 +35,7 @@ int run_quel(int argc, const char* const* argv, std::ostream& out, std::ostream&
   CLI::App app{"Speech codec for slow links"};
   app.name("quel");
   app.require_subcommand(1);
+  app.formatter(help_formatter());
 
   EncodeCommand encode;
   DecodeCommand decode;
@@ -72,6 +74,11 @@ int run_quel(int argc, const char* const* argv, std::ostream& out, std::ostream&
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
+    const std::string unknown = error.get_exit_code() == 0 ? "" : unknown_name(app, argc, argv);
+    if (!unknown.empty()) {
+      err << unknown << "\nRun with --help for more information.\n";
+      return exit_usage;
+    }
     return written(app.exit(error, out, err) == 0 ? exit_done : exit_usage, out, err);
   }
   for (const Command& command : commands) {

@@ -42,7 +42,7 @@ inline std::set<std::string> options_of_help(const std::string& command) {
   for (std::string line; std::getline(lines, line);) {
     if (!line.starts_with("  -")) continue;
     for (const std::string& name :
-         matches(line.substr(0, line.find(' ', 2)), "(--?[a-zA-Z][a-z-]*)")) {
+         matches(line.substr(0, line.find(' ', 2)), "(--?[a-zA-Z0-9][a-z-]*)")) {
       options.insert(name);
     }
   }

@@ -55,9 +55,10 @@ TEST_F(QuelLevel, ASourceBeyondFullScaleClipsWithoutGainToo) {
   std::vector<float> loud(8000, 0.1f);
   loud[500] = 2.0f;
   write_audio(path("in.wav"), wav_float, 8000, 1, loud);
-  EXPECT_EQ(shell("$Q encode in.wav c").err,
-            "quel: in.wav: clipped: 1 sample of 8000 is 6.0 dB above full scale; --gain -6.1 is the "
-            "most that fits\n");
+  EXPECT_EQ(
+      shell("$Q encode in.wav c").err,
+      "quel: in.wav: clipped: 1 sample of 8000 is 6.0 dB above full scale; --gain -6.1 is the "
+      "most that fits\n");
   // What only reaches it does not, whatever a change of rate makes of it.
   std::vector<std::int16_t> square;
   for (int n = 0; n < 44100; ++n) square.push_back(n / 100 % 2 == 0 ? 32767 : -32768);

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "support/sanitizers.h"
 #include "tools/tool_support.h"
@@ -59,6 +60,35 @@ TEST_F(QuelMemoryTest, AFileThatIsTooLargeIsNamed) {
       run_program_limited("ulimit -v 60000", QUEL_PROGRAM, {"dump", path("large")});
   EXPECT_EQ(result.status, 1);
   EXPECT_EQ(result.err, "quel: " + path("large") + ": not enough memory\n");
+}
+
+// Ten minutes as a whole would take 19 MB as 16 bits alone.
+TEST_F(QuelMemoryTest, EvalsMemoryDoesNotGrowWithTheRecording) {
+#if QUEL_SANITIZED
+  GTEST_SKIP() << "sanitizers keep freed memory";
+#endif
+  long small = 0;
+  for (const int seconds : {20, 600}) {
+    const int samples = 16000 * seconds;
+    std::vector<std::int16_t> pcm = loud_speech(16000 * 20, 1, 16000.0);
+    pcm.reserve(static_cast<std::size_t>(samples));
+    while (pcm.size() < static_cast<std::size_t>(samples)) {
+      pcm.insert(pcm.end(), pcm.begin(), pcm.begin() + 16000 * 20);
+    }
+    write_audio(path("a.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_16, 16000, 1, pcm);
+    const ProgramResult result =
+        run_program("/bin/sh", {"-c",
+                                "\"$1\" eval \"$2\" --flavor 3 >/dev/null & "
+                                "run=$!; top=0; while size=$(sed -n "
+                                "'s/^VmHWM:[^0-9]*\\([0-9]*\\).*/\\1/p' /proc/$run/status "
+                                "2>/dev/null) && [ \"$size\" ]; do top=$size; sleep 0.02; "
+                                "done; wait $run; echo $top",
+                                "sh", QUEL_PROGRAM, path("a.wav")});
+    const long kib = std::stol(result.out);
+    if (small == 0) small = kib;
+    EXPECT_LT(kib, small + 4000);  // what allocators keep
+    EXPECT_GT(kib, 1000);
+  }
 }
 
 // Between too little to start and enough, every failure that can name the file does so.

@@ -28,8 +28,9 @@ TEST_F(QuelSameFile, NoCommandReplacesItsInput) {
     std::string call, output;
   };
   for (const Case& each :
-       {Case{"encode -f s.wav s.wav", "s.wav"}, Case{"encode s.wav ./s.wav", "./s.wav"},
-        Case{"encode -f - s.wav < s.wav", "s.wav"}, Case{"decode -f c c", "c"},
+       {Case{"encode -f s.wav s.wav --format quel", "s.wav"},
+        Case{"encode s.wav ./s.wav --format quel", "./s.wav"},
+        Case{"encode -f - s.wav --format quel < s.wav", "s.wav"}, Case{"decode -f c c", "c"},
         Case{"demux -f c c", "c"}, Case{"mux -f --flavor 1 units units", "units"},
         Case{"mux -f --from-dump text text", "text"},
         Case{"eval -f s.wav --flavor 1 --html s.wav", "s.wav"},

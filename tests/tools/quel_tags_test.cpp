@@ -55,9 +55,8 @@ class QuelTags : public ToolTest {
 };
 
 TEST_F(QuelTags, TheyComeThroughAndBack) {
-  for (const int format :
-       {SF_FORMAT_FLAC | SF_FORMAT_PCM_16, SF_FORMAT_WAV | SF_FORMAT_PCM_16,
-        SF_FORMAT_OGG | SF_FORMAT_VORBIS, SF_FORMAT_AIFF | SF_FORMAT_PCM_16}) {
+  for (const int format : {SF_FORMAT_FLAC | SF_FORMAT_PCM_16, SF_FORMAT_WAV | SF_FORMAT_PCM_16,
+                           SF_FORMAT_OGG | SF_FORMAT_VORBIS, SF_FORMAT_AIFF | SF_FORMAT_PCM_16}) {
     SCOPED_TRACE(format);
     Tags tags = all_tags;
     if ((format & SF_FORMAT_TYPEMASK) == SF_FORMAT_AIFF) {  // it knows three of them
@@ -113,8 +112,9 @@ TEST_F(QuelTags, OldTextBecomesUnicodeAndTooMuchIsLeftOutWithAWord) {
                {{SF_STR_TITLE, "Tea"}, {SF_STR_COMMENT, std::string(70000, 'x')}});
   const ProgramResult result = shell("$Q encode in.flac c -f && $Q decode c o.wav -f");
   EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(result.err, "quel: in.flac: its tag COMMENT is left out: it has 70000 bytes, more than "
-                        "a coded file holds\n");
+  EXPECT_EQ(result.err,
+            "quel: in.flac: its tag COMMENT is left out: it has 70000 bytes, more than "
+            "a coded file holds\n");
   EXPECT_EQ(tags_of("o.wav"), (Tags{{SF_STR_TITLE, "Tea"}}));
 }
 

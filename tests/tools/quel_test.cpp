@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <sndfile.h>
 
+#include <algorithm>
+
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -66,10 +68,15 @@ TEST_F(Quel, HelpAndVersionSucceedOnStandardOutput) {
 }
 
 TEST_F(Quel, HelpSaysWhatDamageDoesToTheStatus) {
-  EXPECT_THAT(quel({"decode", "-h"}).out, HasSubstr("the exit status is 1"));
-  EXPECT_THAT(quel({"demux", "-h"}).out, HasSubstr("the exit status is 1"));
-  EXPECT_THAT(quel({"info", "-h"}).out, HasSubstr("The exit status is 0 where a file is damaged"));
-  EXPECT_THAT(quel({"dump", "-h"}).out, HasSubstr("the exit status is 0"));
+  const auto help = [&](const std::string& command) {
+    std::string text = quel({command, "-h"}).out;
+    std::replace(text.begin(), text.end(), '\n', ' ');  // its lines end where a terminal's do
+    return text;
+  };
+  EXPECT_THAT(help("decode"), HasSubstr("the exit status is 1"));
+  EXPECT_THAT(help("demux"), HasSubstr("the exit status is 1"));
+  EXPECT_THAT(help("info"), HasSubstr("The exit status is 0 where a file is damaged"));
+  EXPECT_THAT(help("dump"), HasSubstr("the exit status is 0"));
 }
 
 TEST_F(Quel, WrongUseIsStatusTwoAndTouchesNothing) {
