@@ -118,6 +118,14 @@ TEST_P(EveryFlavor, ValuesAreThoseThatTheDecoderWorksWithAfterLossesToo) {
   const ScratchSwitch scratch(area);
   initVXDecoder(decoder);
   initVX5Decoder(decoder);
+  NarrowbandConcealment narrowband;
+  WidebandConcealment wideband;
+  DecoderParts parts(decoder);
+  if (flavor == 3) {
+    parts.wideband_concealment = &wideband;
+  } else {
+    parts.narrowband_concealment = &narrowband;
+  }
   FrameAnalyser analyser(flavor);
 
   FrameParameters previous;
@@ -129,7 +137,7 @@ TEST_P(EveryFlavor, ValuesAreThoseThatTheDecoderWorksWithAfterLossesToo) {
     const auto frames = analyser.next(lost ? Bytes{} : units[u]);
     for (std::size_t f = 0; f < frames.size(); ++f) {
       std::array<std::int16_t, max_len_frame> pcm{};
-      decode_frame(decoder, mode, units[u].data(), static_cast<int>(f) * mode.prmBits,
+      decode_frame(parts, mode, units[u].data(), static_cast<int>(f) * mode.prmBits,
                    lost ? Erasure::lost : Erasure::received, static_cast<std::uint32_t>(flavor),
                    pcm.data());
       // Flavor 2 has now decoded the frame before.
