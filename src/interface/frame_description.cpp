@@ -7,6 +7,7 @@
 
 #include "bitstream/flavor.h"
 #include "dsp/interpol_lpc.h"
+#include "narrowband/conceal_5k.h"
 #include "narrowband/d_acb.h"
 #include "narrowband/d_acb_5k.h"
 #include "narrowband/find_F.h"
@@ -89,6 +90,10 @@ void describe_narrowband(const DecoderParts& parts, const Mode& mode, const std:
   std::array<float, order> isp{};
   d_isf_ma(reader.shared.isf, indices, isp.data(), 0);
   set_frequencies(reader.shared.isf.past_isf, frame);
+  const NarrowbandConcealment* concealment = parts.narrowband_concealment;
+  if (five_k && concealment != nullptr && concealment->first_good != 0) {
+    spread_isp(reader.shared.isf, isp.data());
+  }
   std::array<float, QUEL_MAX_SUBFRAMES*(order + 1)> A{};
   interpol_lpc(isp.data(), synthesis.isfold.data(), A.data(), mode.num_subfr);
 
