@@ -100,9 +100,8 @@ std::string table_row(const EvalResult& result, std::size_t index) {
   return "<tr><th scope=\"row\"><a href=\"#result" + std::to_string(index) + "\">" +
          std::to_string(result.flavor) + "</a></th><td>" + flavor_name(result.flavor) +
          "</td><td>" + std::to_string(result.effort) + "</td><td>" + shortest(result.loss_percent) +
-         (result.dtx ? ", pauses not sent" : "") +
-         "</td><td>" + std::to_string(result.trial.lost) + "/" +
-         std::to_string(result.trial.frames) + "</td>" + number_cell(values.bit_rate, 0) +
+         (result.dtx ? ", pauses not sent" : "") + "</td><td>" + std::to_string(result.trial.lost) +
+         "/" + std::to_string(result.trial.frames) + "</td>" + number_cell(values.bit_rate, 0) +
          number_cell(values.snr, 2) + number_cell(values.segmental, 2) +
          number_cell(values.codec_snr, 2) + number_cell(values.codec_segmental, 2) +
          number_cell(values.distortion, 2) + number_cell(values.stoi, 3) +

@@ -122,12 +122,12 @@ std::string pair_text(const PairReport& report) {
   };
   const auto& heard = report.intelligible;
   return "delay     " + std::to_string(report.delay.samples) + " samples at " +
-         std::to_string(report.rate) + " Hz, " + fixed(delay_ms(report), 2) +
-         " ms (correlation " + fixed(report.delay.correlation, 3) + ")\n" + "compared  " +
-         fixed(report.seconds, 3) + " s\n" + "SNR       " + cell(report.snr, 2) +
-         " dB, segmental " + cell(report.segmental, 2) + " dB\n" + "codec SNR " +
-         cell(report.codec_snr, 2) + " dB, segmental " + cell(report.codec_segmental, 2) +
-         " dB\n" + "LSD       " + cell(report.distortion, 2) + " dB\n" + "STOI      " +
+         std::to_string(report.rate) + " Hz, " + fixed(delay_ms(report), 2) + " ms (correlation " +
+         fixed(report.delay.correlation, 3) + ")\n" + "compared  " + fixed(report.seconds, 3) +
+         " s\n" + "SNR       " + cell(report.snr, 2) + " dB, segmental " +
+         cell(report.segmental, 2) + " dB\n" + "codec SNR " + cell(report.codec_snr, 2) +
+         " dB, segmental " + cell(report.codec_segmental, 2) + " dB\n" + "LSD       " +
+         cell(report.distortion, 2) + " dB\n" + "STOI      " +
          (heard ? fixed(heard->stoi, 3) : "-") + ", ESTOI " +
          (heard ? fixed(heard->estoi, 3) : "-") + "\n";
 }

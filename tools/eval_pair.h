@@ -12,10 +12,10 @@ namespace quel::tools {
 /// A recording and what any codec made of it.
 struct PairReport {
   std::string reference, decoded;
-  int rate = 0;          ///< at which they were compared, the lower of both, Hz
-  double seconds = 0.0;  ///< compared
-  Delay delay;           ///< taken out of the comparison
-  std::optional<double> snr, segmental;              ///< dB, quality.h
+  int rate = 0;                          ///< at which they were compared, the lower of both, Hz
+  double seconds = 0.0;                  ///< compared
+  Delay delay;                           ///< taken out of the comparison
+  std::optional<double> snr, segmental;  ///< dB, quality.h
   std::optional<double> codec_snr, codec_segmental;  ///< dB, routine `snr`
   std::optional<double> distortion;                  ///< dB
   std::optional<Intelligibility> intelligible;

@@ -107,8 +107,8 @@ EvalResult result_of(const EvalSettings& settings, int flavor, int effort, doubl
   result.totals = comparison.totals();
   result.distortion = comparison.distortion();
   result.intelligible = comparison.intelligible();
-  result.lost = lost_spans(flavor, result.trial.lost_frames,
-                           static_cast<double>(result.heard.size()) / rate);
+  result.lost =
+      lost_spans(flavor, result.trial.lost_frames, static_cast<double>(result.heard.size()) / rate);
   return result;
 }
 

@@ -11,8 +11,8 @@ class FormatterBase;
 
 namespace quel::tools {
 
-/// The text in lines of at most `width` characters, each but the first behind `indent` spaces. Words
-/// that are longer stand alone.
+/// The text in lines of at most `width` characters, each but the first behind `indent` spaces.
+/// Words that are longer stand alone.
 std::string wrapped(const std::string& text, std::size_t indent, std::size_t width = 80);
 
 /// What --help prints: each option with its value and what it does, in lines that fit a terminal.

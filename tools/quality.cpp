@@ -112,7 +112,8 @@ Trial run_codec(int flavor, int effort, std::uint64_t samples, const DecodeOptio
     decoded.clear();
     start = thread_seconds();
     for (std::size_t u = 0; u < count; ++u) {
-      const auto part = decoder.decode(std::span(coded).subspan(u * unit_bytes, sent[u] ? unit_bytes : 0));
+      const auto part =
+          decoder.decode(std::span(coded).subspan(u * unit_bytes, sent[u] ? unit_bytes : 0));
       if (!sent[u]) trial.unsent += static_cast<std::uint32_t>(frames);
       decoded.insert(decoded.end(), part.begin(), part.end());
     }
@@ -136,8 +137,8 @@ Trial run_codec(int flavor, int effort, std::uint64_t samples, const DecodeOptio
   return trial;
 }
 
-Trial try_codec(int flavor, int effort, std::span<const std::int16_t> pcm, const DecodeOptions& options,
-                std::vector<std::int16_t>* heard) {
+Trial try_codec(int flavor, int effort, std::span<const std::int16_t> pcm,
+                const DecodeOptions& options, std::vector<std::int16_t>* heard) {
   std::vector<std::int16_t> decoded;
   decoded.reserve(pcm.size());
   std::span<const std::int16_t> rest = pcm;

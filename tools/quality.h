@@ -74,7 +74,7 @@ struct Trial {
   std::uint32_t frames = 0;
   std::uint32_t lost = 0;
   std::vector<bool> lost_frames;  ///< each frame: whether it was lost
-  std::uint32_t unsent = 0;  ///< frames that a decoder could do without
+  std::uint32_t unsent = 0;       ///< frames that a decoder could do without
 };
 
 /// Codes and decodes a signal through streams, piece by piece: memory does not grow with its

@@ -93,8 +93,8 @@ SoundEncoder::SoundEncoder(const EncodeSettings& settings, const AudioSource& so
       gain_db_(settings.gain_db),
       gain_(static_cast<float>(std::pow(10.0, settings.gain_db / 20.0))),
       resampler_(source.rate(), rate_),
-      encoder_(encoder_options(head_.flavor,
-                               settings.effort.value_or(default_effort(head_.flavor)))),
+      encoder_(
+          encoder_options(head_.flavor, settings.effort.value_or(default_effort(head_.flavor)))),
       pcm_(encoder_.samples_per_unit()),
       unit_(encoder_.bytes_per_unit()) {
   head_.unsent = settings.dtx;

@@ -120,8 +120,8 @@ bool finish_subframe(SwtDecoder& st, NarrowbandDecoderShared& shared, const SwtS
                      float* synth) {
   Scratch enhanced(L);
   SynthesisState& syn = st.synthesis;
-  const bool mixed = mix_excitation(syn, syn.exc(), part.code, part.gain_pit, part.gain_code,
-                                    enhanced.data());
+  const bool mixed =
+      mix_excitation(syn, syn.exc(), part.code, part.gain_pit, part.gain_code, enhanced.data());
   if (part.fade_to != 1.0f || part.fade_from != 1.0f) {
     fade(enhanced.data(), L, part.fade_from, part.fade_to);
   }

@@ -74,8 +74,7 @@ Voicing decode_excitation(WidebandDecoder& state, const std::int32_t* words, int
   const std::array<float, 2> energies = state.gains.past_qua_en;
   d_gain_code(state.gains, words[7], code, subframe, &gain_code, bfi);
   if (watcher != nullptr) {
-    gain_pit =
-        take_subframe16(*watcher, state.gains, energies, 3 * T0 + frac, gain_pit, exc, code);
+    gain_pit = take_subframe16(*watcher, state.gains, energies, 3 * T0 + frac, gain_pit, exc, code);
   }
   for (int n = 0; n < subframe; ++n) {
     exc[n] = static_cast<float>(static_cast<double>(gain_pit) * exc[n] +
@@ -113,10 +112,10 @@ bool finish_subframe16(WidebandDecoder& state, const float* A, const float* Aw, 
                        float gain_pit, const float* x, float* heard) {
   const wideband::OutputFilters filters = {A, Aw, k == 0 ? state.last_postfilter.data() : nullptr,
                                            state.mem_syn.data(), state.mem_post.data()};
-  const bool sane = state.pitch_postfilter.on
-                        ? wideband::synthesize_enhanced(filters, state.pitch_postfilter, lag,
-                                                        gain_pit, x, heard)
-                        : wideband::synthesize_output(filters, x, heard);
+  const bool sane =
+      state.pitch_postfilter.on
+          ? wideband::synthesize_enhanced(filters, state.pitch_postfilter, lag, gain_pit, x, heard)
+          : wideband::synthesize_output(filters, x, heard);
   const float* exc = state.exc.data() + WidebandDecoder::past + k * subframe;
   if (sane && is_sane(exc, subframe)) return true;
   clear_absurd(state);

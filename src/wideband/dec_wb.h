@@ -58,14 +58,14 @@ void clear_absurd(WidebandDecoder& state);
 /// Aw [0..16] = the filter that undoes the encoder's pre-filter in the next frame.
 void inverse_prefilter(const WidebandDecoder& state, float* Aw);
 
-/// The output side of subframe k: synthesis, pitch postfilter where it is on, and the inverse of the
-/// encoder's pre-filter; in the first subframe the last frame's inverse fades into this one's.
+/// The output side of subframe k: synthesis, pitch postfilter where it is on, and the inverse of
+/// the encoder's pre-filter; in the first subframe the last frame's inverse fades into this one's.
 ///
 /// A, Aw          [0..16] synthesis filter of the subframe; inverse pre-filter of the frame
 /// k              0, 1
 /// lag, gain_pit  as postfilter_pitch takes them
-/// x              [0..79] what enters the synthesis filter: the excitation, or what a fade leaves of it
-/// heard          [0..79]
+/// x              [0..79] what enters the synthesis filter: the excitation, or what a fade leaves
+/// of it heard          [0..79]
 ///
 /// Its excitation stands behind the history. Whether all of it was sane; where not, the output is
 /// silence and the histories are cleared.

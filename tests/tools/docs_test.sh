@@ -32,9 +32,14 @@ $3"
 }
 
 # ---- Blocks of code: numbered files PAGE.NUMBER.LABEL ----
+# block_name PAGE: its path without the extension, slashes as underlines.
+block_name() {
+  local path=${1%.md}
+  echo "${path//\//_}"
+}
 mkdir "$folder/blocks"
 for page in "${pages[@]}"; do
-  awk -v name="$folder/blocks/$(basename "$page" .md)" -v page="$page" '
+  awk -v name="$folder/blocks/$(block_name "$page")" -v page="$page" '
     function report(what) { print page ":" NR ": " what; bad = 1 }
     /^```/ && !inside {
       label = substr($0, 4)
@@ -123,7 +128,7 @@ commands() {
 }
 run=0
 for page in "${pages[@]}"; do
-  for block in "$folder/blocks/$(basename "$page" .md)".*.sh; do
+  for block in "$folder/blocks/$(block_name "$page")".*.sh; do
     [[ -e $block ]] || continue
     commands "$block"
     [[ -s $folder/commands ]] || continue

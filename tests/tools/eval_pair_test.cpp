@@ -81,14 +81,14 @@ TEST_F(EvalPair, AsAShellUserRunsIt) {
       quel({"eval", "--reference", path("ref.wav"), "--decoded", path("out.wav")});
   EXPECT_EQ(text.err, "");
   EXPECT_THAT(text.out, HasSubstr("delay     0 samples at 16000 Hz, 0.00 ms (correlation 0."));
-  const test::ProgramResult json = quel({"eval", "--reference", path("ref.wav"), "--decoded",
-                                         path("out.wav"), "--json", "-"});
+  const test::ProgramResult json =
+      quel({"eval", "--reference", path("ref.wav"), "--decoded", path("out.wav"), "--json", "-"});
   EXPECT_THAT(json.out, HasSubstr("\"delay_samples\": 0,\n"));
   EXPECT_EQ(quel({"eval", "--reference", path("ref.wav")}).status, 2);
-  EXPECT_EQ(quel({"eval", path("ref.wav"), "--reference", path("ref.wav"), "--decoded",
-                  path("out.wav")})
-                .status,
-            2);
+  EXPECT_EQ(
+      quel({"eval", path("ref.wav"), "--reference", path("ref.wav"), "--decoded", path("out.wav")})
+          .status,
+      2);
   EXPECT_EQ(quel({"eval"}).status, 2);
   EXPECT_EQ(quel({"eval", "--reference", "none", "--decoded", path("out.wav")}).err,
             "quel: none: No such file or directory\n");

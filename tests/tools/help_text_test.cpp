@@ -37,7 +37,8 @@ TEST_F(HelpText, AnUnknownOptionNamesTheNearest) {
             "--flavour is no option of quel encode; did you mean --flavor?" + more);
   EXPECT_EQ(quel({"decode", "a", "b", "--concel=none"}).err,
             "--concel is no option of quel decode; did you mean --conceal?" + more);
-  EXPECT_EQ(quel({"--versoin"}).err, "--versoin is no option of quel; did you mean --version?" + more);
+  EXPECT_EQ(quel({"--versoin"}).err,
+            "--versoin is no option of quel; did you mean --version?" + more);
   EXPECT_EQ(quel({"decode", "a", "b", "--bitrate", "5"}).err,
             "--bitrate is no option of quel decode" + more);
 }
@@ -53,14 +54,14 @@ TEST(EditDistance, CountsWhatOneHasToType) {
 
 TEST_F(HelpText, FlavorsHaveNamesRatesAndNumbers) {
   write_audio(path("in.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_16, 8000, 1, loud_speech(800, 1));
-  const char* const spellings[][4] = {
-      {"0", "6.5", "6k5", "6K5"}, {"1", "8.5", "8k5", "8K5"}, {"2", "5", "5k", "5K"},
-      {"3", "16", "16k", "16K"}};
+  const char* const spellings[][4] = {{"0", "6.5", "6k5", "6K5"},
+                                      {"1", "8.5", "8k5", "8K5"},
+                                      {"2", "5", "5k", "5K"},
+                                      {"3", "16", "16k", "16K"}};
   for (const auto& flavor : spellings) {
     Bytes first;
     for (const char* spelling : flavor) {
-      ASSERT_EQ(
-          quel({"encode", path("in.wav"), path("c"), "-f", "--flavor", spelling}).err, "");
+      ASSERT_EQ(quel({"encode", path("in.wav"), path("c"), "-f", "--flavor", spelling}).err, "");
       if (first.empty()) first = read_bytes(path("c"));
       EXPECT_EQ(read_bytes(path("c")), first) << spelling;
     }

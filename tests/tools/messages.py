@@ -25,6 +25,7 @@ NONE = {
     "a coded unit of the wrong size": "a fault of the program itself",
     "is not 1 to…ms": "the options' own check comes first",
     "coded units for…samples": "a fault of the program itself",
+    "a unit that was not sent, which nobody expects": "a fault of the program itself",
 }
 
 

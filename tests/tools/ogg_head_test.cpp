@@ -97,7 +97,14 @@ TEST(OggHead, OnlyANewerMinorVersionMayBeLonger) {
   EXPECT_EQ(error_of(longer), "f: its header has 22 bytes instead of 21");
   longer[8] = 0x11;
   EXPECT_EQ(error_of(longer), "");
-  EXPECT_EQ(error_of(with(8, {0x1f})), "");
+  // Whatever a later minor version adds comes behind what minor 1 has.
+  EXPECT_EQ(error_of(with(8, {0x1f})), "f: its header has 21 bytes instead of 22");
+  longer[8] = 0x1f;
+  EXPECT_EQ(error_of(longer), "");
+  longer.push_back(0xff);
+  EXPECT_EQ(error_of(longer), "");
+  longer[8] = 0x11;
+  EXPECT_EQ(error_of(longer), "f: its header has 23 bytes instead of 22");
 }
 
 std::string refusal_of(int bitstream, const std::string& encoder) {
