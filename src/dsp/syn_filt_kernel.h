@@ -102,11 +102,12 @@ bool synthesize(const Recursion& r) {
   return (!needs_care(r.past[m - 1]) && attempt<m, false>(r)) || attempt_carefully<m>(r);
 }
 
-/// Two of them that do not depend on each other: while one waits for an output, the other's is
-/// computed. `proved` [0..1] says of each what `synthesize` returns.
+namespace synthesis {
+
+/// Apart from what comes after it, so that the careful way does not stand on top of its memory.
 template <int m>
-void synthesize_both(const Recursion& one, const Recursion& other, bool* proved) {
-  using namespace synthesis;
+__attribute__((noinline)) void attempt_both(const Recursion& one, const Recursion& other,
+                                            bool* proved) {
   using recursion::block;
   using recursion::group;
   Run<m> run, other_run;
@@ -127,8 +128,20 @@ void synthesize_both(const Recursion& one, const Recursion& other, bool* proved)
   }
   if (both < run.count) go_on<false>(run, both, last, different);
   if (both < other_run.count) go_on<false>(other_run, both, other_last, other_different);
-  proved[0] = finish(run, one, different) || attempt_carefully<m>(one);
-  proved[1] = finish(other_run, other, other_different) || attempt_carefully<m>(other);
+  proved[0] = finish(run, one, different);
+  proved[1] = finish(other_run, other, other_different);
+}
+
+}  // namespace synthesis
+
+/// Two of them that do not depend on each other: while one waits for an output, the other's is
+/// computed. `proved` [0..1] says of each what `synthesize` returns.
+template <int m>
+void synthesize_both(const Recursion& one, const Recursion& other, bool* proved) {
+  using namespace synthesis;
+  attempt_both<m>(one, other, proved);
+  if (!proved[0]) proved[0] = attempt_carefully<m>(one);
+  if (!proved[1]) proved[1] = attempt_carefully<m>(other);
 }
 
 }  // namespace quel::QUEL_SET

@@ -119,9 +119,9 @@ QUEL_INLINE void add_sums(const float* h, const Rotation (&rotation)[tracks],
 }
 
 /// cor_h_vec of the tracks k + first and k + first + 1 of every rotation k, as many at a time as
-/// there are registers for.
+/// there are registers for. Apart, so that its registers do not lie on the stack under a search.
 template <int first, int begin = 0>
-QUEL_INLINE void correlate(const Work& w, Rotation (&rotation)[tracks]) {
+static __attribute__((noinline)) void correlate(const Work& w, Rotation (&rotation)[tracks]) {
   constexpr int all = 2 * tracks;
   constexpr int at_once = parts <= 2 ? all : 2;
   V sum[at_once][parts] = {};

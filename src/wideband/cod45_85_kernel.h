@@ -111,9 +111,10 @@ QUEL_INLINE void add_sums(const double* h, const double* const (*from)[tracks],
   if constexpr (part + 1 < parts) add_sums<part + 1>(h, from, sum);
 }
 
-/// cor_h_vec of the two tracks that each rotation comes to next.
+/// cor_h_vec of the two tracks that each rotation comes to next. Apart, for the stack's sake.
 template <int ways>
-QUEL_INLINE void correlate(const Work& w, Rotation (&rotation)[ways], const int (*two)[2]) {
+static __attribute__((noinline)) void correlate(const Work& w, Rotation (&rotation)[ways],
+                                                const int (*two)[2]) {
   // Eight registers of sums, which is what two units that wait four cycles want.
   constexpr int wanted = 8 / parts;
   constexpr int at_once = wanted < 2 * ways ? wanted : 2 * ways;
@@ -139,9 +140,9 @@ QUEL_INLINE void correlate(const Work& w, Rotation (&rotation)[ways], const int 
 }
 
 /// search_ixiy of one rotation, of the tracks two [0] and two [1], into pair [0..1]. False where
-/// its guess is not the pair.
-QUEL_INLINE bool place_pair(const Work& w, const int* two, Rotation& now, std::int32_t* pair,
-                            bool spoil) {
+/// its guess is not the pair. Apart, so that two rotations' tables do not lie on the stack at once.
+static __attribute__((noinline)) bool place_pair(const Work& w, const int* two, Rotation& now,
+                                                 std::int32_t* pair, bool spoil) {
   const int tx = two[0], ty = two[1];
   double alp_y[positions], ps1[candidates], alp1[candidates];
   const float* cross[candidates];

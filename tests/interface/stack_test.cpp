@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <type_traits>
 #include <vector>
 
@@ -54,6 +55,22 @@ TEST(StackUse, SeesAnArray) {
   EXPECT_NEAR(static_cast<double>(large - small), 20000, 64);  // alignment
 }
 
+// With the kernels of every instruction set that the processor has, since each has its own frames.
+template <typename Work>
+void expect_small_stack(const Work& work) {
+  const std::string chosen = quel_instruction_set();
+  const char* name = nullptr;
+  for (int set = 0; (name = quel_instruction_set_name(set)) != nullptr; ++set) {
+    SCOPED_TRACE(name);
+    if (quel_use_instruction_set(name) != QUEL_OK) continue;
+    work();
+    const std::size_t use = test::stack_use(work);
+    EXPECT_GT(use, 500u);
+    EXPECT_LE(use, bound);
+  }
+  EXPECT_EQ(quel_use_instruction_set(chosen.c_str()), QUEL_OK);
+}
+
 TEST_P(Stack, ASmallStackIsEnoughForAStream) {
   quel_encoder_options enc = QUEL_ENCODER_OPTIONS(flavor());
   const quel_decoder_options dec = QUEL_DECODER_OPTIONS(flavor());
@@ -92,10 +109,7 @@ TEST_P(Stack, ASmallStackIsEnoughForAStream) {
   };
   for (enc.effort = 0; enc.effort <= QUEL_MAX_EFFORT; ++enc.effort) {
     SCOPED_TRACE(enc.effort);
-    work();
-    const std::size_t use = test::stack_use(work);
-    EXPECT_GT(use, 500u);
-    EXPECT_LE(use, bound);
+    expect_small_stack(work);
   }
 }
 
@@ -130,10 +144,7 @@ TEST_P(Stack, ASmallStackIsEnoughForAReceiver) {
     }
     quel_receiver_destroy(receiver);
   };
-  work();
-  const std::size_t use = test::stack_use(work);
-  EXPECT_GT(use, 500u);
-  EXPECT_LE(use, bound);
+  expect_small_stack(work);
 }
 
 TEST_P(Stack, ASmallStackIsEnoughForThePlugIn) {
@@ -152,10 +163,7 @@ TEST_P(Stack, ASmallStackIsEnoughForThePlugIn) {
       Decode(bytes.data(), static_cast<std::uint16_t>(size), out.data(), &length, 0xfffffdf3u);
     }
   };
-  work();
-  const std::size_t use = test::stack_use(work);
-  EXPECT_GT(use, 500u);
-  EXPECT_LE(use, bound);
+  expect_small_stack(work);
 }
 
 }  // namespace
