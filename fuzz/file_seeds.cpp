@@ -147,7 +147,7 @@ void command_seeds(Corpus& corpus) {
       "samples\tmessage\n");
   for (const char* line :
        {"--help", "--version", "encode --help", "--man", "--man encode", "--completions bash",
-        "--completions zsh", "--completions fish", "selftest --help"}) {
+        "--completions zsh", "--completions fish", "selftest --help", "play --help"}) {
     add(line, "");
   }
   status = 2;

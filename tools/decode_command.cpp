@@ -2,7 +2,6 @@
 
 #include <CLI/CLI.hpp>
 #include <exception>
-#include <map>
 #include <ostream>
 
 #include "tools/batch_inputs.h"
@@ -110,10 +109,6 @@ std::string text_of(const DecodeCommand& command, const std::vector<bool>& liste
 }
 
 void add_loss_options(CLI::App& decode, DecodeCommand& command) {
-  const std::map<std::string, OggConcealment> concealments = {
-      {"immediate", OggConcealment::immediate},
-      {"deferred", OggConcealment::deferred},
-      {"none", OggConcealment::none}};
   auto* loss = decode.add_option("--loss", command.loss, "lose so many of the frames, by chance")
                    ->option_text("PERCENT");
   auto* burst = decode
@@ -129,24 +124,13 @@ void add_loss_options(CLI::App& decode, DecodeCommand& command) {
       ->excludes(loss)
       ->excludes(burst);
   add_seed_option(decode, command.seed);
-  decode
-      .add_option("--conceal", command.settings.concealment,
-                  "what stands for lost frames: immediate (a frame for each, the default), "
-                  "deferred (up to five once a frame arrives, then silence) or none (silence)")
-      ->transform(CLI::Transformer(concealments))
-      ->option_text("immediate|deferred|none");
+  add_concealment_option(decode, command.settings.concealment);
 }
 
 template <class Seconds>
 void add_seconds(CLI::App& decode, const std::string& name, Seconds& seconds,
                  const std::string& text) {
-  decode.add_option(name, seconds, text + ", 0 to 1e9 seconds; 12.5 for one")
-      ->check([](const std::string& given) -> std::string {
-        double value = 0.0;  // CLI::Range lets "nan" pass
-        if (CLI::detail::lexical_cast(given, value) && value >= 0.0 && value <= 1e9) return "";
-        return given + " is not a number from 0 to 1e9";
-      })
-      ->option_text("SECONDS");
+  take_seconds(decode.add_option(name, seconds, text + ", 0 to 1e9 seconds; 12.5 for one"));
 }
 
 }  // namespace

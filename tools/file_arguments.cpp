@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 #include <charconv>
 #include <filesystem>
+#include <map>
 #include <optional>
 #include <system_error>
 
@@ -12,6 +13,11 @@
 
 namespace quel::tools {
 namespace {
+
+const std::map<std::string, OggConcealment> concealments = {
+    {"immediate", OggConcealment::immediate},
+    {"deferred", OggConcealment::deferred},
+    {"none", OggConcealment::none}};
 
 /// A shell's unset variable must not change what the other arguments mean.
 std::string refuse_empty(const std::string& name) {
@@ -142,6 +148,32 @@ CLI::Option* add_seed_option(CLI::App& command, std::uint64_t& seed) {
         return text + " is not a whole number from 0 to 18446744073709551615";
       })
       ->option_text("N");
+}
+
+CLI::Option* take_seconds(CLI::Option* option) {
+  return option
+      ->check([](const std::string& given) -> std::string {
+        double value = 0.0;  // CLI::Range lets "nan" pass
+        if (CLI::detail::lexical_cast(given, value) && value >= 0.0 && value <= 1e9) return "";
+        return given + " is not a number from 0 to 1e9";
+      })
+      ->option_text("SECONDS");
+}
+
+CLI::Option* add_concealment_option(CLI::App& command, OggConcealment& concealment) {
+  return command
+      .add_option("--conceal", concealment,
+                  "what stands for lost frames: immediate (a frame for each, the default), "
+                  "deferred (up to five once a frame arrives, then silence) or none (silence)")
+      ->transform(CLI::Transformer(concealments))
+      ->option_text("immediate|deferred|none");
+}
+
+std::string concealment_name(OggConcealment concealment) {
+  for (const auto& [name, each] : concealments) {
+    if (each == concealment) return name;
+  }
+  return "";
 }
 
 double parse_percentage(const std::string& option, const std::string& text) {

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "tools/batch.h"
+#include "tools/ogg_decoder.h"
 
 namespace CLI {
 class App;
@@ -36,5 +37,14 @@ CLI::Option* add_gain_option(CLI::App& command, double& gain_db);
 double parse_percentage(const std::string& option, const std::string& text);
 
 CLI::Option* add_seed_option(CLI::App& command, std::uint64_t& seed);
+
+/// Makes the option take seconds, 0 to 1e9.
+CLI::Option* take_seconds(CLI::Option* option);
+
+/// --conceal.
+CLI::Option* add_concealment_option(CLI::App& command, OggConcealment& concealment);
+
+/// "immediate", "deferred" or "none", as --conceal takes them.
+std::string concealment_name(OggConcealment concealment);
 
 }  // namespace quel::tools

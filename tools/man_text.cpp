@@ -74,6 +74,20 @@ const ManText commands[] = {
        "quel decode speech.quel lossy.wav --loss-burst 5,3 --seed 7"},
       {"Bare coded units, as the plug-in functions write them",
        "quel decode --raw --flavor 8k5 units units.wav"}}},
+    {"play",
+     {},
+     "plays a coded file through the sound card. On a terminal it shows the time, and keys do what "
+     "follows: space pauses and goes on, the arrows right and left (or l and h) go 5 seconds on "
+     "and back, c changes what stands for lost frames, q or Ctrl-C ends.\n\n"
+     "With --loss frames get lost, so that the kinds of concealment can be compared by ear. What a "
+     "damaged file lacks is made up for as well; quel info tells of damage.",
+     "The file could not be read or is no coded file, or there is no sound output. A damaged file "
+     "is no failure.",
+     {},
+     {{"Listen", "quel play speech.quel"},
+      {"From the second minute on, on a bad link",
+       "quel play speech.quel --start 60 --loss 10 --conceal deferred"},
+      {"The same sound through another player", "quel decode speech.quel - | aplay"}}},
     {"info",
      {},
      "tells what coded files hold. Bit rates are those of the coded units alone (net) and of the "

@@ -14,7 +14,9 @@
 #include "tools/generated_text.h"
 #include "tools/help_text.h"
 #include "tools/info_command.h"
+#include "tools/loudspeaker.h"
 #include "tools/mux_command.h"
+#include "tools/play_command.h"
 #include "tools/selftest_command.h"
 #include "tools/version.h"
 
@@ -39,6 +41,7 @@ int run_quel(int argc, const char* const* argv, std::ostream& out, std::ostream&
 
   EncodeCommand encode;
   DecodeCommand decode;
+  PlayJob play;
   InfoJob info;
   DumpJob dump;
   MuxJob mux;
@@ -47,6 +50,7 @@ int run_quel(int argc, const char* const* argv, std::ostream& out, std::ostream&
   const Command commands[] = {
       {add_encode_command(app, encode), [&] { return run_encode_command(encode, err); }},
       {add_decode_command(app, decode), [&] { return run_decode_command(decode, err); }},
+      {add_play_command(app, play), [&] { return run_play_command(play, loudspeaker, err); }},
       {add_info_command(app, info), [&] { return run_info_command(info, out, err); }},
       {add_dump_command(app, dump), [&] { return run_dump_command(dump, out, err); }},
       {add_mux_command(app, mux), [&] { return run_mux_command(mux, err); }},

@@ -27,7 +27,7 @@ TEST_F(HelpText, AnUnknownCommandNamesTheNearest) {
   EXPECT_EQ(quel({"encod", "a", "b"}).err, "encod is no command; did you mean encode?" + more);
   EXPECT_EQ(quel({"edcode"}).err, "edcode is no command; did you mean encode?" + more);
   EXPECT_THAT(quel({"transcode", "a", "b"}).err,
-              HasSubstr("transcode is no command; the commands are encode, decode, info, "));
+              HasSubstr("transcode is no command; the commands are encode, decode, play, "));
   EXPECT_EQ(quel({"encod"}).status, 2);
 }
 
@@ -75,7 +75,7 @@ TEST_F(HelpText, FlavorsHaveNamesRatesAndNumbers) {
 
 TEST_F(HelpText, LinesFitATerminalAndNothingIsRaw) {
   for (const std::string command :
-       {"", "encode", "decode", "info", "dump", "mux", "demux", "eval", "selftest"}) {
+       {"", "encode", "decode", "play", "info", "dump", "mux", "demux", "eval", "selftest"}) {
     std::vector<std::string> arguments;
     if (!command.empty()) arguments.push_back(command);
     arguments.push_back("--help");

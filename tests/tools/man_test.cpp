@@ -53,8 +53,8 @@ class ManPage : public test::ToolTest {
 
 TEST_F(ManPage, EveryCommandHasItsOwnWithEveryOption) {
   const auto commands = commands_of_help();
-  EXPECT_THAT(commands, ::testing::IsSupersetOf({"encode", "decode", "info", "dump", "mux", "demux",
-                                                 "eval", "selftest"}));
+  EXPECT_THAT(commands, ::testing::IsSupersetOf({"encode", "decode", "play", "info", "dump", "mux",
+                                                 "demux", "eval", "selftest"}));
   const std::string overview = without_escapes(page_of(""));
   for (const std::string& command : commands) {
     SCOPED_TRACE(command);

@@ -247,6 +247,10 @@ TEST_F(Mux, WrongUseIsStatusTwo) {
            {"dump"},
            {"dump", "a", "b"},
            {"info"},
+           {"play"},
+           {"play", "a", "--start", "-1"},
+           {"play", "a", "--loss", "101"},
+           {"play", "a", "--conceal", "loudly"},
            {"selftest", "a"}}) {
     EXPECT_EQ(quel(call).status, 2) << ::testing::PrintToString(call);
   }
