@@ -61,8 +61,8 @@ C and C++, the static library, the CMake package, the pkg-config file and the
 pages of documentation.")
 set(CPACK_DEBIAN_DEBIAN_TOOLS_DESCRIPTION "speech codec for slow links, programs
 ${about}
-This package holds quel, which codes, decodes, inspects and measures files and
-pipes, and quelo, the plain driver of the plug-in functions.")
+This package holds quel, which codes, decodes, plays, inspects and measures
+files and pipes, and quelo, the plain driver of the plug-in functions.")
 # cpack puts any other summary than its own default in front of these.
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${CMAKE_PROJECT_NAME} built using CMake")
 

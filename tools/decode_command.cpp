@@ -167,8 +167,8 @@ CLI::App* add_decode_command(CLI::App& app, DecodeCommand& command) {
   add_flavor_option(*decode, command.settings.flavor, "of --raw: ");
   add_loss_options(*decode, command);
   decode->add_flag("--enhance", command.settings.enhance,
-                   "let a postfilter make voiced speech sound cleaner; flavors 0 (6.5) and 1 (8.5) "
-                   "have none");
+                   "let a postfilter make voiced speech sound cleaner; 6k5 and 8k5 have "
+                   "none");
   decode->final_callback([&command] { check_command(command); });
   return decode;
 }

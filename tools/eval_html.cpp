@@ -8,6 +8,7 @@
 
 #include "tools/eval_picture.h"
 #include "tools/eval_text.h"
+#include "tools/flavor_name.h"
 #include "tools/page/page_parts.h"
 #include "tools/sha256.h"
 
@@ -98,10 +99,10 @@ std::string number_cell(const std::optional<double>& value, int decimals) {
 std::string table_row(const EvalResult& result, std::size_t index) {
   const EvalFigures values = figures(result);
   return "<tr><th scope=\"row\"><a href=\"#result" + std::to_string(index) + "\">" +
-         std::to_string(result.flavor) + "</a></th><td>" + flavor_name(result.flavor) +
-         "</td><td>" + std::to_string(result.effort) + "</td><td>" + shortest(result.loss_percent) +
-         (result.dtx ? ", pauses not sent" : "") + "</td><td>" + std::to_string(result.trial.lost) +
-         "/" + std::to_string(result.trial.frames) + "</td>" + number_cell(values.bit_rate, 0) +
+         flavor_name(result.flavor) + "</a></th><td>" + std::to_string(result.effort) +
+         "</td><td>" + shortest(result.loss_percent) + (result.dtx ? ", pauses not sent" : "") +
+         "</td><td>" + std::to_string(result.trial.lost) + "/" +
+         std::to_string(result.trial.frames) + "</td>" + number_cell(values.bit_rate, 0) +
          number_cell(values.snr, 2) + number_cell(values.segmental, 2) +
          number_cell(values.codec_snr, 2) + number_cell(values.codec_segmental, 2) +
          number_cell(values.distortion, 2) + number_cell(values.stoi, 3) +
@@ -116,8 +117,8 @@ std::string table(const EvalReport& report) {
       report.settings.concealment == Concealment::immediate ? "at once" : "when the next arrived";
   out += ".</caption>\n<thead><tr>";
   for (const char* heading :
-       {"Flavor", "kbit/s, nominal", "Effort", "Loss, %", "Frames lost", "bit/s", "SNR, dB",
-        "Segmental SNR, dB", "Codec SNR, dB", "Codec segmental, dB", "LSD, dB", "STOI", "ESTOI",
+       {"Flavor", "Effort", "Loss, %", "Frames lost", "bit/s", "SNR, dB", "Segmental SNR, dB",
+        "Codec SNR, dB", "Codec segmental, dB", "LSD, dB", "STOI", "ESTOI",
         "Encoder, &times; real time", "Decoder, &times; real time"}) {
     out += std::string("<th scope=\"col\">") + heading + "</th>";
   }

@@ -11,6 +11,7 @@
 #include "tools/eval_compare.h"
 #include "tools/eval_text.h"
 #include "tools/file_error.h"
+#include "tools/flavor_name.h"
 
 namespace quel::tools {
 namespace {
@@ -150,7 +151,7 @@ std::string json_object(const JsonFields& fields, const std::string& indent) {
 JsonFields json_fields(const EvalResult& result) {
   const EvalFigures values = figures(result);
   return {{"flavor", std::to_string(result.flavor)},
-          {"name", json_string(flavor_name(result.flavor))},
+          {"name", json_string(quel_flavor_info(result.flavor)->name)},
           {"effort", std::to_string(result.effort)},
           {"sampling_rate", std::to_string(check(quel_sampling_rate(result.flavor)))},
           {"loss_percent", shortest(result.loss_percent)},
@@ -172,12 +173,6 @@ JsonFields json_fields(const EvalResult& result) {
 }
 
 }  // namespace
-
-const char* flavor_name(int flavor) {
-  const quel_flavor* info = quel_flavor_info(flavor);
-  if (info == nullptr) throw Error(QUEL_ERROR_FLAVOR);
-  return info->name;
-}
 
 EvalReport evaluate(const EvalSettings& settings,
                     const std::function<void(double seconds, double share)>& told) {
@@ -232,7 +227,7 @@ EvalFigures figures(const EvalResult& result) {
 
 std::string text_table(const EvalReport& report) {
   const bool dtx = report.settings.dtx;
-  std::string out = std::string("flavor kbit/s effort   loss      lost/frames") +
+  std::string out = std::string("flavor effort   loss      lost/frames") +
                     (dtx ? " not sent" : "") +
                     "   bit/s  SNR dB seg. dB   codec c.seg.  LSD dB"
                     "   STOI  ESTOI enc. x dec. x\n";
@@ -242,7 +237,7 @@ std::string text_table(const EvalReport& report) {
         std::to_string(result.trial.lost) + "/" + std::to_string(result.trial.frames);
     const std::string name = flavor_name(result.flavor);
     const std::string loss = shortest(result.loss_percent) + " %";
-    out += cell(result.flavor, 0, 6) + std::string(7 - name.size(), ' ') + name;
+    out += std::string(6 - name.size(), ' ') + name;
     out += cell(result.effort, 0, 7);
     out += std::string(loss.size() < 7 ? 7 - loss.size() : 1, ' ') + loss;
     out += std::string(frames.size() < 17 ? 17 - frames.size() : 1, ' ') + frames;

@@ -63,9 +63,6 @@ struct EvalReport {
 EvalReport evaluate(const EvalSettings& settings,
                     const std::function<void(double seconds, double share)>& told = {});
 
-/// "6.5", "8.5", "5", "16": kbit/s.
-const char* flavor_name(int flavor);
-
 /// Figures of a result that may be missing: not finite counts as missing.
 struct EvalFigures {
   double bit_rate = 0.0;                             ///< bit/s of coded units

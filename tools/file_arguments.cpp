@@ -9,6 +9,7 @@
 #include <optional>
 #include <system_error>
 
+#include "tools/flavor_name.h"
 #include "tools/text.h"
 
 namespace quel::tools {
@@ -99,13 +100,7 @@ std::string flavor_number(std::string& text) {
   std::string names;
   for (int flavor = 0; quel_flavor_info(flavor) != nullptr; ++flavor) {
     const std::string rate = quel_flavor_info(flavor)->name;
-    std::string name = rate;
-    const std::size_t point = name.find('.');
-    if (point == std::string::npos) {
-      name += 'k';
-    } else {
-      name[point] = 'k';
-    }
+    const std::string name = flavor_name(flavor);
     if (same_name(text, name) || text == rate || text == std::to_string(flavor)) {
       text = std::to_string(flavor);
       return "";

@@ -12,15 +12,12 @@
 #include "tools/command.h"
 #include "tools/eval_text.h"
 #include "tools/file_error.h"
+#include "tools/flavor_name.h"
 #include "tools/ogg_report.h"
 #include "tools/text.h"
 
 namespace quel::tools {
 namespace {
-
-std::string flavor_name(int flavor) {
-  return std::string(quel_flavor_info(flavor)->name) + " kbit/s";
-}
 
 std::string damage_text(const OggReport& report) {
   std::string text;
@@ -54,7 +51,7 @@ std::string info_text(const std::string& name, const OggInfo& info) {
   const auto line = [&text](const std::string& what, const std::string& value) {
     text += "  " + what + std::string(12 - what.size(), ' ') + value + "\n";
   };
-  line("flavor", std::to_string(head.flavor) + " (" + flavor_name(head.flavor) + ")");
+  line("flavor", flavor_name(head.flavor) + ", number " + std::to_string(head.flavor));
   line("duration", fixed(info.seconds, 3) + " s, " + counted(info.samples, "sample") + " at " +
                        std::to_string(info.rate) + " Hz");
   line("source",
@@ -101,8 +98,8 @@ std::string info_json(const std::string& name, const OggInfo& info) {
             ",\"value\":" + json_string(value) + "}";
   }
   return "{\"file\":" + json_string(name) +
-         ",\"flavor\":" + number(static_cast<std::uint64_t>(info.head.flavor)) +
-         ",\"name\":" + json_string(flavor_name(info.head.flavor)) +
+         ",\"flavor\":" + number(static_cast<std::uint64_t>(info.head.flavor)) + ",\"name\":" +
+         json_string(std::string(quel_flavor_info(info.head.flavor)->name) + " kbit/s") +
          ",\"rate\":" + std::to_string(info.rate) +
          ",\"input_rate\":" + number(info.head.input_rate) +
          ",\"samples\":" + number(info.samples) + ",\"seconds\":" + shortest(info.seconds) +

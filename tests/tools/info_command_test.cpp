@@ -42,7 +42,7 @@ TEST_F(Info, TellsFlavorRatesDurationDelayAndTags) {
   const std::string text = told({path("c")});
   EXPECT_EQ(status_, 0);
   EXPECT_EQ(err_, "");
-  EXPECT_THAT(text, HasSubstr("  flavor      1 (8.5 kbit/s)\n"));
+  EXPECT_THAT(text, HasSubstr("  flavor      8k5, number 1\n"));
   EXPECT_THAT(text, HasSubstr("  duration    0.705 s, 5640 samples at 8000 Hz\n"));
   EXPECT_THAT(text, HasSubstr("  source      44100 Hz\n"));
   EXPECT_THAT(text, HasSubstr("  net rate    8444 bit/s\n"));
