@@ -151,6 +151,21 @@ expect "Text blocks with commands" \
   "$(grep -lE '^ *(quelo?|cmake|cc|ninja|scripts/[a-z-]+) ' "$folder"/blocks/*.text || true)" ""
 
 # ---- Examples of the manual pages ----
+# Into no sound card: where quel cannot do that it says that there is none, and only then fails.
+play_examples() {
+  local line status played=0
+  echo 'pcm.!default { type null }' >"$folder/asound.conf"
+  while IFS= read -r line; do
+    status=0
+    (cd "$place" && ALSA_CONFIG_PATH=$folder/asound.conf bash -c "$line") \
+      >"$folder/log" 2>&1 </dev/null || status=$?
+    [[ $status == 0 ]] ||
+      { [[ $status == 1 ]] && grep -qE 'no sound output|built without PortAudio' "$folder/log"; } ||
+      { cat "$folder/log"; fail "quel play: the example failed: $line"; }
+    played=$((played + 1))
+  done < <(grep '^quel play ' "$folder/commands")
+  [[ $played -ge 2 ]] || fail "only $played examples of quel play"
+}
 for command in '' $(quel --help | sed -n '/^Subcommands:/,$s/^  \([a-z]*\) .*/\1/p'); do
   place=$folder/manual.$command
   sound_folder "$place"
@@ -161,6 +176,10 @@ for command in '' $(quel --help | sed -n '/^Subcommands:/,$s/^  \([a-z]*\) .*/\1
   # shellcheck disable=SC2086
   quel --man $command | sed -n '/^\.EX$/,/^\.EE$/ { /^\./d; s/\\-/-/g; p }' >"$folder/commands"
   [[ -s $folder/commands ]] || fail "The page of quel $command has no examples"
+  if [[ $command == play ]]; then
+    play_examples
+    continue
+  fi
   (cd "$place" && bash -euo pipefail "$folder/commands") >"$folder/log" 2>&1 ||
     { cat "$folder/commands" "$folder/log"; fail "quel $command: an example of the page failed"; }
 done
