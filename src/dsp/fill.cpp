@@ -19,6 +19,12 @@ void remember(ExcitationPast& past, std::int32_t lag, float pitch_gain, float co
   push(past.code_energy, code_energy);
 }
 
+void remember_noise(ExcitationPast& past, float level) {
+  past.lag.fill(past.lag[0]);
+  past.pitch_gain.fill(0.0f);
+  past.code_energy.fill(level);
+}
+
 float median_pitch_gain(const ExcitationPast& past) {
   std::array<float, 4> gains;
   std::copy_n(past.pitch_gain.begin(), gains.size(), gains.begin());

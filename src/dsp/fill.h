@@ -18,6 +18,11 @@ struct ExcitationPast {
 /// Puts a received subframe in front.
 void remember(ExcitationPast& past, std::int32_t lag, float pitch_gain, float code_energy);
 
+/// Noise was played: it stands for all that was before, at the lag of before.
+///
+/// level  dB per sample
+void remember_noise(ExcitationPast& past, float level);
+
 /// Mean of the middle two of the last four pitch gains.
 float median_pitch_gain(const ExcitationPast& past);
 

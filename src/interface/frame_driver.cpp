@@ -100,6 +100,11 @@ bool plays_noise(const DecoderParts& parts, bool not_sent) {
   return not_sent && parts.noise != nullptr && parts.noise->frames > 0;
 }
 
+// Noise ends a loss, where losses are concealed at once.
+void pass_noise(NarrowbandConcealment* concealment, SynthesisState& synthesis) {
+  if (concealment != nullptr) pass_noise(*concealment, synthesis.exc());
+}
+
 // The decoder that runs one frame behind, of which it depends what becomes of the frame in hand.
 int run_five_k(const DecoderParts& parts, const Mode& mode, const std::int32_t* prm,
                Erasure erasure, std::int16_t* out) {
@@ -108,7 +113,9 @@ int run_five_k(const DecoderParts& parts, const Mode& mode, const std::int32_t* 
                             : erasure == Erasure::not_sent ? bfi_not_sent
                                                            : 1;
   if (plays_noise(parts, decoder.bfi == bfi_not_sent)) {
-    return comfort_5k(decoder, *parts.shared, mode, *parts.noise, prm, out, lost);
+    const int cleared = comfort_5k(decoder, *parts.shared, mode, *parts.noise, prm, out, lost);
+    pass_noise(parts.narrowband_concealment, decoder.synthesis);
+    return cleared;
   }
   return decoder_5k(decoder, *parts.shared, mode, prm, out, lost, parts.narrowband_concealment);
 }
@@ -123,7 +130,21 @@ void meet_frame(const DecoderParts& parts, const Parameters& prm, std::uint32_t 
   }
 }
 
-// Returns the subframes that ran away.
+// Returns the subframes that ran away, as do those below.
+int play_noise_swt(const DecoderParts& parts, std::int16_t* out) {
+  const int cleared = comfort_swt(*parts.swt, *parts.shared, *parts.noise, out);
+  pass_noise(parts.narrowband_concealment, parts.swt->synthesis);
+  return cleared;
+}
+
+int play_noise_wideband(const DecoderParts& parts, std::int16_t* out) {
+  const int cleared = comfort_wb(*parts.wideband, *parts.noise, out);
+  if (parts.wideband_concealment != nullptr) {
+    pass_noise16(*parts.wideband_concealment, *parts.wideband);
+  }
+  return cleared;
+}
+
 int run_swt(const DecoderParts& parts, const Mode& mode, const Parameters& prm, Erasure erasure,
             std::int16_t* out) {
   NarrowbandConcealment* concealment = parts.narrowband_concealment;
@@ -152,12 +173,12 @@ int run_decoder(const DecoderParts& parts, const Mode& mode, Parameters& prm, Er
   const Erasure known = erasure == Erasure::not_sent ? Erasure::lost : erasure;
   switch (flavors[flavor].coder) {
     case Coder::swt:
-      if (noise) return comfort_swt(*parts.swt, *parts.shared, *parts.noise, out);
+      if (noise) return play_noise_swt(parts, out);
       return run_swt(parts, mode, prm, known, out);
     case Coder::five_k:
       return run_five_k(parts, mode, prm.data() + 1, erasure, out);
     case Coder::wideband:
-      if (noise) return comfort_wb(*parts.wideband, *parts.noise, out);
+      if (noise) return play_noise_wideband(parts, out);
       return run_wideband(parts, prm, known, out);
   }
   return 0;

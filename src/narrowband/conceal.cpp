@@ -33,6 +33,12 @@ float take_subframe(NarrowbandConcealment& state, const GainDequantizer& gains,
   return gain_pit;
 }
 
+void pass_noise(NarrowbandConcealment& state, const float* exc) {
+  remember_noise(state.past, level_of(energy_of(exc - L, L), L));
+  state.lost = 0;
+  state.watched = 0;
+}
+
 namespace narrowband {
 
 FrameClues clues_of(const std::int32_t* indices, const std::array<std::int32_t, 3>& gain_index) {

@@ -39,6 +39,12 @@ float take_subframe(NarrowbandConcealment& state, const GainDequantizer& gains,
                     const std::array<float, 4>& energies_before, std::int32_t lag,
                     const float* adaptive, const float* code);
 
+/// A frame that was not sent was played as noise. That ends a loss: the predictors are those of the
+/// noise, nothing has to be estimated behind it, and another loss goes on from it.
+///
+/// exc  [-48..-1] the noise
+void pass_noise(NarrowbandConcealment& state, const float* exc);
+
 namespace narrowband {
 
 /// What a received frame's own parameters say of the memories before it.

@@ -180,6 +180,14 @@ int conceal_wb(WidebandConcealment& state, WidebandDecoder& decoder, std::int16_
   return cleared;
 }
 
+void pass_noise16(WidebandConcealment& state, const WidebandDecoder& decoder) {
+  const float* exc = decoder.exc.data() + WidebandDecoder::past;
+  remember_noise(state.past, level_of(energy_of(exc - L, L), L));
+  state.third_correction = decoder.gains.past_qua_en[1];
+  state.lost = 0;
+  state.watched = 0;
+}
+
 void meet_wb(WidebandConcealment& state, WidebandDecoder& decoder, const std::int32_t* prm) {
   state.heard = 1;
   if (state.lost == 0) return;

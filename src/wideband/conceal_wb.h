@@ -12,6 +12,10 @@ namespace quel {
 /// Returns the subframes that ran away and were cleared.
 int conceal_wb(WidebandConcealment& state, WidebandDecoder& decoder, std::int16_t* out);
 
+/// A frame that was not sent was played as noise. That ends a loss: the predictors are those of the
+/// noise, nothing has to be estimated behind it, and another loss goes on from it.
+void pass_noise16(WidebandConcealment& state, const WidebandDecoder& decoder);
+
 /// To be called before a received frame is decoded or described: where frames were lost before it,
 /// puts estimates into the memories that it builds upon. A second call for a frame does nothing.
 ///

@@ -42,6 +42,18 @@ TEST(Fill, ThePastHoldsTheLastSubframesNewestFirst) {
   EXPECT_FLOAT_EQ(past.pitch_gain[0], 0.8f);
 }
 
+TEST(Fill, NoiseStandsForAllThatWasBefore) {
+  auto past = past_of({{90, 0.9f, 60.0f}, {93, 0.9f, 60.0f}, {96, 0.9f, 60.0f}, {99, 0.9f, 60.0f}});
+  remember_noise(past, 20.0f);
+  const Fill fill = fill_from(past, rule);
+  EXPECT_EQ(fill.voiced, 0);
+  EXPECT_EQ(fill.pitch_gain, 0.0f);
+  EXPECT_EQ(fill.code_energy, 14.0f);
+  EXPECT_EQ(fill.lag, 99.0f);
+  EXPECT_EQ(fill.drift, 0.0f);
+  EXPECT_EQ(past.lag.back(), 99);
+}
+
 TEST(Fill, TheMedianLeavesTheLeastAndTheLargestGainOut) {
   const auto past =
       past_of({{1, 9.0f, 0}, {1, 0.5f, 0}, {1, 0.25f, 0}, {1, 1.25f, 0}, {1, 0.0f, 0}});

@@ -293,6 +293,47 @@ TEST_P(NotSent, AnyBitsAndLossesGiveTheSameOfACopy) {
               level(std::span(expected).last(second_long)), 0.5);
 }
 
+// A pause is no part of the loss before it: one more lost unit is made up from the noise, and
+// behind what is received then a lone loss is a lone loss. 12 dB is what concealment may take from
+// noise in one unit, 6 dB what speech is held to behind a pause; a loss that has lasted is silent.
+TEST_P(NotSent, NoiseEndsALoss) {
+  const Bytes units = code(noise(4.0, 1000.0, 0.5, 13));
+  const std::size_t row = units_in(0.4);
+  const std::size_t behind = flavor() == QUEL_FLAVOR_5K ? 240 : 0;
+  std::size_t next = 0;
+  Decoder decoder(flavor());
+  const auto play = [&](std::size_t n, std::uint32_t received) {
+    Pcm heard;
+    for (std::size_t i = 0; i < n; ++i) {
+      const Pcm part = decoder.decode(unit(units, next++), received);
+      heard.insert(heard.end(), part.begin(), part.end());
+    }
+    return heard;
+  };
+  // The level of one unit, be it heard with the one behind it.
+  const auto level_of_one = [&](std::uint32_t received, std::uint32_t then) {
+    Pcm heard = play(1, received);
+    const Pcm more = play(1, then);
+    heard.insert(heard.end(), more.begin(), more.end());
+    return level(std::span(heard).subspan(behind, samples()));
+  };
+  const double background = level(play(row, QUEL_ALL_RECEIVED));
+  play(row, 0);
+  EXPECT_LT(level(play(1, 0)), background - 40.0);
+  play(row, QUEL_NOT_SENT);
+  EXPECT_NEAR(level_of_one(0, QUEL_NOT_SENT), background, 12.0);
+  play(row, 0);
+  play(row, QUEL_NOT_SENT);
+  EXPECT_NEAR(level_of_one(QUEL_ALL_RECEIVED, QUEL_ALL_RECEIVED), background, 6.0);
+  play(row, QUEL_ALL_RECEIVED);
+  EXPECT_NEAR(level_of_one(0, QUEL_ALL_RECEIVED), background, 12.0);
+  // Behind the pause and one unit, the memories that a long loss leaves are no longer there.
+  play(row, 0);
+  play(row, QUEL_NOT_SENT);
+  play(1, QUEL_ALL_RECEIVED);
+  EXPECT_NEAR(level_of_one(0, QUEL_ALL_RECEIVED), background, 12.0);
+}
+
 // Coded zeros may come out as a one here and there, and the noise after them no louder.
 TEST_P(NotSent, SilenceIsSilence) {
   const Bytes units = code(Pcm(static_cast<std::size_t>(rate()), 0));
