@@ -57,11 +57,12 @@ void hear_frame(ComfortNoise& state, const std::int16_t* pcm, int n, const float
 }
 
 const Background& next_background(ComfortNoise& state) {
-  if (state.in_row >= short_row) {
+  if (state.begun == 0 || state.in_row >= short_row) {
     state.played = state.heard;
   } else {
     move(state.played, state.heard, step);
   }
+  state.begun = 1;
   state.in_row = 0;
   return state.played;
 }

@@ -20,6 +20,7 @@ struct ComfortNoise {
   Background played;        ///< the frame played last, on its way to `heard`
   std::int32_t frames = 0;  ///< that `heard` is made of; counts no further than it matters
   std::int32_t in_row = 0;  ///< received since the last one that was not sent, or since the start
+  std::int32_t begun = 0;   ///< 1 once noise was played; before, there is no way to go
   std::uint32_t random = 1;
 };
 

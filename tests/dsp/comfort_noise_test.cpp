@@ -59,6 +59,14 @@ TEST(ComfortNoise, StartsAtWhatWasHeardAndMovesSoftlyFromThereOn) {
   EXPECT_EQ(next_background(state).level, state.heard.level);
 }
 
+// Nothing was played that it could move on from, however little was heard.
+TEST(ComfortNoise, StartsAtWhatWasHeardBehindASingleFrame) {
+  ComfortNoise state;
+  hear(state, 100, 1000.0f);
+  EXPECT_EQ(next_background(state).level, state.heard.level);
+  EXPECT_EQ(state.played.frequencies, state.heard.frequencies);
+}
+
 // Of 100,000 samples the mean square is known to 0.02 dB or so.
 TEST(ComfortNoise, NoiseHasItsLevelBehindTheFilter) {
   const std::vector<float> response = {1.0f, -0.9f, 0.5f, 0.25f};
