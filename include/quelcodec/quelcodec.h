@@ -196,8 +196,11 @@ typedef struct quel_encoder_options {
 
 /** How a decoder stream makes up for lost frames. */
 enum {
-  /** One frame of samples for each lost frame, at once: the host's clock never stops. Flavor 2
-   *  already runs a frame behind and takes the lost frame in its turn. Long losses fade out. */
+  /** One frame of samples for each lost frame, at once: the host's clock never stops. Pitch, level
+   *  and color go on from what was heard before, and 160 ms after its start a loss is silent.
+   *  Flavor 2 runs a frame behind its input; so where the frame after a lost one has come, the
+   *  sound is led to it. The first frames behind a loss are decoded with estimates of what the lost
+   *  ones left behind. Without losses the samples are those of QUEL_CONCEAL_DEFERRED. */
   QUEL_CONCEAL_IMMEDIATE = 0,
   /** Exactly as the plug-in's Decode: nothing comes out for a lost frame until a frame is received
    *  again, then at most five are made up, with that frame's parameters at hand. */
