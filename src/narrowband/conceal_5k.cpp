@@ -41,7 +41,8 @@ constexpr FillRule rule = {.voiced_above = 0.5f,
                            .shortest = 58,
                            .longest = 429};
 constexpr float allowance = 4.0f;       // dB above what speech seldom falls to
-constexpr float lead_allowance = 6.0f;  // dB above the way to the next frame
+constexpr float lead_allowance = 3.0f;  // dB above the way to the next frame
+constexpr float louder_filter = 2.0f;   // right behind a loss, times the one before it
 
 // Part of the sound that is left after so many lost frames, but for a lone one.
 constexpr float left_after[] = {1.0f, 0.9f, 0.5f, 0.15f, 0.0f};
@@ -133,6 +134,15 @@ Plan plan_to_next(const NarrowbandConcealment& state, const narrowband::FrameClu
     if (plan.pitch_gain[k] > 0.5f) plan.code_level[k] -= 5.0f;
   }
   return plan;
+}
+
+// How far the spectrum before the loss tells of the next frame's: of a jump of the level nothing
+// can be learnt from it, and a filter that rings where the new sound has none would be loud.
+float trust_in_spectrum(const ExcitationPast& past, const std::array<float, 4>& energies,
+                        const narrowband::FrameClues& clues) {
+  const float up = narrowband::code_level(energies, clues.correction[0]) -
+                   std::max(past.code_energy[0], past.code_energy[1]);
+  return std::clamp(1.0f - (up - 5.0f) / 6.0f, 0.0f, 1.0f);
 }
 
 void set_filters(FiveKDecoder& decoder, const std::array<float, M>& isf, float* A) {
@@ -233,12 +243,14 @@ int conceal_5k(NarrowbandConcealment& state, FiveKDecoder& decoder, NarrowbandDe
   const std::size_t kind = state.lost == 0 ? 0 : 1;
   const narrowband::MemoryEstimate weights = {energy_weights + 4 * kind, residual_weights[kind]};
   const narrowband::FrameClues clues = narrowband::clues_of(next, {next[7], next[10], next[13]});
-  const std::array<float, 10> residual = narrowband::estimate_residual(weights, shared.isf, clues);
+  std::array<float, 10> residual = narrowband::estimate_residual(weights, shared.isf, clues);
   const std::array<float, 4> energies =
       narrowband::estimate_energies(weights, state.past, shared.gains.past_qua_en, clues);
+  const float trust = trust_in_spectrum(state.past, energies, clues);
   std::array<float, M> isf;
   for (std::size_t i = 0; i < M; ++i) {
-    isf[i] = mean_isf[i] + residual[i] + isf_prediction * state.residual[i];
+    residual[i] = trust * residual[i];
+    isf[i] = mean_isf[i] + residual[i] + isf_prediction * trust * state.residual[i];
   }
   set_filters(decoder, isf, A.data());
   const Lag lag = decode_absolute_lag(next[5]);
@@ -256,7 +268,7 @@ int conceal_5k(NarrowbandConcealment& state, FiveKDecoder& decoder, NarrowbandDe
 }
 
 float filter_part(const NarrowbandConcealment& state, const float* A) {
-  return state.first_good != 0 ? filter_part(A, 4.0f * state.filter_energy) : 1.0f;
+  return state.first_good != 0 ? filter_part(A, louder_filter * state.filter_energy) : 1.0f;
 }
 
 void spread_isp(const IsfDequantizer& isf, float* isp) {
