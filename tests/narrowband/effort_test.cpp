@@ -124,6 +124,58 @@ TEST_P(Effort, TheEncodersExcitationIsTheDecoders) {
   }
 }
 
+// What the search adds up over a frame, and what it remembers for the next one, is the error of
+// what a decoder makes of the words, through A(z/0.94)/A(z/0.6) of the unquantised filters.
+// Reckoned here from the words, over the whole signal.
+TEST_P(Effort, WeighsAndRemembersTheErrorOfTheDecodersSynthesis) {
+  const Mode mode = mode_for(flavor());
+  for (unsigned seed = 0; seed < 3; ++seed) {
+    SCOPED_TRACE(seed);
+    Pair pair(flavor(), level());
+    test::PlainAnalysis analysis;
+    test::PlainDecoder decoder;
+    std::vector<double> error(10), weighted(10);
+    const Pcm pcm = speech_like_pcm(7200, seed);
+    for (std::size_t n = 0; n + pair.length() <= pcm.size(); n += pair.length()) {
+      SCOPED_TRACE(n);
+      const Words words = pair.code(&pcm[n]);
+      const auto filters = analysis.frame(mode, &pcm[n]);
+      decoder.frame(mode, words, 0);
+      const float* speech = &*analysis.speech.end() - 120 - pair.length();
+      double sum = 0.0, loud = 0.0;
+      for (std::size_t i = 0; i < pair.length(); ++i) {
+        const float* a = &filters[i / 48 * 11];
+        const double synthesis = decoder.synthesis[10 + n + i];
+        error.push_back(speech[i] - synthesis);
+        double now = error.back();
+        for (std::size_t j = 1; j <= 10; ++j) {
+          const auto power = static_cast<double>(j);
+          now += a[j] * std::pow(0.94, power) * error[error.size() - 1 - j] -
+                 a[j] * std::pow(0.6, power) * weighted[weighted.size() - j];
+        }
+        weighted.push_back(now);
+        sum += now * now;
+        loud = std::max(loud, std::fabs(synthesis));
+      }
+      // The search subtracts filtered signals in single precision.
+      const double tolerance = 1e-4 * loud;
+      for (std::size_t j = 0; j < 10; ++j) {
+        ASSERT_NEAR(pair.encoder.mem_err[j], error[error.size() - 10 + j], tolerance);
+        ASSERT_NEAR(pair.encoder.mem_w0[j], weighted[weighted.size() - 10 + j], tolerance);
+      }
+      // It starts each sum of products with 0.01, which the gains then multiply.
+      for (std::size_t k = decoder.subframes.size() - pair.length() / 48;
+           k < decoder.subframes.size(); ++k) {
+        const double gain_pit = decoder.subframes[k].gain_pit;
+        const double gain_code = decoder.subframes[k].gain_code;
+        sum += 0.01 * (gain_pit * gain_pit + gain_pit + gain_code * gain_code - 2 * gain_code +
+                       2 * gain_pit * gain_code);
+      }
+      ASSERT_NEAR(pair.effort->search.cost(0), sum, 1e-4 * sum);
+    }
+  }
+}
+
 // Speech minus synthesis, and the words' range, whatever comes in.
 TEST_P(Effort, EverySignalGivesValidWordsAndSaneSound) {
   std::vector<Pcm> signals(6, Pcm(4800));

@@ -154,7 +154,7 @@ TEST_P(WidebandLevel, RemembersTheErrorThatIsHeard) {
     const WidebandEncoder& coder = encoder->coder;
     std::array<float, 34> Aq;
     int_lpc(before.old_lsp.data(), coder.old_lsp.data(), Aq.data(), 16);
-    double peak = 0.0;
+    double peak = 0.0, sum = 0.0;
     for (std::size_t i = 0; i < 2; ++i) {
       const wideband::ErrorPath way{&Aq[17 * i], coder.last_prefilter.data(),
                                     &encoder->effort.listener.zeros[17 * i],
@@ -168,6 +168,7 @@ TEST_P(WidebandLevel, RemembersTheErrorThatIsHeard) {
       std::copy_n(heard.prefilter.begin() + 64, 16, memory.prefilter.begin());
       std::copy_n(heard.weighted.begin() + 64, 16, memory.weighted.begin());
       for (const float v : heard.synthesis) peak = std::max(peak, std::fabs(double{v}));
+      for (const double v : heard.weighted) sum += v * v;
     }
     // The coder subtracts two filtered signals where this filters their difference.
     const double tolerance = 1e-3 * peak + 1e-3;
@@ -177,6 +178,8 @@ TEST_P(WidebandLevel, RemembersTheErrorThatIsHeard) {
       ASSERT_NEAR(got.prefilter[j], memory.prefilter[j], tolerance) << k;
       ASSERT_NEAR(got.weighted[j], memory.weighted[j], tolerance) << k;
     }
+    // And its energy is what the search adds up and compares.
+    ASSERT_NEAR(encoder->effort.paths.cost(0), sum, 1e-3 * sum + 1.0) << k;
     memory = encoder->effort.memory;
   }
 }
