@@ -179,9 +179,9 @@ typedef struct quel_encoder_options {
   size_t size; /**< sizeof(quel_encoder_options) */
   int flavor;  /**< QUEL_FLAVOR_...; kept for the stream's life */
   /** 0..QUEL_MAX_EFFORT; kept for the stream's life. How long the encoder searches for speech that
-   *  sounds closer to its input: at 1 to 3 up to 1.5, 3.5 and 10 times as long as at 0. The units
-   * are as long as those of 0, come as late, and every decoder of the flavor decodes them. At 0
-   * they are bit for bit those of the plug-in. */
+   *  sounds closer to its input: at 1 to 3 up to 2, 4.5 and 12 times as long as at 0. The units
+   *  are as long as those of 0, come as late, and every decoder of the flavor decodes them. At 0
+   *  they are bit for bit those of the plug-in. */
   int effort;
   int reserved[2]; /**< 0 */
 } quel_encoder_options;
