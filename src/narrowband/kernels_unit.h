@@ -1,5 +1,6 @@
 #pragma once
 
+#include "dsp/response_matrix_kernel.h"
 #include "narrowband/acb27_15_kernel.h"
 #include "narrowband/acb_kernel.h"
 #include "narrowband/decoder_kernel.h"
@@ -22,7 +23,7 @@ const NarrowbandKernels narrowband_kernels = {
     .synthesize_and_pass = synthesize_and_pass,
     .level_and_pass = level_and_pass,
     .mix_excitation = mix_excitation,
-    .correlate_pulses = correlate_pulses,
+    .correlate_pulses = response_matrix<3>,
     .free_pitch_gain = free_pitch_gain,
     .best_pulse = best_pulse,
 };

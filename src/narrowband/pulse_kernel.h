@@ -10,41 +10,11 @@ namespace quel::QUEL_SET {
 namespace six_pulses {
 
 constexpr int positions = 48;
-constexpr int tracks = 3;
 constexpr int count = 16;  // positions of a track
 constexpr int width = 2 * lanes;
 constexpr int parts = count / width;
 
 }  // namespace six_pulses
-
-/// pulse_search.h's `correlate_pulses`. An entry continues the sum of the one below and to the
-/// right by three products.
-static void correlate_pulses(const float* h, float* phi) {
-  using namespace six_pulses;
-  // [r][q] sample 3 * q + r of the response read backwards, zeros behind.
-  float phase[tracks][2 * count + width] = {};
-  for (int n = 0; n < positions; ++n) phase[n % tracks][n / tracks] = h[positions - 1 - n];
-  float rows[tracks][tracks][count + 1] = {};
-  for (int jx = count - 1; jx >= 0; --jx) {
-    for (int tx = 0; tx < tracks; ++tx) {
-      for (int ty = 0; ty < tracks; ++ty) {
-        float* const row = rows[tx][ty];
-        float* const out = phi + (count * tx + jx) * positions + count * ty;
-        Float sum[parts];
-        for (int p = 0; p < parts; ++p) sum[p] = load<Float>(row + 1 + p * width);
-        for (int k = tracks - 1; k >= 0; --k) {
-          const Float x = splat<Float>(phase[(tx + k) % tracks][jx + (tx + k) / tracks]);
-          const float* const y = phase[(ty + k) % tracks] + (ty + k) / tracks;
-          for (int p = 0; p < parts; ++p) sum[p] += x * load<Float>(y + p * width);
-        }
-        for (int p = 0; p < parts; ++p) {
-          store(row + p * width, sum[p]);
-          store(out + p * width, sum[p]);
-        }
-      }
-    }
-  }
-}
 
 /// pulse_search.h's `free_pitch_gain`.
 static void free_pitch_gain(const float* dn1, float weight, float* phi) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "dsp/response_matrix.h"
 #include "dsp/scratch.h"
 #include "narrowband/Acb2_10.h"
 #include "narrowband/Acb3_10.h"
@@ -255,16 +256,7 @@ int best_pulse(const SixPulseTarget& target, const int* place, const float* sign
 namespace plain {
 
 void correlate_pulses(const float* h, float* phi) {
-  float block[per_track * per_track];
-  for (int tx = 0; tx < 3; ++tx) {
-    for (int ty = 0; ty < 3; ++ty) {
-      cross_block(h, tx, ty, 3, block);
-      for (int j = 0; j < per_track; ++j) {
-        std::copy_n(block + per_track * j, per_track,
-                    phi + (per_track * tx + j) * acb_len + per_track * ty);
-      }
-    }
-  }
+  quel::plain::response_matrix<3>(h, phi);
 }
 
 void free_pitch_gain(const float* dn1, float weight, float* phi) {

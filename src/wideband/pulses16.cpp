@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "dsp/kernel_checks.h"
+#include "dsp/response_matrix.h"
 #include "wideband/cod45_85.h"
 #include "wideband/kernels.h"
 #include "wideband/pulse_limits.h"
@@ -131,13 +132,7 @@ struct Code {
 }  // namespace
 
 void plain::response_matrix(const float* h, float* phi) {
-  for (int i = places - 1; i >= 0; --i) {
-    for (int j = places - 1; j >= 0; --j) {
-      const bool last = i == places - 1 || j == places - 1;
-      const float later = last ? 0.0f : phi[places * place_of(i + 1) + place_of(j + 1)];
-      phi[places * place_of(i) + place_of(j)] = later + h[places - 1 - i] * h[places - 1 - j];
-    }
-  }
+  quel::plain::response_matrix<tracks>(h, phi);
 }
 
 void plain::find_pulses(const PulseQuestion& question, const float* phi, Pulses& result) {

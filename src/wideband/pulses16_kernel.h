@@ -1,7 +1,6 @@
 #pragma once
 
 #include "dsp/lanes.h"
-#include "dsp/shift_lanes.h"
 #include "wideband/pulse_limits.h"
 #include "wideband/pulses16.h"
 
@@ -179,31 +178,6 @@ struct Code {
 };
 
 }  // namespace descent
-
-/// plain::response_matrix: a row is the one below, one sample later, with a product more. Of the
-/// places only one track's change their position with the sample.
-static void response_matrix(const float* h, float* phi) {
-  using namespace descent;
-  float late[places];  // h backwards, by place
-  for (int n = 0; n < places; ++n) late[n % tracks * positions + n / tracks] = h[places - 1 - n];
-  Float below[tracks][parts] = {};
-  for (int p = positions - 1; p >= 0; --p) {
-    for (int t = tracks - 1; t >= 0; --t) {
-      Float moved[parts];
-      moved[parts - 1] = shifted_down(below[0][parts - 1], Float{});
-      for (int i = 0; i + 1 < parts; ++i) moved[i] = shifted_down(below[0][i], below[0][i + 1]);
-      const Float factor = splat<Float>(late[t * positions + p]);
-      float* const out = phi + places * (t * positions + p);
-      for (int u = 0; u < tracks; ++u) {
-        for (int i = 0; i < parts; ++i) {
-          const Float later = u + 1 < tracks ? below[u + 1][i] : moved[i];
-          below[u][i] = later + factor * load<Float>(late + u * positions + i * width);
-          store(out + u * positions + i * width, below[u][i]);
-        }
-      }
-    }
-  }
-}
 
 /// plain::find_pulses, lanes across the places of a track.
 static void find_pulses(const wideband::PulseQuestion& question, const float* phi,
