@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "dsp/best_few.h"
 #include "dsp/convolve.h"
 #include "dsp/corr_xy.h"
 #include "dsp/invsqrt.h"
@@ -90,7 +91,7 @@ struct RankedLag {
   float merit;
 };
 
-// The best few, best first; of equals the first stays.
+// As keep_best.
 template <typename Entry, int most>
 struct Best {
   Entry entry[most];
@@ -98,10 +99,7 @@ struct Best {
 
   template <typename Before>
   void put(int places, const Entry& now, Before before) {
-    if (count == places && !before(now, entry[count - 1])) return;
-    int rank = count < places ? count++ : count - 1;
-    for (; rank > 0 && before(now, entry[rank - 1]); --rank) entry[rank] = entry[rank - 1];
-    entry[rank] = now;
+    count = keep_best(entry, count, places, now, before);
   }
 };
 
@@ -197,7 +195,7 @@ void try_lag(Subframe& sub, const Path& path, const float* xn, const Adaptive& a
 
   const double gain = corr_xy1(xn, y1, g_coeff, L);
   const float gain_pit = limited_pitch_gain(gain, sub.frame.crowded);
-  const bool free = static_cast<double>(gain_pit) == static_cast<double>(static_cast<float>(gain));
+  const bool free = gain_pit == static_cast<float>(gain);
   updt_tar(xn, x2.data(), y1, gain_pit, L);
   // Repeating is linear: a repeated shape through h is the shape through h, repeated.
   mvr2r(sub.F.data(), F.data(), L);

@@ -2,6 +2,7 @@
 
 #include <iterator>
 
+#include "dsp/best_few.h"
 #include "narrowband/gain_tables.h"
 
 namespace quel::narrowband {
@@ -28,10 +29,8 @@ void best_gain_rows(float gcode0, const float* g_coeff, bool crowded, int count,
   }
   int kept = 0;
   for (int row = 0; row < rows; ++row) {
-    if (kept == count && !(error[row] < best[kept - 1].error)) continue;
-    int rank = kept < count ? kept++ : kept - 1;
-    for (; rank > 0 && error[row] < best[rank - 1].error; --rank) best[rank] = best[rank - 1];
-    best[rank] = {row, error[row]};
+    kept = keep_best(best, kept, count, {row, error[row]},
+                     [](const GainRow& a, const GainRow& b) { return a.error < b.error; });
   }
 }
 

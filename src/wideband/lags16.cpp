@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 
+#include "dsp/best_few.h"
 #include "dsp/scratch.h"
 #include "wideband/pit_fr3s.h"
 
@@ -39,15 +40,8 @@ int best_lags(const float* exc, const float* xn, const float* h, int t0_min, int
   for (int T0 = t0_min; T0 <= t0_max; ++T0) {
     const bool whole = i_subfr == 0 && T0 >= first_whole_lag;
     const Scored scored = best_fraction(corr.data() + 4 + T0 - t0_min, T0, whole);
-    int rank = count;
-    if (count < most) ++count;
-    // What is no number stays behind all others.
-    for (; rank > 0; --rank) {
-      const Scored& before = ranking[static_cast<std::size_t>(rank - 1)];
-      if (!(scored.merit > before.merit)) break;
-      if (rank < count) ranking[static_cast<std::size_t>(rank)] = before;
-    }
-    if (rank < count) ranking[static_cast<std::size_t>(rank)] = scored;
+    count = keep_best(ranking.data(), count, most, scored,
+                      [](const Scored& a, const Scored& b) { return a.merit > b.merit; });
   }
   for (int k = 0; k < count; ++k) lags[k] = ranking[static_cast<std::size_t>(k)].lag;
   return count;
