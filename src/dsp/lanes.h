@@ -31,7 +31,9 @@
 #define QUEL_INLINE static inline __attribute__((always_inline))
 #define QUEL_MEMBER inline __attribute__((always_inline))
 /// In front of a loop whose body is long enough: unrolled, it would only be longer.
-#if defined(__clang__)
+#if !defined(__OPTIMIZE__)
+#define QUEL_NO_UNROLLING
+#elif defined(__clang__)
 #define QUEL_NO_UNROLLING _Pragma("clang loop unroll(disable)")
 #else
 #define QUEL_NO_UNROLLING _Pragma("GCC unroll 1")
