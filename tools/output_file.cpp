@@ -235,8 +235,8 @@ void OutputFile::release() {
   std::error_code error;
   fs::rename(part_, target_, error);
   if (error) throw FileError(name_, error.message());
-  // Behind it: a run that is killed between the two leaves a mark on what is done, which nobody asks
-  // for there, and not a file that the next run takes for somebody else's.
+  // Behind it: a run that is killed between the two leaves a mark on what is done, which nobody
+  // asks for there, and not a file that the next run takes for somebody else's.
   unmark(lock_->descriptor());
   unfinished_.reset();
   lock_.reset();

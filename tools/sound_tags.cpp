@@ -63,8 +63,9 @@ std::vector<std::uint8_t> info_chunk(const SoundTags& tags) {
   append_text(chunk, "INFO");
   const std::size_t empty = chunk.size();
   for (const auto& [name, value] : tags) {
-    const auto kind = std::find_if(kinds.begin(), kinds.end(),
-                                   [&](const SoundTagKind& each) { return name == each.name; });
+    const auto kind =
+        std::find_if(kinds.begin(), kinds.end(),
+                     [&tag = name](const SoundTagKind& each) { return tag == each.name; });
     if (kind == kinds.end() || kind->info == nullptr) continue;
     append_text(chunk, kind->info);
     append_little_endian(chunk, value.size() + 1, 4);

@@ -22,7 +22,8 @@ struct Subframe {
       : xn(test::noise(80, seed)), y1(test::noise(80, seed + 1000)), code(80), h(80), y0(80) {
     test::Random random(seed);
     for (int k = 0; k < 10; ++k) {
-      code[random.integer(0, 79)] += random.integer(0, 1) == 0 ? 1.0f : -1.0f;
+      code[static_cast<std::size_t>(random.integer(0, 79))] +=
+          random.integer(0, 1) == 0 ? 1.0f : -1.0f;
     }
     for (std::size_t n = 0; n < 80; ++n) {
       h[n] = static_cast<float>(std::pow(0.8, n) * std::cos(0.5 * double(n)));
