@@ -180,7 +180,7 @@ class AllPole {
     constexpr int whole = m - block + 1;  // behind a[m] stand zeros
     double tail[2 * block] = {};
     store_block(tail, -load_block(a + whole));
-    for (int k = whole + 1; k <= m; ++k) store_block(minus_a_[k], load_block(tail + k - whole));
+    for (int k = whole + 1; k <= m; ++k) store_block(minus_a_[k], load_block(tail + (k - whole)));
     int i = 0;
     for (; i + block <= m; i += block) store_block(past_and_y_ + i, load_block(past + i));
     if (i < m) store_block(past_and_y_ + m - block, load_block(past + m - block));
