@@ -70,7 +70,7 @@ double tilt_of(const float* zeros, const float* poles) {
 }  // namespace
 
 void init_enhanced_postfilter(EnhancedPostfilter& state) {
-  const bool on = state.on;
+  const std::int32_t on = state.on;
   state = {};
   state.on = on;
   init_agc(state.gain_control);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 
 #include "narrowband/postproc.h"
 
@@ -11,7 +12,7 @@ namespace quel {
 struct EnhancedPostfilter {
   static constexpr int past = 146;  ///< the longest lag, and what is tried around it
 
-  bool on = false;
+  std::int32_t on = 0;                 ///< 1: it runs. No bool: the decoder's memory has no padding
   std::array<float, 10> mem_plain{};   ///< last outputs of the plain synthesis
   std::array<float, past> residual{};  ///< of the plain synthesis through A(z/0.70)
   std::array<float, 10> mem_formant{};

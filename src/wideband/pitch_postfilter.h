@@ -1,12 +1,13 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 
 namespace quel::wideband {
 
 /// Memory of the pitch postfilter, which a decoder has where it is asked to enhance.
 struct PitchPostfilter {
-  bool on = false;
+  std::int32_t on = 0;            ///< 1: it runs. No bool: the decoder's memory has no padding
   std::array<float, 292> past{};  ///< synthesis before the subframe, not yet postfiltered
 };
 
