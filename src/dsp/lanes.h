@@ -30,13 +30,14 @@
 
 #define QUEL_INLINE static inline __attribute__((always_inline))
 #define QUEL_MEMBER inline __attribute__((always_inline))
-/// In front of a loop whose body is long enough: unrolled, it would only be longer.
-#if !defined(__OPTIMIZE__)
-#define QUEL_NO_UNROLLING
-#elif defined(__clang__)
+/// In front of a loop whose body is long enough: unrolled, it would only be longer. gcc warns of this
+/// word where it has no use for it, without optimisation and on other processors than x86-64.
+#if defined(__clang__)
 #define QUEL_NO_UNROLLING _Pragma("clang loop unroll(disable)")
-#else
+#elif defined(__OPTIMIZE__) && defined(__x86_64__)
 #define QUEL_NO_UNROLLING _Pragma("GCC unroll 1")
+#else
+#define QUEL_NO_UNROLLING
 #endif
 
 namespace quel::QUEL_SET {
