@@ -30,8 +30,8 @@
 
 #define QUEL_INLINE static inline __attribute__((always_inline))
 #define QUEL_MEMBER inline __attribute__((always_inline))
-/// In front of a loop whose body is long enough: unrolled, it would only be longer. gcc warns of this
-/// word where it has no use for it, without optimisation and on other processors than x86-64.
+/// In front of a loop whose body is long enough: unrolled, it would only be longer. gcc warns of
+/// this word where it has no use for it, without optimisation and on other processors than x86-64.
 #if defined(__clang__)
 #define QUEL_NO_UNROLLING _Pragma("clang loop unroll(disable)")
 #elif defined(__OPTIMIZE__) && defined(__x86_64__)
