@@ -22,8 +22,14 @@ bool try_head(std::span<const std::uint8_t> packet) {
     const OggHead head = unpack_head("f", packet);
     const auto again = pack_head(head);
     require(packet.size() >= again.size());
-    require(std::equal(again.begin(), again.end(), packet.begin()));
-    require(packet.size() == again.size() || head.version > OggHead::ogg_newest_version);
+    // What a later version says beyond this one is not kept, and neither is its number.
+    constexpr std::size_t version = 8, plain = 21;
+    for (std::size_t i = 0; i < plain; ++i) require(i == version || again[i] == packet[i]);
+    if (head.version == OggHead::ogg_plain_version) {
+      require(std::equal(again.begin(), again.end(), packet.begin(), packet.end()));
+    }
+    require(!head.unsent || (packet[plain] & again[plain]) == again[plain]);
+    require(head.unsent == (again.size() > plain));
     check_bitstream("f", head, "e");
     return true;
   } catch (const FileError& error) {
